@@ -1,0 +1,28 @@
+# Settings that every target of the project shares, and the functions that make its libraries.
+
+add_library(dataio-settings INTERFACE)
+target_compile_features(dataio-settings INTERFACE cxx_std_20)
+# IEEE arithmetic is part of the format's rules: results are the same on every machine, bit for bit.
+target_compile_options(dataio-settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wsign-compare
+  -fno-fast-math -ffp-contract=off
+  "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
+  $<$<BOOL:${DATAIO_WERROR}>:-Werror>)
+target_compile_definitions(dataio-settings INTERFACE
+  _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
+  $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+target_include_directories(dataio-settings INTERFACE "${PROJECT_SOURCE_DIR}")
+if(DATAIO_SANITIZE)
+  target_compile_options(dataio-settings INTERFACE
+    "-fsanitize=${DATAIO_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(dataio-settings INTERFACE "-fsanitize=${DATAIO_SANITIZE}")
+endif()
+
+# Qt 6 asks for position-independent code in everything that links it.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()

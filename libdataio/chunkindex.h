@@ -1,0 +1,65 @@
+#pragma once
+
+#include <libdataio/export.h>
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+namespace zd {
+
+/// Where one chunk lies in its file.
+struct ChunkRecord {
+    ChunkRecord(std::uint32_t chunkOffset, std::uint32_t payloadLength)
+        : offset(chunkOffset), length(payloadLength) {}
+
+    std::uint32_t offset; ///< file offset of the start header
+    std::uint32_t length; ///< payload size in bytes, headers not counted
+
+    friend bool operator==(const ChunkRecord&, const ChunkRecord&) = default;
+};
+
+/// The table of a file's chunks: for each chunk type, in ascending order, the records of that type.
+/// The order of the frame records is the movie's frame order. A copyable value.
+class DATAIO_EXPORT ChunkIndex {
+public:
+    using Map = std::map<std::uint32_t, std::vector<ChunkRecord>>;
+
+    ChunkIndex() = default;
+    ChunkIndex(const ChunkIndex&) = default;
+    ChunkIndex& operator=(const ChunkIndex&) = default;
+    virtual ~ChunkIndex();
+
+    /// Builds the index payload: the number of records, then type, offset and length of each. Stores its
+    /// length in `size`; the caller owns the array and releases it with `delete[]` as an array of char.
+    /// Throws std::length_error when the payload would not fit an int.
+    virtual void* save(int& size);
+    /// Appends the records of an index payload, the first bytes of `data`; returns how many bytes it took.
+    /// Reports "CI_L_CHUNK", with nothing appended, when `size` is less than the payload's own count needs.
+    virtual int load(const void* data, unsigned int size);
+    /// Prints the records to standard output.
+    virtual void debugDump();
+
+    /// The records of a type; a missing type is inserted with an empty list.
+    std::vector<ChunkRecord>& operator[](int type) { return m_records[static_cast<std::uint32_t>(type)]; }
+    bool has(int type) const { return find(type) != end(); }
+    Map::iterator find(int type) { return m_records.find(static_cast<std::uint32_t>(type)); }
+    Map::const_iterator find(int type) const { return m_records.find(static_cast<std::uint32_t>(type)); }
+    Map::iterator begin() { return m_records.begin(); }
+    Map::iterator end() { return m_records.end(); }
+    Map::const_iterator begin() const { return m_records.begin(); }
+    Map::const_iterator end() const { return m_records.end(); }
+    void removeChunkType(int type) { m_records.erase(static_cast<std::uint32_t>(type)); }
+    void clear() { m_records.clear(); }
+
+protected:
+    /// Bytes of the index payload. Throws as `save` does.
+    std::size_t payloadSize() const;
+    /// Writes the index payload, `payloadSize()` bytes, to `out`.
+    void writePayload(char* out) const;
+
+private:
+    Map m_records;
+};
+
+} // namespace zd

@@ -1,0 +1,1 @@
+#include <libdataio/chunkinfo.h>

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <libdataio/chunkwriter.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace zd {
+
+/// `ChunkWriter` on an open file descriptor, which it closes when it is destroyed.
+///
+/// Positions reach 2^32 - 1: a chunk that would end beyond is refused before anything is written
+/// ("FDCW_AC_WRITE"), and `seekEnd` refuses a longer file.
+class DATAIO_EXPORT FDChunkWriter : public ChunkWriter {
+public:
+    FDChunkWriter() = default;
+    ~FDChunkWriter() override;
+
+    void setFD(int fd) override;
+    int addChunk(unsigned int type, const void* data, unsigned int size) override;
+    int closeFD() override;
+    bool nextChunk(unsigned int type) override;
+    bool prevChunk(unsigned int type) override;
+    bool openned() const override;
+    bool seek(unsigned int position) override;
+    bool seekEnd() override;
+    bool seekPrev() override;
+    unsigned int offset() const override;
+    const void* data() const override;
+    int chunkSize() const override;
+    void dumpDebug() const override;
+
+    /// Cuts the file at the position, or lengthens it with zeros up to there. Reports "FDCW_TRUNC".
+    void truncateFile();
+
+    int descriptor() const { return m_fd; }
+    /// Reports "CHB_LFD_PARSE" unless a chunk of that type and payload size starts at `position`.
+    void requireChunk(unsigned int position, unsigned int type, unsigned int size);
+    /// Reports "FDCW_AC_WRITE" when the system says that `bytes` more at the position do not fit on the disk.
+    void reserve(std::int64_t bytes);
+
+private:
+    int _readPayload(std::int64_t position, std::uint32_t size);
+
+    int m_fd = -1;
+    std::vector<char> m_buffer;
+    std::uint32_t m_size = 0;
+    std::uint32_t m_position = 0;
+};
+
+} // namespace zd

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <libdataio/export.h>
+
+#include <QString>
+
+#include <memory>
+
+namespace zd {
+
+class FDChunkReader;
+
+/// Opens a regular file by name and walks its chunks. Never copied; used by one thread at a time.
+class DATAIO_EXPORT FileReader {
+public:
+    FileReader();
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
+    ~FileReader(); ///< closes the file
+
+    /// Closes what is open, then opens `path` for reading; there is no position yet. Reports "FR_OF_STAT",
+    /// "FR_OF_REGFILE" and "FR_OF_OPEN"; nothing is open then.
+    void openFile(const QString& path);
+    void closeFile();
+    bool openned() const;
+
+    // The operations of `ChunkReader`. Without an open file steps and positioning give false, `data` reports
+    // "MM_D_NODATA" and `chunkSize` is -1.
+    bool rewind();
+    bool seekEnd();
+    bool nextChunk(unsigned int type);
+    bool prevChunk(unsigned int type);
+    const void* data() const;
+    int chunkSize();
+    bool seek(int position);
+
+    /// As `seek`, telling how long the payload there is expected to be, so that one system call can fetch
+    /// header and payload together. A wrong guess costs time, never a wrong result.
+    bool seek(int position, unsigned int expectedSize);
+
+private:
+    std::unique_ptr<FDChunkReader> m_reader;
+};
+
+} // namespace zd

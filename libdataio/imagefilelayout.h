@@ -1,0 +1,92 @@
+#pragma once
+
+#include <libdataio/export.h>
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+
+/// Types of the chunks of a VQF movie.
+enum ZDImageChunkType : int {
+    ZD_FRAME_CHUNK = 2,         ///< the pixels of one frame
+    ZD_INFO_CHUNK = 5,          ///< chunk index and header attributes; always the last chunk
+    ZD_FIBER_CENTERS_CHUNK = 6, ///< fibre centres, two 32-bit words each
+    ZD_FRAME_TIMER_CHUNK = 7,   ///< one 8-byte time per frame
+    ZD_LASER_POWER_CHUNK = 8,   ///< one byte per frame
+};
+
+/// The constants and encodings of a movie file that its writer and its reader share.
+namespace zd::layout {
+
+/// Bytes of a start or end header, and of the two together.
+inline constexpr std::int64_t headerBytes = 16;
+inline constexpr std::int64_t framingBytes = 2 * headerBytes;
+/// Bytes of the index's count and of each of its records.
+inline constexpr std::int64_t indexCountBytes = 4;
+inline constexpr std::int64_t indexRecordBytes = 12;
+/// Bytes of a stored time, laser power and fibre-centre word.
+inline constexpr std::int64_t frameTimeBytes = 8;
+inline constexpr std::int64_t laserPowerBytes = 1;
+inline constexpr std::int64_t fiberWordBytes = 4;
+
+/// Longest file that every reader of the format opens, and the reach of the index.
+inline constexpr std::uint64_t commonSizeLimit = (std::uint64_t{1} << 31) - 1;
+inline constexpr std::uint64_t largestSizeLimit = (std::uint64_t{1} << 32) - 1;
+
+/// Values of the attribute "endian".
+inline constexpr int littleEndian = 2;
+/// Whether samples of a movie with that "endian" (0 when absent) are in the other byte order.
+constexpr bool needsSwapping(int endian) { return endian != 0 && endian != littleEndian; }
+
+/// Names of the header attributes that the library itself reads or writes.
+namespace key {
+inline constexpr QLatin1StringView endian{"endian"};
+inline constexpr QLatin1StringView width{"width"};
+inline constexpr QLatin1StringView height{"height"};
+inline constexpr QLatin1StringView pixType{"pixtype"};
+inline constexpr QLatin1StringView pixBits{"pixbits"};
+inline constexpr QLatin1StringView frameDelay{"framedelay"};
+inline constexpr QLatin1StringView dimension{"datadimension"};
+inline constexpr QLatin1StringView palette{"palette"};
+inline constexpr QLatin1StringView indexed{"indexed"};
+inline constexpr QLatin1StringView comment{"comment"};
+inline constexpr QLatin1StringView specificComment{"specific_comment"};
+inline constexpr QLatin1StringView plugPrefix{"plug_"};
+inline constexpr QLatin1StringView boxMinX{"bbox_min_x"};
+inline constexpr QLatin1StringView boxMinY{"bbox_min_y"};
+inline constexpr QLatin1StringView boxMaxX{"bbox_max_x"};
+inline constexpr QLatin1StringView boxMaxY{"bbox_max_y"};
+inline constexpr QLatin1StringView dataType{"data_type"};
+inline constexpr QLatin1StringView maskLevel{"mask_level"};
+inline constexpr QLatin1StringView sinusT0{"sinus_disto_t0"};
+inline constexpr QLatin1StringView sinusT1{"sinus_disto_t1"};
+inline constexpr QLatin1StringView frameTimer{"frame_timer"};
+inline constexpr QLatin1StringView frameTimerSeconds{"frame_timer_n%1_sec"};
+inline constexpr QLatin1StringView frameTimerMicroseconds{"frame_timer_n%1_usec"};
+inline constexpr QLatin1StringView utcOffsetSeconds{"utc_offset_seconds"};
+} // namespace key
+
+/// Whole bytes that hold a sample of that many bits: (bits - 1) / 8 + 1, truncating toward zero (0 bits give 1).
+constexpr int bytesForBits(int bits)
+{
+    return static_cast<int>((static_cast<std::int64_t>(bits) - 1) / 8 + 1);
+}
+
+/// The byte of a laser power: 255 for a negative value or not a number, else power x 254 in single precision,
+/// rounded to the nearest integer (ties to even), modulo 256.
+DATAIO_EXPORT std::uint8_t encodeLaserPower(float power);
+/// -1 (not known) for 255, else byte / 254.
+DATAIO_EXPORT float decodeLaserPower(std::uint8_t byte);
+
+/// The word of a fibre-centre coordinate on an axis of `extent` pixels: the coordinate, limited to
+/// [0, extent - 1] (not a number gives 0), x 4294967295 / extent, truncated, low 32 bits. Defined for
+/// every extent.
+DATAIO_EXPORT std::uint32_t encodeFiberWord(float coordinate, int extent);
+/// word x (extent / 4294967295), at most extent - 1.
+DATAIO_EXPORT float decodeFiberWord(std::uint32_t word, int extent);
+
+/// Text of a stored comment: BEL (U+0007) stands for a line feed.
+DATAIO_EXPORT QString decodeComment(const QString& stored);
+
+} // namespace zd::layout

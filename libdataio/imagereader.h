@@ -1,0 +1,150 @@
+#pragma once
+
+#include <libdataio/chunkinfo.h>
+#include <libdataio/export.h>
+#include <libdataio/filereader.h>
+#include <libdataio/frametimer.h>
+#include <libdataio/imagefilelayout.h>
+#include <libdataio/pixeltypes.h>
+
+#include <QString>
+
+#include <cstdint>
+#include <vector>
+
+class QImage;
+
+namespace zd {
+
+class ZdPalette;
+
+/// Opens a movie and delivers its header, frames, times, laser powers, fibre geometry and thumbnails.
+///
+/// Opening costs the info chunk and the two small side-data chunks, whatever the number of frames. Frames
+/// are handed out by borrowed pointer: valid until the next frame, fibre query, thumbnail, `reloadHeader`,
+/// `open` or `close`. A reader never writes. Never copied; used by one thread at a time; readers on the same
+/// file are independent.
+class DATAIO_EXPORT ImageReader {
+public:
+    /// Which fibres a query keeps, and in what order.
+    enum FiberFilteringMode : int {
+        NoFiberFiltering = 0,                       ///< all, as stored
+        SizeClampFiberFiltering = 1,                ///< all, moved into the frame
+        BundleBoundingBoxFiberFiltering = 2,        ///< those inside the frame and the bundle's ellipse
+        NoFiberFilteringSorted = 3,                 ///< as 0, in raster order
+        SizeClampFiberFilteringSorted = 4,          ///< as 1, in raster order
+        BundleBoundingBoxFiberFilteringSorted = 5,  ///< as 2, in raster order
+    };
+
+    ImageReader();
+    /// Opens `path`; failures as `open`.
+    explicit ImageReader(const QString& path);
+    ImageReader(const ImageReader&) = delete;
+    ImageReader& operator=(const ImageReader&) = delete;
+    ~ImageReader(); ///< closes the file; a failure is dropped
+
+    /// Opens a movie; what was open is closed first. Reports "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN",
+    /// "IR_MISSINFO" when the last chunk is no info chunk, and the damage that the layers below find.
+    void open(const QString& path);
+    /// Reads the header again from the open file; frame count, times and laser powers stay. Reports "IR_MISSINFO".
+    void reloadHeader();
+    /// Closes the file; what was loaded from the header keeps answering.
+    void close();
+
+    // Header values, read from the attributes at each call. Those that return bool leave `out` alone when the
+    // attribute is absent; `pixType` always writes.
+    bool width(int& out);
+    bool height(int& out);
+    bool frameDelay(int& out);
+    bool dimension(int& out);
+    bool pixBits(int& out);               ///< from the pixel type, else from "pixbits"
+    bool pixType(ZDImagePixelType& out);  ///< from "pixtype", else guessed from the bits; false for `ZD_UNKNOWN`
+    int pixBytes();                       ///< whole bytes of a sample, 0 when the bits are not known
+    int endian();                         ///< 2 little-endian, 0 when absent
+    int utcOffsetSeconds(bool& found);    ///< local time minus UTC; 0 when absent
+    QString dataType();                   ///< "data_type", else "raw" for a frame of 896 x 640, else "imp"
+    int getMaskLevel();                   ///< "mask_level", -32768 when absent
+    const QString getComment() const;
+    const QString getSpecificComment() const;
+    /// The movie's palette. When there is none, false; a palette without nodes becomes the default palette.
+    bool palette(ZdPalette& out);
+
+    int nbFrames();
+    int currFrameIdx(); ///< the frame that `nextFrame` delivers next
+    const FrameTimer& getFrameTimer() const;
+    AttributeChunk& attributeChunk();
+    void dumpDebug();
+
+    // Attributes in memory; nothing is written to the file.
+    bool attribute(const QString& name, int& out) const;
+    bool attribute(const QString& name, float& out) const;
+    bool attribute(const QString& name, QString& out) const;
+    void setAttribute(const QString& name, int value); ///< stored as "plug_" + name
+    void setAttribute(const QString& name, float value);
+    void setAttribute(const QString& name, const QString& value);
+    void removeAttribute(const QString& name); ///< by its full name
+
+    /// Delivers frame `index`: its samples as stored, or a copy in this machine's byte order. False, with `data`
+    /// untouched, for an index out of range, a frame that is cut short or not where the index says, and a
+    /// closed reader. The pointer is null when the samples need turning and the header does not say how many there
+    /// are, or claims more than 64 MiB that the file does not hold. Reports "IR_RC_BOUND" and damaged headers.
+    bool getFrame(const void*& data, unsigned int index);
+    /// Delivers the frame at the cursor and moves the cursor on, also when that fails.
+    bool nextFrame(const void*& data);
+    bool rewind(); ///< sets the cursor to 0; always true
+    /// Bytes at the pointer that was delivered last; 0 before any frame and for a null pointer.
+    std::int64_t frameSize() const;
+
+    /// The time of the frame at the cursor, or of a given frame.
+    bool frameTiming(timeval& out);
+    bool getFrameTiming(unsigned int index, timeval& out);
+    /// The laser power of the frame at the cursor, or of a given frame, 0 to 1; false when it is not known.
+    bool laserPower(float& out);
+    bool getLaserPower(unsigned int index, float& out);
+    /// The rectangle that the fibre bundle covers: minimum x and y, maximum x and y, in pixels, as stored. False,
+    /// with `box` empty, when one of the four is missing.
+    bool getBundleBoundingBox(std::vector<float>& box);
+
+    // Fibre geometry. Each query reads the chunk again. Reports "IR_GRFI_NOSIZE", "IR_GRFI_UMODE" and
+    // "IR_GRFI_UDTYPE"; a movie without fibre centres gives an empty list.
+
+    /// Raster positions: column and row of each fibre, in pixels.
+    void getRasterFiberContinuousIndexes(std::vector<float>& out, FiberFilteringMode mode);
+    /// The same, rounded to the nearest pixel (ties to even).
+    void getRasterFiberIndexes(std::vector<unsigned int>& out, FiberFilteringMode mode);
+    /// Offset of each fibre's pixel: row x width + column.
+    void getFiberOffsets(std::vector<unsigned int>& out, FiberFilteringMode mode);
+    /// Normalised positions: x and y of each fibre, y upwards, the longer side of the frame spanning 0 to 1.
+    void getWorldFiberCenters(std::vector<float>& out, FiberFilteringMode mode);
+    int nbFibers(FiberFilteringMode mode);
+
+    /// Renders frame `frame` for a box of pixels, keeping its aspect ratio, through the movie's palette. Returns
+    /// false, with `image` untouched, when there is no such frame or its type has no thumbnail (8 and 16-bit
+    /// integers have), for a box below 1 and for a picture over 256 MiB.
+    bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frame);
+
+protected:
+    bool _readChunk(ZDImageChunkType type, unsigned int index);
+    float* _dataFloats();
+    const QString _getStringVariable(const QString& key) const;
+
+private:
+    void _clean();
+    void _loadInfo();
+    void _loadFrameTimerChunk();
+    void _loadLaserPowerChunk();
+    bool _needSwapping();
+    const void* _swapDataBytes();
+
+    FileReader m_file;
+    std::vector<char> m_workBuffer;
+    ChunkInfo m_info;
+    FrameTimer m_frameTimer;
+    std::int32_t m_cursor = 0;
+    std::int32_t m_frameCount = 0;
+    std::vector<float> m_laserPowers;
+    QString m_fileName;
+    std::int64_t m_frameSize = 0;
+};
+
+} // namespace zd

@@ -1,0 +1,1 @@
+#include <libdataio/imagewriter.h>

@@ -1,0 +1,177 @@
+#pragma once
+
+#include <libdataio/chunkinfo.h>
+#include <libdataio/export.h>
+#include <libdataio/filewriter.h>
+#include <libdataio/frametimer.h>
+#include <libdataio/imagefilelayout.h>
+#include <libdataio/pixeltypes.h>
+
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace zd {
+
+class EditJournal;
+class ZdPalette;
+
+/// Records a movie frame by frame, or changes one that was closed.
+///
+/// A recording is `create`, header values, frames, `close`. Each frame is complete on disk when the call returns;
+/// header, times and laser powers are kept in memory and written by `close`. One object writes one movie at
+/// a time and may be reused. Never copied; used by one thread at a time.
+///
+/// Failures are `IOFileException`s. When a frame cannot be written nothing of it is recorded, the frames before it
+/// are untouched, and the next operation removes what was written of it. `close` can be repeated after a failure.
+class DATAIO_EXPORT ImageWriter {
+public:
+    ImageWriter();
+    ImageWriter(const ImageWriter&) = delete;
+    ImageWriter& operator=(const ImageWriter&) = delete;
+    /// Closes an open movie and drops a failure. When only the fibre centres stand in the way, the movie is
+    /// closed without them.
+    ~ImageWriter();
+
+    /// Starts a new movie, replacing any file of that name; an open movie is closed first. With `autotime` the
+    /// frame operations that take no time record the clock's. Reports "FW_OF_OPEN".
+    void create(const QString& name, bool autotime);
+    bool isOpen();
+    /// Writes side data and header and closes the file; nothing when no movie is open. After a failure the movie
+    /// stays open, and another `close` starts its end again. Reports "IW_ARFCI_INFO" for fibre centres without
+    /// a frame size, and the failures of writing.
+    void close();
+    /// Waits until what has been written is on the storage device; false when the system does not confirm it.
+    bool sync();
+    void dumpDebug();
+
+    // Header values, kept in memory until `close`; a later call replaces the value.
+    void width(int pixels);
+    void height(int rows);
+    void frameDelay(int delay); ///< stored, not interpreted
+    void dimension(int dimension);
+    /// Sets pixel type and bits. Reports "IW_PT_INFO" for a type without bits; the type is stored even then.
+    void pixType(ZDImagePixelType type);
+    int pixBytes(); ///< whole bytes of a sample, 0 when the bits are not known
+    void palette(const char* data, int size); ///< marks the movie as having a palette; the bytes are not stored
+    void setPalette(const ZdPalette& palette);
+    void indexed(bool on);
+    void setComment(const QString& text); ///< line feeds are kept, BEL (U+0007) becomes a blank
+    void setSpecificComment(const QString& text);
+    const QString getComment();
+    /// Any attribute, by its full name. Text with line breaks goes through `AttributeChunk::formatComment` first.
+    void attribute(const QString& name, int value);
+    void attribute(const QString& name, float value);
+    void attribute(const QString& name, const QString& value);
+    void setPlugAttribute(const QString& name, int value); ///< stored as "plug_" + name
+    void setPlugAttribute(const QString& name, float value);
+    void setPlugAttribute(const QString& name, const QString& value);
+    void removeAttribute(const QString& name); ///< by its full name
+    AttributeChunk& attributeChunk();
+
+    // Frames are always appended behind the last one. `data` is read during the call and never copied.
+    // `laserPower` is a fraction of full power, negative for "not known". `size` is in bytes.
+    //
+    // A closed writer reports "FDCW_AC_BADFD". A frame that would leave no room for the rest of the movie below
+    // the size limit reports "FDCW_AC_WRITE" before anything is written.
+
+    /// A frame whose size follows from the header. Reports "IW_AF_INFO1" when that is not defined.
+    void addFrame(const void* data, float laserPower);
+    /// The same with its time; not with autotime. Reports "IW_AF_INFO2", then "IW_AF_AUTOTIME1".
+    void addFrame(const void* data, timeval time, float laserPower);
+    /// A frame of `size` bytes. A negative size reports "FDCW_AC_WRITE".
+    void addFrame(const void* data, int size, float laserPower);
+    /// The same with its time. Reports "IW_AF_AUTOTIME2".
+    void addFrame(const void* data, int size, timeval time, float laserPower);
+    /// As `addFrame` of a size. Reports "IW_AF_AUTOTIME3".
+    void addFrameAtEnd(const void* data, int size, float laserPower);
+    void addFrameAtEnd(const void* data, int size, timeval time, float laserPower);
+
+    /// Longest file this writer makes, in bytes: 2^31 - 1 at first, at most 2^32 - 1 (a larger value counts as that).
+    void setSizeLimit(std::uint64_t bytes);
+    std::uint64_t sizeLimit() const { return m_sizeLimit; }
+    /// Payload bytes of one more frame that still fit below the size limit; 0 when no movie is open.
+    std::uint64_t roomLeft() const;
+
+    /// Makes the frame at `firstFrame` the first of the circular part, the first `circularSize` frames (fewer
+    /// than all). No frame data moves; laser powers follow, times stay. Reports "IW_IO_INDEX".
+    void organizeIndex(unsigned int firstFrame, unsigned int circularSize);
+    /// Makes the frame at `firstFrame` the first of the whole, circular movie. Reports "IW_SFF_BOUND".
+    void setFirstFrame(unsigned int firstFrame);
+
+    /// Replaces the fibre centres: x0, y0, x1, y1, ... in pixel columns and rows, stored limited to the frame.
+    void addRasterFiberContinuousIndexes(const std::vector<float>& centers);
+    const std::vector<float>& getRasterFiberContinuousIndexes() const { return m_fiberCenters; }
+    /// Sets the rectangle that the fibre bundle covers, in pixels.
+    void addBundleBoundingBoxCoords(float minX, float minY, float maxX, float maxY);
+
+    /// Reopens a closed movie for changes; an open one is closed first. The writer is then as it was before
+    /// that movie's `close`, with autotime off. Any failure leaves the file as it was, byte for byte, and the
+    /// writer closed. Reports "FW_OF_OPEN2", "FDCW_MODIFY" to "FDCW_MODIFY4", "IW_ARFCI_INFO2" and damage.
+    /// A missing file is created empty before "FDCW_MODIFY" is reported.
+    void modify(const QString& name);
+    /// Replaces all attributes of a closed movie by `attributes`, which may be this writer's own set; an open
+    /// movie is closed first. Frames and side data are not touched, and the file is closed again. When writing
+    /// fails, the old attributes are put back.
+    void modifyAttribute(const QString& name, const AttributeChunk& attributes);
+    /// Writes over frame `index`: as many bytes of `data` as that frame has. With autotime its time becomes the
+    /// clock's. Reports "IW_RF_FIND", "IW_RF_BOUND", and "CHB_LFD_PARSE" with nothing written when the file
+    /// holds another chunk there than the index says. A list of laser powers that is shorter than the movie
+    /// is filled up with -1.
+    void replaceFrame(const void* data, unsigned int index, float laserPower);
+    /// The same with its time. Reports "IW_RF_AUTOTIME", "IW_RF_FIND2", and "IW_RF_BOUND2" also for a frame
+    /// that has no time yet.
+    void replaceFrame(const void* data, unsigned int index, timeval time, float laserPower);
+
+    /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
+    /// On at first; where the directory cannot be written the edit goes on without.
+    void setJournaled(bool on) { m_journaled = on; }
+    bool journaled() const { return m_journaled; }
+
+private:
+    using Size = std::int64_t;
+
+    void _clear(bool autotime);
+    void _closeOpenMovie();
+    void _beginAppend(int type);
+    int _addOrReplaceChunk(unsigned int type, const void* data, unsigned int size);
+    int _addOrReplaceChunk(unsigned int type, const void* data, unsigned int size, timeval time);
+    int _addChunkAtEnd(unsigned int type, const void* data, unsigned int size);
+
+    std::optional<unsigned int> _frameSize() const;
+    void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
+    unsigned int _checkedFrameSize(Size size);
+    void _requireRoom(Size size);
+    Size _tailSize(Size moreFrames) const;
+
+    void _setStringVariable(const QString& name, const QString& value);
+    void _saveLaserPower();
+    void _loadLaserPower(const unsigned char* data, int size);
+    void _saveFiberCenters();
+    void _loadFiberCenters(const void* data, int size);
+    void _saveFrameTimer();
+    void _saveInfo();
+
+    void _readTail();
+    void _replaceFrameChunk(const void* data, unsigned int index, const timeval* time, float laserPower);
+
+    ChunkInfo m_info;
+    FileWriter m_file;
+    FrameTimer m_frameTimer;
+    bool m_autotime = true;
+    std::vector<float> m_laserPowers;
+    std::vector<float> m_fiberCenters;
+
+    QString m_name;
+    std::uint64_t m_sizeLimit = layout::commonSizeLimit;
+    Size m_end = 0;                  // end of the last complete chunk
+    std::optional<Size> m_tailStart; // where a `close` that failed began to write
+    bool m_partialChunk = false;     // bytes of a failed write lie behind m_end
+    bool m_journaled = true;
+    std::unique_ptr<EditJournal> m_journal;
+};
+
+} // namespace zd

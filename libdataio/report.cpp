@@ -1,0 +1,1 @@
+#include <libdataio/report_p.h>

@@ -1,0 +1,1 @@
+#include <libdataio/systemcalls_p.h>

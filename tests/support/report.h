@@ -1,0 +1,58 @@
+#pragma once
+
+#include <common/iofileexception.h>
+#include <tests/support/logcapture.h>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+namespace zd::test {
+
+/// What a failing operation reported.
+struct Report {
+    std::string code;
+    std::string message;
+    int origin;
+};
+
+inline bool operator==(const Report& a, const Report& b)
+{
+    return a.code == b.code && a.message == b.message && a.origin == b.origin;
+}
+
+inline std::ostream& operator<<(std::ostream& out, const Report& report)
+{
+    return out << report.code << " (" << report.origin << "): " << report.message;
+}
+
+/// Runs `operation`, which must throw an IOFileException, and returns what it carried. Checks that exactly one
+/// error record of the same content was logged by `logger` just before, and that none is at level 0.
+template <typename Operation>
+Report reportOf(const char* logger, Operation operation)
+{
+    LogCapture log(1);
+    try {
+        operation();
+    } catch (const IOFileException& e) {
+        EXPECT_EQ(e.detail(), QString());
+        EXPECT_GT(e.location().line, 0);
+        EXPECT_EQ(log.records.size(), 1U);
+        if (!log.records.empty()) {
+            const LogRecord& record = log.records.back();
+            EXPECT_EQ(record.logger.toStdString(), logger);
+            EXPECT_EQ(record.level, 1);
+            EXPECT_EQ(record.code, e.code());
+            EXPECT_EQ(record.message, e.message());
+            EXPECT_EQ(record.origin, e.origin());
+            EXPECT_EQ(record.location.line, e.location().line);
+            EXPECT_STREQ(record.location.file, e.location().file);
+        }
+        return {e.code().toStdString(), e.message().toStdString(), static_cast<int>(e.origin())};
+    }
+    ADD_FAILURE() << "nothing was reported";
+    return {"", "", -1};
+}
+
+} // namespace zd::test
