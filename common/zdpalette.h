@@ -24,12 +24,12 @@ struct PalNode {
 /// range in data units, with an optional transfer function. A value: copies are independent.
 class DATAIO_COMMON_EXPORT ZdPalette {
 public:
-    int cropMin = 0;                              ///< data value at position 0
-    int cropMax = 0;                              ///< data value at position 1
-    QString name;                                 ///< the palette's name
-    std::array<float, 3> aboveColor{};            ///< red, green, blue above the last node
-    std::array<float, 3> belowColor{};            ///< red, green, blue below the first node
-    bool useOutOfRangeColors = false;             ///< whether the two colours above replace the end nodes' colours
+    int cropMin = 0;                   ///< data value at position 0
+    int cropMax = 0;                   ///< data value at position 1
+    QString name;                      ///< the palette's name
+    std::array<float, 3> aboveColor{}; ///< red, green, blue above the last node
+    std::array<float, 3> belowColor{}; ///< red, green, blue below the first node
+    bool useOutOfRangeColors = false;  ///< whether the two colours above replace the end nodes' colours
 
     /// Most nodes a palette keeps: one for each 16-bit sample value.
     static constexpr int maximumNodes = 65536;

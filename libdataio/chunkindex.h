@@ -10,8 +10,7 @@ namespace zd {
 
 /// Where one chunk lies in its file.
 struct ChunkRecord {
-    ChunkRecord(std::uint32_t chunkOffset, std::uint32_t payloadLength)
-        : offset(chunkOffset), length(payloadLength) {}
+    ChunkRecord(std::uint32_t chunkOffset, std::uint32_t payloadLength) : offset(chunkOffset), length(payloadLength) {}
 
     std::uint32_t offset; ///< file offset of the start header
     std::uint32_t length; ///< payload size in bytes, headers not counted

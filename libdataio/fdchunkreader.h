@@ -19,7 +19,7 @@ public:
     /// buffer and content as they were.
     void reserve(std::size_t size);
     std::size_t capacity() const { return m_capacity; }
-    char* data() { return m_data; }             ///< null before the first `reserve`
+    char* data() { return m_data; } ///< null before the first `reserve`
     const char* data() const { return m_data; }
 
 private:
@@ -54,8 +54,8 @@ private:
     bool _fits(std::int64_t end);
     std::size_t _usefulGuess() const;
 
-    bool m_loaded = false;         // the payload of the last step is in the buffer
-    std::int32_t m_size = -1;      // payload size of the current chunk
+    bool m_loaded = false;    // the payload of the last step is in the buffer
+    std::int32_t m_size = -1; // payload size of the current chunk
     std::uint32_t m_position = noPosition;
     PayloadBuffer m_buffer;
     unsigned int m_expectedSize = 0;

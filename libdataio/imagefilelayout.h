@@ -37,7 +37,10 @@ inline constexpr std::uint64_t largestSizeLimit = (std::uint64_t{1} << 32) - 1;
 /// Values of the attribute "endian".
 inline constexpr int littleEndian = 2;
 /// Whether samples of a movie with that "endian" (0 when absent) are in the other byte order.
-constexpr bool needsSwapping(int endian) { return endian != 0 && endian != littleEndian; }
+constexpr bool needsSwapping(int endian)
+{
+    return endian != 0 && endian != littleEndian;
+}
 
 /// Names of the header attributes that the library itself reads or writes.
 namespace key {

@@ -28,12 +28,12 @@ class DATAIO_EXPORT ImageReader {
 public:
     /// Which fibres a query keeps, and in what order.
     enum FiberFilteringMode : int {
-        NoFiberFiltering = 0,                       ///< all, as stored
-        SizeClampFiberFiltering = 1,                ///< all, moved into the frame
-        BundleBoundingBoxFiberFiltering = 2,        ///< those inside the frame and the bundle's ellipse
-        NoFiberFilteringSorted = 3,                 ///< as 0, in raster order
-        SizeClampFiberFilteringSorted = 4,          ///< as 1, in raster order
-        BundleBoundingBoxFiberFilteringSorted = 5,  ///< as 2, in raster order
+        NoFiberFiltering = 0,                      ///< all, as stored
+        SizeClampFiberFiltering = 1,               ///< all, moved into the frame
+        BundleBoundingBoxFiberFiltering = 2,       ///< those inside the frame and the bundle's ellipse
+        NoFiberFilteringSorted = 3,                ///< as 0, in raster order
+        SizeClampFiberFilteringSorted = 4,         ///< as 1, in raster order
+        BundleBoundingBoxFiberFilteringSorted = 5, ///< as 2, in raster order
     };
 
     ImageReader();
@@ -57,13 +57,13 @@ public:
     bool height(int& out);
     bool frameDelay(int& out);
     bool dimension(int& out);
-    bool pixBits(int& out);               ///< from the pixel type, else from "pixbits"
-    bool pixType(ZDImagePixelType& out);  ///< from "pixtype", else guessed from the bits; false for `ZD_UNKNOWN`
-    int pixBytes();                       ///< whole bytes of a sample, 0 when the bits are not known
-    int endian();                         ///< 2 little-endian, 0 when absent
-    int utcOffsetSeconds(bool& found);    ///< local time minus UTC; 0 when absent
-    QString dataType();                   ///< "data_type", else "raw" for a frame of 896 x 640, else "imp"
-    int getMaskLevel();                   ///< "mask_level", -32768 when absent
+    bool pixBits(int& out);              ///< from the pixel type, else from "pixbits"
+    bool pixType(ZDImagePixelType& out); ///< from "pixtype", else guessed from the bits; false for `ZD_UNKNOWN`
+    int pixBytes();                      ///< whole bytes of a sample, 0 when the bits are not known
+    int endian();                        ///< 2 little-endian, 0 when absent
+    int utcOffsetSeconds(bool& found);   ///< local time minus UTC; 0 when absent
+    QString dataType();                  ///< "data_type", else "raw" for a frame of 896 x 640, else "imp"
+    int getMaskLevel();                  ///< "mask_level", -32768 when absent
     const QString getComment() const;
     const QString getSpecificComment() const;
     /// The movie's palette. When there is none, false; a palette without nodes becomes the default palette.

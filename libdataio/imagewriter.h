@@ -55,7 +55,7 @@ public:
     void dimension(int dimension);
     /// Sets pixel type and bits. Reports "IW_PT_INFO" for a type without bits; the type is stored even then.
     void pixType(ZDImagePixelType type);
-    int pixBytes(); ///< whole bytes of a sample, 0 when the bits are not known
+    int pixBytes();                           ///< whole bytes of a sample, 0 when the bits are not known
     void palette(const char* data, int size); ///< marks the movie as having a palette; the bytes are not stored
     void setPalette(const ZdPalette& palette);
     void indexed(bool on);

@@ -7,18 +7,18 @@
 /// Sample type of a movie's pixels. Files store the number.
 enum ZDImagePixelType : int {
     ZD_UNKNOWN = 0,
-    ZD_FLOAT = 1,   ///< 32-bit IEEE floating point
-    ZD_DOUBLE = 2,  ///< 64-bit IEEE floating point
-    ZD_UCHAR = 3,   ///< unsigned 8-bit
-    ZD_CHAR = 4,    ///< signed 8-bit
-    ZD_USHORT = 5,  ///< unsigned 16-bit
-    ZD_SHORT = 6,   ///< signed 16-bit
-    ZD_UINT = 7,    ///< unsigned 32-bit
-    ZD_INT = 8,     ///< signed 32-bit
-    ZD_ULONG = 9,   ///< unsigned 32-bit, not 64
-    ZD_LONG = 10,   ///< signed 32-bit, not 64
-    ZD_RGB = 11,    ///< three channels of 8 bits
-    ZD_RGBA = 12,   ///< four channels of 8 bits
+    ZD_FLOAT = 1,  ///< 32-bit IEEE floating point
+    ZD_DOUBLE = 2, ///< 64-bit IEEE floating point
+    ZD_UCHAR = 3,  ///< unsigned 8-bit
+    ZD_CHAR = 4,   ///< signed 8-bit
+    ZD_USHORT = 5, ///< unsigned 16-bit
+    ZD_SHORT = 6,  ///< signed 16-bit
+    ZD_UINT = 7,   ///< unsigned 32-bit
+    ZD_INT = 8,    ///< signed 32-bit
+    ZD_ULONG = 9,  ///< unsigned 32-bit, not 64
+    ZD_LONG = 10,  ///< signed 32-bit, not 64
+    ZD_RGB = 11,   ///< three channels of 8 bits
+    ZD_RGBA = 12,  ///< four channels of 8 bits
 };
 
 /// Families of sample types.

@@ -15,10 +15,10 @@ namespace zd {
 
 /// One record as a sink receives it.
 struct LogRecord {
-    QString logger;        ///< name of the logger, such as "dataio.imagereader"
-    int level = 0;         ///< rank: 1 error, 2 warning, 3 information
+    QString logger; ///< name of the logger, such as "dataio.imagereader"
+    int level = 0;  ///< rank: 1 error, 2 warning, 3 information
     LogOrigin origin = Library;
-    QString code;          ///< such as "CHB_LFD_PARSE"; empty for the plain information record
+    QString code; ///< such as "CHB_LFD_PARSE"; empty for the plain information record
     QString message;
     LocationInfo location;
 };
