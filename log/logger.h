@@ -5,11 +5,16 @@
 #include <log/loglevel.h>
 #include <log/logorigin.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <mutex>
+
+class QLoggingCategory;
 
 namespace zd {
 
@@ -29,8 +34,9 @@ struct LogRecord {
 /// while the process exits. All operations may be called from several threads at once.
 ///
 /// A new logger has level 2 (warnings), unless the environment variable `DATAIO_LOG` says otherwise:
-/// a list of `name=level` separated by commas, in which `*` stands for every other logger, for example
-/// `DATAIO_LOG="dataio.imagereader=3,*=1"`.
+/// a list of `name=level` separated by commas, in which `*` stands for every logger that is not named, for
+/// example `DATAIO_LOG="dataio.imagereader=3,*=1"`. Spaces are allowed around names and levels, the last entry
+/// for a name counts, and entries that make no sense are skipped. It is read once, when the first logger is made.
 class DATAIO_LOG_EXPORT Logger {
 public:
     using Sink = std::function<void(const LogRecord&)>;
@@ -42,11 +48,16 @@ public:
     static void setLevel(const QString& name, int level);
 
     /// Directs all records to `sink`; an empty one restores the default, which hands each record to Qt's
-    /// message handling under the category of the logger's name. The sink runs in the thread that logs
-    /// and is called by one thread at a time. It may log itself.
+    /// message handling under the category of the logger's name, as "code: message", or the message alone
+    /// when there is no code. Error records become critical messages; the category's filter rules apply.
+    ///
+    /// The sink runs in the thread that logs and is called by one thread at a time, so it must not wait for
+    /// another thread that logs. It may log itself: those records take the default way. It may also call
+    /// `setSink`. In any other place `setSink` waits for a running sink: the replaced one is never called again.
     static void setSink(Sink sink);
 
-    /// Writes a record without testing the level. Returns whether a sink took it: a sink that throws counts as no.
+    /// Writes a record without testing the level. Never throws. Returns whether the record was taken: not when the
+    /// sink throws, nor when it is absent and Qt's filter rules turn the record away.
     bool forceLog(const LogLevel& rank, LogOrigin origin, const QString& code, const QString& message,
                   const LocationInfo& location);
 
@@ -59,11 +70,17 @@ public:
     Logger& operator=(const Logger&) = delete;
 
 private:
-    Logger(const QString& name, std::int32_t initialLevel) : level(initialLevel), m_name(name) {}
-    ~Logger() = default;
+    Logger(const QString& name, std::int32_t initialLevel);
+    ~Logger();
     friend class LoggerRegistry;
 
-    QString m_name;
+    bool handToQt(const LogRecord& record);
+    const QLoggingCategory& category();
+
+    const QString m_name;
+    const QByteArray m_categoryName; // Qt keeps pointers to this text for ever
+    std::once_flag m_categoryMade;
+    std::unique_ptr<const QLoggingCategory> m_category;
 };
 
 } // namespace zd

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <log/logger.h>
+
+#include <memory>
+#include <mutex>
+
+namespace zd {
+
+/// Holds the sink of the process and lets one thread at a time run it.
+class SinkSlot {
+public:
+    /// Made on first use and never destroyed, as the loggers.
+    static SinkSlot& instance();
+
+    /// Puts `sink` in place of the present one, which may be running in this thread but in no other
+    /// by the time this returns. Null empties the slot.
+    void replace(std::shared_ptr<const Logger::Sink> sink);
+
+    /// Hands the record to the sink. Returns false, having done nothing, when the slot is empty or when this
+    /// thread is running the sink already. Passes on what the sink throws.
+    bool deliver(const LogRecord& record);
+
+private:
+    SinkSlot() = default;
+
+    std::mutex m_mutex; // held while the sink runs
+    std::shared_ptr<const Logger::Sink> m_sink;
+};
+
+} // namespace zd
