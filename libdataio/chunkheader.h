@@ -1,5 +1,6 @@
 #pragma once
 
+#include <libdataio/chunkframing.h>
 #include <libdataio/export.h>
 
 #include <cstddef>
@@ -12,7 +13,7 @@ namespace zd {
 class DATAIO_EXPORT ChunkHeaderBase {
 public:
     /// Bytes of a header in a file.
-    static constexpr std::size_t encodedSize = 16;
+    static constexpr std::size_t encodedSize = static_cast<std::size_t>(layout::headerBytes);
 
     virtual ~ChunkHeaderBase();
     /// The 16 characters of this kind of header, with blanks in place of the two fields.
@@ -38,6 +39,7 @@ public:
     bool decode(const char* bytes);
 
     /// The reports of the operations above, for callers that move a header's bytes together with a payload.
+    [[noreturn]] static void reportSeekFailure(int error);
     [[noreturn]] static void reportReadFailure(int error);
     [[noreturn]] static void reportWriteFailure(int error);
     [[noreturn]] static void reportParseFailure();

@@ -1,1 +1,7 @@
 #include <libdataio/chunkwriter.h>
+
+namespace zd {
+
+ChunkWriter::~ChunkWriter() = default;
+
+} // namespace zd

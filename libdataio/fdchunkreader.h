@@ -51,8 +51,9 @@ public:
 private:
     static constexpr std::uint32_t noPosition = 0xFFFFFFFF;
 
-    bool _fits(std::int64_t end);
-    std::size_t _usefulGuess() const;
+    bool _fileHolds(std::int64_t end);
+    std::size_t _takeGuess();
+    void _leaveChunk();
 
     bool m_loaded = false;    // the payload of the last step is in the buffer
     std::int32_t m_size = -1; // payload size of the current chunk

@@ -1,0 +1,242 @@
+#include <libdataio/fdchunkwriter.h>
+
+#include <libdataio/chunkframing.h>
+#include <libdataio/chunkheader.h>
+#include <libdataio/report_p.h>
+#include <libdataio/systemcalls_p.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zd {
+
+namespace {
+
+Logger& logger = Logger::logger(QStringLiteral("dataio.fdchunkwriter"));
+
+constexpr std::int64_t headerBytes = layout::headerBytes;
+constexpr std::int64_t framingBytes = layout::framingBytes;
+constexpr std::int64_t largestPosition = static_cast<std::int64_t>(layout::largestSizeLimit);
+/// How far beyond the end of the file a payload may claim to reach before it is not believed.
+constexpr std::int64_t believedBeyondEnd = 64 << 20;
+
+} // namespace
+
+FDChunkWriter::~FDChunkWriter()
+{
+    closeFD();
+}
+
+void FDChunkWriter::setFD(int fd)
+{
+    m_fd = fd;
+}
+
+int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
+{
+    if (m_fd == -1)
+        reportNotOpen();
+    const std::int64_t end = m_position + framingBytes + size;
+    if (end > largestPosition)
+        reportWriteFailure(EFBIG);
+
+    char start[ChunkHeaderBase::encodedSize];
+    char stop[ChunkHeaderBase::encodedSize];
+    ChunkStartHeader(type, size).encode(start);
+    ChunkEndHeader(type, size).encode(stop);
+    iovec pieces[] = {{start, sizeof start}, {const_cast<void*>(data), size}, {stop, sizeof stop}};
+    const Transfer transfer = writePieces(m_fd, pieces, 3, m_position);
+    if (transfer.bytes != framingBytes + size)
+        _reportPartialChunk(transfer.bytes, transfer.error, size);
+
+    const std::uint32_t written = m_position;
+    m_position = static_cast<std::uint32_t>(end);
+    return static_cast<int>(written);
+}
+
+/// The part of the chunk that was cut decides what is reported.
+void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size)
+{
+    if (written == 0 && systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+        report::fail(logger, Library, "FDCW_AC_SEEK", report::translated("Cannot seek in file before writing data."),
+                     DATAIO_HERE);
+    if (written < headerBytes || written >= headerBytes + size)
+        ChunkHeaderBase::reportWriteFailure(error);
+    reportWriteFailure(error);
+}
+
+int FDChunkWriter::closeFD()
+{
+    const int result = m_fd == -1 ? -1 : systemCalls.close(m_fd);
+    m_fd = -1;
+    return result;
+}
+
+bool FDChunkWriter::nextChunk(unsigned int type)
+{
+    ChunkStartHeader header;
+    if (!header.loadFD(m_fd, std::int64_t{m_position}))
+        return false;
+    if (header.type() != type) {
+        if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+            _reportStepFailure("FDCW_NC_SEEK", "Cannot perform a seek in file: ", errno);
+        return false;
+    }
+    const std::int64_t end = m_position + framingBytes + header.size();
+    const int error = end > largestPosition ? EFBIG : _readPayload(m_position + headerBytes, header.size());
+    if (error != 0)
+        _reportStepFailure("FDCW_NC_READ", "Could not read next chunk data: ", error);
+    m_position = static_cast<std::uint32_t>(end);
+    return true;
+}
+
+bool FDChunkWriter::prevChunk(unsigned int type)
+{
+    ChunkEndHeader header;
+    if (!header.loadFD(m_fd, m_position - headerBytes))
+        return false;
+    if (header.type() != type) {
+        if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+            _reportStepFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", errno);
+        return false;
+    }
+    const std::int64_t start = m_position - framingBytes - header.size();
+    if (start < 0)
+        return false;
+    if (systemCalls.lseek(m_fd, start + headerBytes, SEEK_SET) == -1)
+        _reportStepFailure("FDCW_PC_SEEK2", "Could not read previous chunk data: ", errno);
+    const int error = _readPayload(start + headerBytes, header.size());
+    if (error != 0)
+        _reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", error);
+    m_position = static_cast<std::uint32_t>(start);
+    return true;
+}
+
+bool FDChunkWriter::openned() const
+{
+    return m_fd != -1;
+}
+
+bool FDChunkWriter::seek(unsigned int position)
+{
+    if (systemCalls.lseek(m_fd, position, SEEK_SET) == -1)
+        return false;
+    m_position = position;
+    return true;
+}
+
+bool FDChunkWriter::seekEnd()
+{
+    const off_t length = systemCalls.lseek(m_fd, 0, SEEK_END);
+    if (length == -1 || length > largestPosition)
+        return false;
+    m_position = static_cast<std::uint32_t>(length);
+    return true;
+}
+
+bool FDChunkWriter::seekPrev()
+{
+    ChunkEndHeader header;
+    if (!header.loadFD(m_fd, m_position - headerBytes))
+        return false;
+    const std::int64_t start = m_position - framingBytes - header.size();
+    if (start <= 0)
+        return false;
+    m_position = static_cast<std::uint32_t>(start);
+    return true;
+}
+
+unsigned int FDChunkWriter::offset() const
+{
+    return m_position;
+}
+
+const void* FDChunkWriter::data() const
+{
+    return m_buffer.empty() ? nullptr : m_buffer.data();
+}
+
+int FDChunkWriter::chunkSize() const
+{
+    return static_cast<int>(m_size);
+}
+
+void FDChunkWriter::dumpDebug() const
+{
+    std::printf("------------------ FDChunkWriter %p\n", static_cast<const void*>(this));
+    std::printf("size = %u\n", m_size);
+    std::printf("offset = %u\n", m_position);
+    std::printf("fd = %u", static_cast<unsigned int>(m_fd));
+}
+
+void FDChunkWriter::truncateFile()
+{
+    if (zd::truncateFile(m_fd, m_position) == -1) {
+        const int error = errno;
+        report::fail(logger, System, "FDCW_TRUNC",
+                     report::translated("Error while removing old index chunk:") + report::systemText(error),
+                     DATAIO_HERE);
+    }
+}
+
+void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
+{
+    ChunkStartHeader header;
+    if (!header.loadFD(m_fd, std::int64_t{position}) || header.type() != type || header.size() != size)
+        ChunkHeaderBase::reportParseFailure();
+}
+
+void FDChunkWriter::reserve(std::int64_t bytes)
+{
+    if (bytes <= 0 || systemCalls.fallocate(m_fd, FALLOC_FL_KEEP_SIZE, m_position, bytes) == 0)
+        return;
+    // Only these speak of the room; everything else means that the file system cannot tell.
+    if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
+        reportWriteFailure(errno);
+}
+
+void FDChunkWriter::reportNotOpen()
+{
+    report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."),
+                 DATAIO_HERE);
+}
+
+void FDChunkWriter::reportWriteFailure(int error)
+{
+    report::fail(logger, System, "FDCW_AC_WRITE",
+                 report::translated("Could not write all data: ") + report::systemText(error), DATAIO_HERE);
+}
+
+void FDChunkWriter::_reportStepFailure(const char* code, const char* prefix, int error)
+{
+    report::fail(logger, System, code, QString::fromLatin1(prefix) + report::systemText(error), DATAIO_HERE);
+}
+
+/// Fills the buffer with `size` bytes from `position`, zeros for what the file does not hold, and makes
+/// them current. Returns the error that prevents it, else 0. The descriptor stands at `position`.
+int FDChunkWriter::_readPayload(std::int64_t position, std::uint32_t size)
+{
+    if (size > m_buffer.size()) {
+        const std::int64_t length = fileLength(m_fd);
+        if (length == -1)
+            return errno;
+        if (position + size > length + believedBeyondEnd)
+            return ENOMEM;
+        try {
+            std::vector<char>(size).swap(m_buffer);
+        } catch (const std::bad_alloc&) {
+            return ENOMEM;
+        }
+    }
+    m_size = size;
+    const Transfer transfer = readWhole(m_fd, m_buffer.data(), size);
+    std::fill(m_buffer.begin() + transfer.bytes, m_buffer.begin() + size, '\0');
+    return transfer.error;
+}
+
+} // namespace zd

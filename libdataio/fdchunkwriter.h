@@ -40,8 +40,14 @@ public:
     /// Reports "FDCW_AC_WRITE" when the system says that `bytes` more at the position do not fit on the disk.
     void reserve(std::int64_t bytes);
 
+    /// The reports of writing, for callers that refuse a chunk before they hand it over.
+    [[noreturn]] static void reportNotOpen();
+    [[noreturn]] static void reportWriteFailure(int error);
+
 private:
     int _readPayload(std::int64_t position, std::uint32_t size);
+    [[noreturn]] void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size);
+    [[noreturn]] static void _reportStepFailure(const char* code, const char* prefix, int error);
 
     int m_fd = -1;
     std::vector<char> m_buffer;

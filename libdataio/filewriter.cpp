@@ -1,1 +1,144 @@
 #include <libdataio/filewriter.h>
+
+#include <libdataio/fdchunkwriter.h>
+#include <libdataio/report_p.h>
+#include <libdataio/systemcalls_p.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+
+namespace zd {
+
+namespace {
+
+Logger& logger = Logger::logger(QStringLiteral("dataio.filewriter"));
+
+constexpr mode_t ownerOnly = 0600;
+
+} // namespace
+
+FileWriter::FileWriter() = default;
+FileWriter::~FileWriter() = default;
+
+void FileWriter::openFile(const QString& path, FileWriterMode mode)
+{
+    m_writer.reset();
+    m_openResult = -1;
+    auto writer = std::make_unique<FDChunkWriter>();
+    const bool create = mode == FileWriterCreate;
+    if (path.contains(QChar::Null))
+        errno = EINVAL;
+    else
+        m_openResult = zd::openFile(report::systemPath(path).constData(),
+                                    O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
+    if (m_openResult == -1) {
+        const int error = errno;
+        report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",
+                     QStringLiteral("File ") + path + QStringLiteral(" : ") + report::systemText(error), DATAIO_HERE);
+    }
+    writer->setFD(m_openResult);
+    m_writer = std::move(writer);
+}
+
+void FileWriter::closeFile()
+{
+    m_writer.reset();
+}
+
+bool FileWriter::openned() const
+{
+    return m_writer && m_writer->openned();
+}
+
+int FileWriter::addChunk(unsigned int type, const void* data, unsigned int size)
+{
+    _requireOpen();
+    return m_writer->addChunk(type, data, size);
+}
+
+void FileWriter::truncate()
+{
+    _requireOpen();
+    m_writer->truncateFile();
+}
+
+bool FileWriter::nextChunk(unsigned int type)
+{
+    return m_writer && m_writer->nextChunk(type);
+}
+
+bool FileWriter::prevChunk(unsigned int type)
+{
+    return m_writer && m_writer->prevChunk(type);
+}
+
+bool FileWriter::seek(unsigned int position)
+{
+    return m_writer && m_writer->seek(position);
+}
+
+bool FileWriter::seekEnd()
+{
+    return m_writer && m_writer->seekEnd();
+}
+
+bool FileWriter::seekPrev()
+{
+    return m_writer && m_writer->seekPrev();
+}
+
+const void* FileWriter::data() const
+{
+    return m_writer ? m_writer->data() : nullptr;
+}
+
+int FileWriter::chunkSize() const
+{
+    return m_writer ? m_writer->chunkSize() : 0;
+}
+
+void FileWriter::dumpDebug() const
+{
+    if (m_writer)
+        m_writer->dumpDebug();
+    else
+        std::printf("writer = %p\n", static_cast<void*>(nullptr));
+    std::printf("fd = %u\n", static_cast<unsigned int>(m_openResult));
+}
+
+unsigned int FileWriter::offset() const
+{
+    return m_writer ? m_writer->offset() : 0;
+}
+
+int FileWriter::descriptor() const
+{
+    return m_writer ? m_writer->descriptor() : -1;
+}
+
+void FileWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
+{
+    _requireOpen();
+    m_writer->requireChunk(position, type, size);
+}
+
+void FileWriter::reserve(std::int64_t bytes)
+{
+    _requireOpen();
+    m_writer->reserve(bytes);
+}
+
+bool FileWriter::sync()
+{
+    return m_writer && systemCalls.fdatasync(m_writer->descriptor()) == 0;
+}
+
+void FileWriter::_requireOpen() const
+{
+    if (!m_writer)
+        FDChunkWriter::reportNotOpen();
+}
+
+} // namespace zd

@@ -58,6 +58,8 @@ public:
     bool sync();
 
 private:
+    void _requireOpen() const;
+
     std::unique_ptr<FDChunkWriter> m_writer;
     int m_openResult = -1;
 };

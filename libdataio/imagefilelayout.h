@@ -1,5 +1,6 @@
 #pragma once
 
+#include <libdataio/chunkframing.h>
 #include <libdataio/export.h>
 
 #include <QString>
@@ -19,9 +20,6 @@ enum ZDImageChunkType : int {
 /// The constants and encodings of a movie file that its writer and its reader share.
 namespace zd::layout {
 
-/// Bytes of a start or end header, and of the two together.
-inline constexpr std::int64_t headerBytes = 16;
-inline constexpr std::int64_t framingBytes = 2 * headerBytes;
 /// Bytes of the index's count and of each of its records.
 inline constexpr std::int64_t indexCountBytes = 4;
 inline constexpr std::int64_t indexRecordBytes = 12;
@@ -29,10 +27,6 @@ inline constexpr std::int64_t indexRecordBytes = 12;
 inline constexpr std::int64_t frameTimeBytes = 8;
 inline constexpr std::int64_t laserPowerBytes = 1;
 inline constexpr std::int64_t fiberWordBytes = 4;
-
-/// Longest file that every reader of the format opens, and the reach of the index.
-inline constexpr std::uint64_t commonSizeLimit = (std::uint64_t{1} << 31) - 1;
-inline constexpr std::uint64_t largestSizeLimit = (std::uint64_t{1} << 32) - 1;
 
 /// Values of the attribute "endian".
 inline constexpr int littleEndian = 2;

@@ -2,6 +2,7 @@
 
 #include <log/logger.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <utility>

@@ -28,6 +28,7 @@ struct SystemCalls {
     int (*rename)(const char* from, const char* to);
     int (*unlink)(const char* path);
     int (*fsetxattr)(int fd, const char* name, const void* value, std::size_t size, int flags);
+    ssize_t (*fgetxattr)(int fd, const char* name, void* value, std::size_t size);
     int (*fremovexattr)(int fd, const char* name);
 };
 
