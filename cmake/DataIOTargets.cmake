@@ -1,4 +1,14 @@
-# Settings that every target of the project shares, and the functions that make its libraries.
+# Settings that every target of the project shares, and the function that gives its shared libraries their shape.
+
+# Qt 6 asks for position-independent code in everything that links it.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL})
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
 
 add_library(dataio-settings INTERFACE)
 target_compile_features(dataio-settings INTERFACE cxx_std_20)
@@ -18,11 +28,20 @@ if(DATAIO_SANITIZE)
   target_link_options(dataio-settings INTERFACE "-fsanitize=${DATAIO_SANITIZE}")
 endif()
 
-# Qt 6 asks for position-independent code in everything that links it.
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
-set(CMAKE_CXX_VISIBILITY_PRESET hidden)
-set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
-set(CMAKE_CXX_EXTENSIONS OFF)
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
-  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
-endif()
+# dataio_public_library(<target> <name> <header>...)
+#
+# Makes DataIO::<name> of a shared library that others build against: its version, its public headers (installed
+# under their place in the tree, each compiled alone by all_verify_interface_header_sets) and its place in the package.
+function(dataio_public_library target name)
+  add_library(DataIO::${name} ALIAS ${target})
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${ARGN})
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    EXPORT_NAME ${name}
+    INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${target} EXPORT DataIOTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/dataio")
+endfunction()
