@@ -15,9 +15,12 @@ namespace {
 QtMsgType messageType(int rank)
 {
     switch (rank) {
-    case 1: return QtCriticalMsg;
-    case 2: return QtWarningMsg;
-    default: return QtInfoMsg;
+    case 1:
+        return QtCriticalMsg;
+    case 2:
+        return QtWarningMsg;
+    default:
+        return QtInfoMsg;
     }
 }
 
@@ -29,9 +32,12 @@ QString readableText(const LogRecord& record)
 QDebug messageStream(const QMessageLogger& logger, QtMsgType type)
 {
     switch (type) {
-    case QtCriticalMsg: return logger.critical();
-    case QtWarningMsg: return logger.warning();
-    default: return logger.info();
+    case QtCriticalMsg:
+        return logger.critical();
+    case QtWarningMsg:
+        return logger.warning();
+    default:
+        return logger.info();
     }
 }
 
@@ -87,9 +93,8 @@ bool Logger::handToQt(const LogRecord& record)
 const QLoggingCategory& Logger::category()
 {
     // Made when first needed: it sets up Qt's logging rules, which is too much to do while a library loads.
-    std::call_once(m_categoryMade, [this] {
-        m_category = std::make_unique<const QLoggingCategory>(m_categoryName.constData());
-    });
+    std::call_once(m_categoryMade,
+                   [this] { m_category = std::make_unique<const QLoggingCategory>(m_categoryName.constData()); });
     return *m_category;
 }
 
