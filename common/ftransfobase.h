@@ -16,8 +16,9 @@ public:
 /// The power law position ^ exponent, the usual gamma correction.
 class DATAIO_COMMON_EXPORT GammaTransfo final : public FTransfoBase {
 public:
-    /// `exponent` above 0; anything else, not a number included, counts as 1 (the identity).
+    /// `exponent` above 0 and finite; anything else counts as 1 (the identity).
     explicit GammaTransfo(double exponent);
+    /// Positions outside [0, 1] count as the nearer end, what is not a number as 0.
     double value(float position) const override;
     double exponent() const { return m_exponent; }
 

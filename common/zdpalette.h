@@ -59,7 +59,8 @@ public:
 
     /// Brings the palette into a consistent state: drops nodes that hold a value that is not finite, puts
     /// nodes in order of position (equal positions keep their order), keeps the first `maximumNodes`,
-    /// limits colour components to [0, 1] and swaps a crop range that runs backwards. A crop range of
+    /// limits colour components to [0, 1] and swaps a crop range that runs backwards. Components of the
+    /// out-of-range colours that are not numbers become 0. Positions may lie outside [0, 1], and a crop range of
     /// width 0 stays as it is.
     void checkBounds();
     /// Whether `checkBounds` would change nothing and there is at least one node. Never aborts.
@@ -67,15 +68,21 @@ public:
 
     /// The transfer function, or null for a plain piecewise-linear palette; owned by the palette.
     const FTransfoBase* getTransfo() const { return m_transfo.get(); }
+    /// Copies of the palette share the function, which cannot change. Null removes it.
     void setTransfo(std::shared_ptr<const FTransfoBase> transfo);
 
     /// Position of `node` in data units: cropMin + value x (cropMax - cropMin), computed in double precision.
+    /// Infinite when it exceeds the range of float.
     float getValueScaled(const PalNode& node) const;
-    /// Moves the nodes linearly so that the first lies at position `low` and the last at `high`. When all
-    /// nodes share one position, they move to `low`.
+    /// Moves the nodes linearly so that the first lies at position `low` and the last at `high`. When these two
+    /// share one position, all nodes move to `low`. Does nothing without nodes, or when an argument or the
+    /// position of the first or last node is not finite.
     void adjustNodeValues(float low, float high);
 
-    /// A perceptually uniform palette for 16-bit data, crop range -32768 to 32767 (see the source for the colours).
+    // The default palettes replace the whole palette: they are named, and have neither a transfer function nor
+    // out-of-range colours of their own.
+
+    /// A perceptually uniform palette from black to white for 16-bit data, crop range -32768 to 32767.
     void initDefault();
     /// A grey ramp over -128 to 127.
     void initSigned8();
@@ -83,6 +90,8 @@ public:
     void initUnsigned8();
 
 private:
+    void initGreyRamp(const QString& rampName, int minimum, int maximum);
+
     std::list<PalNode> m_nodes;
     std::shared_ptr<const FTransfoBase> m_transfo;
 };
