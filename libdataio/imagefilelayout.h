@@ -59,9 +59,23 @@ inline constexpr QLatin1StringView maskLevel{"mask_level"};
 inline constexpr QLatin1StringView sinusT0{"sinus_disto_t0"};
 inline constexpr QLatin1StringView sinusT1{"sinus_disto_t1"};
 inline constexpr QLatin1StringView frameTimer{"frame_timer"};
-inline constexpr QLatin1StringView frameTimerSeconds{"frame_timer_n%1_sec"};
-inline constexpr QLatin1StringView frameTimerMicroseconds{"frame_timer_n%1_usec"};
 inline constexpr QLatin1StringView utcOffsetSeconds{"utc_offset_seconds"};
+/// A frame time's two names: the prefix, its number in decimal without padding, a suffix.
+inline constexpr QLatin1StringView frameTimePrefix{"frame_timer_n"};
+inline constexpr QLatin1StringView secondsSuffix{"_sec"};
+inline constexpr QLatin1StringView microsecondsSuffix{"_usec"};
+/// The palette's names follow its own prefix, if it has one, and "_".
+inline constexpr QLatin1StringView paletteNodeCount{"pal_nbcols"};
+inline constexpr QLatin1StringView paletteOldNodeCount{"pal_nbnodes"};
+inline constexpr QLatin1StringView paletteName{"pal_name"};
+inline constexpr QLatin1StringView paletteCropMin{"pal_cropMin"};
+inline constexpr QLatin1StringView paletteCropMax{"pal_cropMax"};
+/// A palette node's four names: the prefix, its number in decimal without padding, a suffix.
+inline constexpr QLatin1StringView paletteNodePrefix{"pal_n"};
+inline constexpr QLatin1StringView nodeValueSuffix{"_val"};
+inline constexpr QLatin1StringView nodeRedSuffix{"_r"};
+inline constexpr QLatin1StringView nodeGreenSuffix{"_g"};
+inline constexpr QLatin1StringView nodeBlueSuffix{"_b"};
 } // namespace key
 
 /// Whole bytes that hold a sample of that many bits: (bits - 1) / 8 + 1, truncating toward zero (0 bits give 1).
