@@ -1,1 +1,262 @@
 #include <libdataio/attributechunk.h>
+
+#include <QByteArray>
+#include <QLatin1StringView>
+#include <QStringView>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+namespace zd {
+
+namespace {
+
+using Map = AttributeChunk::Map;
+
+/// A line without the white space at its ends. Latin-1 text is judged by the same rule as any other, so that its
+/// next-line and no-break blanks count too, which the view's own `trimmed` overlooks.
+template <typename Text>
+Text trimmed(Text line)
+{
+    qsizetype begin = 0;
+    qsizetype end = line.size();
+    while (begin < end && QChar(line[begin]).isSpace())
+        ++begin;
+    while (end > begin && QChar(line[end - 1]).isSpace())
+        --end;
+    return line.sliced(begin, end - begin);
+}
+
+/// Stores the attribute that a trimmed line holds, if any. `hint` and the result are where the next name belongs
+/// when names come in order.
+template <typename Text>
+Map::iterator storeLine(Text line, Map& attributes, Map::iterator hint)
+{
+    if (line.isEmpty() || QChar(line.front()) == u'#')
+        return hint;
+    const qsizetype nameLength = line.indexOf(QChar(u'='));
+    if (nameLength < 1 || nameLength + 1 == line.size())
+        return hint;
+    const auto entry = attributes.try_emplace(hint, line.first(nameLength).toString());
+    entry->second.assign(line.sliced(nameLength + 1).toString());
+    return std::next(entry);
+}
+
+template <typename Text>
+void parseLines(Text text, Map& attributes)
+{
+    Map::iterator hint = attributes.end();
+    while (!text.isEmpty()) {
+        const qsizetype lineEnd = text.indexOf(QChar(u'\n'));
+        const qsizetype lineLength = lineEnd < 0 ? text.size() : lineEnd;
+        hint = storeLine(trimmed(text.first(lineLength)), attributes, hint);
+        text = text.sliced(lineEnd < 0 ? lineLength : lineLength + 1);
+    }
+}
+
+char* writeLatin1(const QString& text, char* out)
+{
+    for (const QChar character : text)
+        *out++ = character.unicode() > 0xFF ? '?' : character.toLatin1();
+    return out;
+}
+
+} // namespace
+
+void Attribute::assign(int value)
+{
+    m_text = QString::number(value);
+}
+
+void Attribute::assign(char value)
+{
+    m_text = QLatin1Char(value);
+}
+
+void Attribute::assign(float value)
+{
+    m_text = QString::number(static_cast<double>(value), 'e', 6);
+}
+
+void Attribute::assign(QString value)
+{
+    m_text = std::move(value);
+}
+
+bool Attribute::read(int& out) const
+{
+    bool valid = false;
+    out = m_text.toInt(&valid);
+    return valid;
+}
+
+bool Attribute::read(float& out) const
+{
+    // QString::toFloat turns an overflow into an infinity and refuses numbers too small for a float.
+    bool valid = false;
+    const double number = m_text.toDouble(&valid);
+    if (std::isfinite(number) && std::fabs(number) > static_cast<double>(std::numeric_limits<float>::max()))
+        valid = false;
+    out = valid ? static_cast<float>(number) : 0.0F;
+    return valid;
+}
+
+bool Attribute::read(char& out) const
+{
+    if (m_text.size() != 1)
+        return false;
+    out = m_text.front().toLatin1();
+    return true;
+}
+
+AttributeChunk& AttributeChunk::operator=(const AttributeChunk& other)
+{
+    if (this != &other) {
+        ++m_revision;
+        m_attributes = other.m_attributes;
+    }
+    return *this;
+}
+
+AttributeChunk::~AttributeChunk() = default;
+
+void AttributeChunk::set(const QString& name, int value)
+{
+    attributes()[name].assign(value);
+}
+
+void AttributeChunk::set(const QString& name, char value)
+{
+    attributes()[name].assign(value);
+}
+
+void AttributeChunk::set(const QString& name, float value)
+{
+    attributes()[name].assign(value);
+}
+
+void AttributeChunk::set(const QString& name, const QString& value)
+{
+    attributes()[name].assign(value);
+}
+
+bool AttributeChunk::get(const QString& name, int& out) const
+{
+    const auto entry = m_attributes.find(name);
+    return entry != m_attributes.end() && entry->second.read(out);
+}
+
+bool AttributeChunk::get(const QString& name, float& out) const
+{
+    const auto entry = m_attributes.find(name);
+    return entry != m_attributes.end() && entry->second.read(out);
+}
+
+bool AttributeChunk::get(const QString& name, char& out) const
+{
+    const auto entry = m_attributes.find(name);
+    return entry != m_attributes.end() && entry->second.read(out);
+}
+
+bool AttributeChunk::get(const QString& name, QString& out) const
+{
+    const auto entry = m_attributes.find(name);
+    if (entry == m_attributes.end())
+        return false;
+    out = entry->second.text();
+    return true;
+}
+
+int AttributeChunk::erase(const QString& name)
+{
+    return static_cast<int>(attributes().erase(name));
+}
+
+void AttributeChunk::clear()
+{
+    attributes().clear();
+}
+
+void AttributeChunk::merge(const AttributeChunk& other)
+{
+    if (this == &other)
+        return;
+    Map& target = attributes();
+    Map::iterator hint = target.begin();
+    for (const auto& [name, value] : other.m_attributes)
+        hint = std::next(target.insert_or_assign(hint, name, value));
+}
+
+void AttributeChunk::parse(const QString& text)
+{
+    parseLines(QStringView(text), attributes());
+}
+
+void AttributeChunk::parseLatin1(const char* data, std::size_t size)
+{
+    parseLines(QLatin1StringView(data, static_cast<qsizetype>(size)), attributes());
+}
+
+void AttributeChunk::dump(QString& out) const
+{
+    out.reserve(out.size() + static_cast<qsizetype>(textLength()));
+    for (const auto& [name, value] : m_attributes) {
+        out += name;
+        out += u'=';
+        out += value.text();
+        out += u'\n';
+    }
+}
+
+std::size_t AttributeChunk::textLength() const
+{
+    std::size_t length = 0;
+    for (const auto& [name, value] : m_attributes)
+        length += static_cast<std::size_t>(name.size()) + static_cast<std::size_t>(value.text().size()) + 2;
+    return length;
+}
+
+void AttributeChunk::writeText(char* out) const
+{
+    for (const auto& [name, value] : m_attributes) {
+        out = writeLatin1(name, out);
+        *out++ = '=';
+        out = writeLatin1(value.text(), out);
+        *out++ = '\n';
+    }
+}
+
+void AttributeChunk::dumpDebug() const
+{
+    std::printf("Attribute Chunk Dump:\nNumber of items: %zu\n", m_attributes.size());
+    for (const auto& [name, value] : m_attributes)
+        std::printf("%s -> %s\n", name.toLocal8Bit().constData(), value.text().toLocal8Bit().constData());
+}
+
+QString AttributeChunk::formatComment(const QString& text)
+{
+    QString line = text;
+    line.replace(u'\a', u' ');
+    line.replace(u'\n', u'\a');
+    return line;
+}
+
+AttributeChunk::Map& AttributeChunk::attributes()
+{
+    ++m_revision;
+    return m_attributes;
+}
+
+AttributeChunk::Map::iterator AttributeChunk::attrBegin()
+{
+    return attributes().begin();
+}
+
+AttributeChunk::Map::iterator AttributeChunk::attrEnd()
+{
+    return attributes().end();
+}
+
+} // namespace zd

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -14,12 +15,18 @@ class DATAIO_EXPORT Attribute {
 public:
     Attribute() = default;
 
-    void assign(int value);            ///< decimal, base 10
-    void assign(char value);           ///< one character: the Latin-1 code
-    void assign(float value);          ///< exponent form, six digits after the point: 1.500000e+00
-    void assign(const QString& value); ///< the text itself
+    void assign(int value);     ///< decimal, base 10
+    void assign(char value);    ///< one character: the Latin-1 code
+    void assign(float value);   ///< exponent form, six digits after the point: 1.500000e+00
+    void assign(QString value); ///< the text itself
 
     const QString& text() const { return m_text; }
+
+    /// Converts the text. False, with 0 written to `out`, when it is no number of that kind.
+    bool read(int& out) const;
+    bool read(float& out) const;
+    /// False, with `out` untouched, unless the text is exactly one character; 0 for one above U+00FF.
+    bool read(char& out) const;
 
 private:
     QString m_text;
@@ -85,6 +92,12 @@ public:
     /// A number that grows with every call that may have changed an entry, for callers that keep something
     /// derived from them. Changes through a reference or iterator kept from an earlier call are not seen.
     std::uint64_t revision() const { return m_revision; }
+
+protected:
+    /// Characters of the text form.
+    std::size_t textLength() const;
+    /// Writes the text form in Latin-1, `textLength()` bytes, to `out`; characters above U+00FF become "?".
+    void writeText(char* out) const;
 
 private:
     Map m_attributes;
