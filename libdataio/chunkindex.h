@@ -2,6 +2,7 @@
 
 #include <libdataio/export.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -33,7 +34,8 @@ public:
     /// length in `size`; the caller owns the array and releases it with `delete[]` as an array of char.
     /// Throws std::length_error when the payload would not fit an int.
     virtual void* save(int& size);
-    /// Appends the records of an index payload, the first bytes of `data`; returns how many bytes it took.
+    /// Appends the records of an index payload, the first bytes of `data`; returns how many bytes it took, to be
+    /// read as an unsigned number. `data` needs no alignment and may be null when `size` is 0.
     /// Reports "CI_L_CHUNK", with nothing appended, when `size` is less than the payload's own count needs.
     virtual int load(const void* data, unsigned int size);
     /// Prints the records to standard output.
@@ -54,6 +56,8 @@ public:
 protected:
     /// Bytes of the index payload. Throws as `save` does.
     std::size_t payloadSize() const;
+    /// The same for that many records.
+    static std::size_t payloadSize(std::size_t recordCount);
     /// Writes the index payload, `payloadSize()` bytes, to `out`.
     void writePayload(char* out) const;
 
