@@ -50,6 +50,9 @@ public:
     bool dumpToChunkInfo(ChunkInfo& info);
     /// Removes the attribute form: "frame_timer" and the consecutive numbered times. "utc_offset_seconds" stays.
     static void removeFromAttChunk(AttributeChunk& attributes);
+
+private:
+    void sortTimes();
 };
 
 } // namespace zd
