@@ -63,8 +63,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
 void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size)
 {
     if (written == 0 && systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
-        report::fail(logger, Library, "FDCW_AC_SEEK", report::translated("Cannot seek in file before writing data."),
-                     DATAIO_HERE);
+        reportSeekFailure();
     if (written < headerBytes || written >= headerBytes + size)
         ChunkHeaderBase::reportWriteFailure(error);
     reportWriteFailure(error);
@@ -203,6 +202,12 @@ void FDChunkWriter::reserve(std::int64_t bytes)
 void FDChunkWriter::reportNotOpen()
 {
     report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."),
+                 DATAIO_HERE);
+}
+
+void FDChunkWriter::reportSeekFailure()
+{
+    report::fail(logger, Library, "FDCW_AC_SEEK", report::translated("Cannot seek in file before writing data."),
                  DATAIO_HERE);
 }
 

@@ -42,6 +42,7 @@ public:
 
     /// The reports of writing, for callers that refuse a chunk before they hand it over.
     [[noreturn]] static void reportNotOpen();
+    [[noreturn]] static void reportSeekFailure();
     [[noreturn]] static void reportWriteFailure(int error);
 
 private:

@@ -36,6 +36,16 @@ constexpr bool needsSwapping(int endian)
     return endian != 0 && endian != littleEndian;
 }
 
+/// Values of the attribute "data_type", and the frame size that means raw data when it is absent.
+inline constexpr QLatin1StringView dataTypeRaw{"raw"};
+inline constexpr QLatin1StringView dataTypeProcessed{"imp"};
+inline constexpr int rawWidth = 896;
+inline constexpr int rawHeight = 640;
+
+/// Values of the attributes "mask_level" and "datadimension" when they are absent.
+inline constexpr int defaultMaskLevel = -32768;
+inline constexpr int defaultDimension = 2;
+
 /// Names of the header attributes that the library itself reads or writes.
 namespace key {
 inline constexpr QLatin1StringView endian{"endian"};

@@ -18,6 +18,14 @@ namespace zd {
 
 class ZdPalette;
 
+namespace detail {
+enum class SampleRange : int;
+struct Contrast;
+struct FiberFrame;
+struct FrameSamples;
+struct ThumbnailGeometry;
+} // namespace detail
+
 /// Opens a movie and delivers its header, frames, times, laser powers, fibre geometry and thumbnails.
 ///
 /// Opening costs the info chunk and the two small side-data chunks, whatever the number of frames. Frames
@@ -130,11 +138,19 @@ protected:
 
 private:
     void _clean();
+    void _findInfo();
     void _loadInfo();
     void _loadFrameTimerChunk();
     void _loadLaserPowerChunk();
     bool _needSwapping();
     const void* _swapDataBytes();
+    void _fibersInBundle(const float* fractions, std::size_t fibers, const detail::FiberFrame& frame,
+                         std::vector<float>& out);
+    void _warnNoDistortion() const;
+    QImage _thumbnail8(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry,
+                       detail::SampleRange range);
+    QImage _thumbnail16(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry);
+    void _stretch(ZdPalette& colors, const detail::Contrast& contrast) const;
 
     FileReader m_file;
     std::vector<char> m_workBuffer;

@@ -7,6 +7,7 @@
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/pixeltypes.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <cstdint>
@@ -17,6 +18,7 @@
 namespace zd {
 
 class EditJournal;
+struct LocationInfo;
 class ZdPalette;
 
 /// Records a movie frame by frame, or changes one that was closed.
@@ -130,33 +132,47 @@ public:
     /// On at first; where the directory cannot be written the edit goes on without.
     void setJournaled(bool on) { m_journaled = on; }
     bool journaled() const { return m_journaled; }
+    /// Puts a movie back as it was before an edit that never ended, by its journal. Returns false when there
+    /// was nothing to put back: no journal, one of an edit that ended or never began, or one of an edit that is
+    /// going on. Frames that the edit had appended are saved first, as a movie of their own
+    /// (`<name>-rescued`). `modify` and `modifyAttribute` begin with this.
+    static bool undoInterruptedEdit(const QString& name);
 
 private:
     using Size = std::int64_t;
 
-    void _clear(bool autotime);
     void _closeOpenMovie();
-    void _beginAppend(int type);
-    int _addOrReplaceChunk(unsigned int type, const void* data, unsigned int size);
-    int _addOrReplaceChunk(unsigned int type, const void* data, unsigned int size, timeval time);
-    int _addChunkAtEnd(unsigned int type, const void* data, unsigned int size);
+    void _clear(bool autotime);
+    void _goToEnd();
+    ChunkRecord _appendChunk(int type, const void* data, unsigned int size);
+    void _addTailChunk(int type, const void* data, unsigned int size);
 
-    std::optional<unsigned int> _frameSize() const;
+    std::optional<Size> _frameSize();
     void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
-    unsigned int _checkedFrameSize(Size size);
     void _requireRoom(Size size);
+    Size _endOfMovie() const;
     Size _tailSize(Size moreFrames) const;
+    Size _roomFor(Size end, Size moreFrames) const;
 
     void _setStringVariable(const QString& name, const QString& value);
-    void _saveLaserPower();
-    void _loadLaserPower(const unsigned char* data, int size);
     void _saveFiberCenters();
     void _loadFiberCenters(const void* data, int size);
     void _saveFrameTimer();
+    void _saveLaserPower();
+    void _loadLaserPower(const unsigned char* data, int size);
     void _saveInfo();
 
-    void _readTail();
-    void _replaceFrameChunk(const void* data, unsigned int index, const timeval* time, float laserPower);
+    void _loadInfo();
+    void _takeTailBack();
+    void _writeInfoOverOld(const QByteArray& payload);
+    void _writeBack(unsigned int start, const std::vector<char>& payload) noexcept;
+    void _beginEdit(const QString& name, const std::optional<QByteArray>& newInfo);
+    void _finishEdit();
+    void _abandonEdit() noexcept;
+    [[noreturn]] static void _reportFrameBound(const char* code, const LocationInfo& location);
+    void _requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
+                       const LocationInfo& location);
+    void _replaceFrameChunk(const void* data, unsigned int index);
 
     ChunkInfo m_info;
     FileWriter m_file;
@@ -165,11 +181,16 @@ private:
     std::vector<float> m_laserPowers;
     std::vector<float> m_fiberCenters;
 
-    QString m_name;
-    std::uint64_t m_sizeLimit = layout::commonSizeLimit;
     Size m_end = 0;                  // end of the last complete chunk
     std::optional<Size> m_tailStart; // where a `close` that failed began to write
-    bool m_partialChunk = false;     // bytes of a failed write lie behind m_end
+    bool m_partialChunk = false;     // bytes of a failed write may lie behind m_end
+
+    std::uint64_t m_sizeLimit = layout::commonSizeLimit;
+    Size m_roomCheckedTo = 0;            // up to this end of the movie the tail is known to fit
+    std::uint64_t m_roomRevision = 0;    // with the attributes of this revision
+    std::optional<Size> m_headerFrameSize;  // size of a frame by the attributes ...
+    std::uint64_t m_frameSizeRevision = ~std::uint64_t{0}; // ... of this revision
+
     bool m_journaled = true;
     std::unique_ptr<EditJournal> m_journal;
 };

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -96,6 +97,7 @@ SystemCalls systemCalls = {
     .ftruncate = ::ftruncate,
     .fallocate = ::fallocate,
     .fdatasync = ::fdatasync,
+    .flock = ::flock,
     .close = ::close,
     .rename = ::rename,
     .unlink = ::unlink,

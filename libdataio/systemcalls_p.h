@@ -24,6 +24,7 @@ struct SystemCalls {
     int (*ftruncate)(int fd, off_t length);
     int (*fallocate)(int fd, int mode, off_t offset, off_t length);
     int (*fdatasync)(int fd);
+    int (*flock)(int fd, int operation);
     int (*close)(int fd);
     int (*rename)(const char* from, const char* to);
     int (*unlink)(const char* path);
