@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libdataio/detail/vectorpath_p.h>
+
 #include <QRgb>
 
 #include <optional>
@@ -22,12 +24,6 @@ enum class SampleRange : int {
 struct ColorTableMarks {
     bool lowest = false;          ///< the lowest value of the range
     std::optional<int> maskLevel; ///< this value, modulo the number of entries
-};
-
-/// Which machine code computes a table; the entries are the same bit for bit.
-enum class VectorPath : int {
-    Fastest,  ///< the widest registers this machine has
-    Portable, ///< what every machine runs
 };
 
 /// Replaces `table` with the palette's colour of every sample value: the entry of value v lies at index
