@@ -3,7 +3,9 @@
 #include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/detail/byteorder_p.h>
 #include <libdataio/detail/colortable_p.h>
+#include <libdataio/detail/fiberfilter_p.h>
 #include <libdataio/detail/fibergeometry_p.h>
+#include <libdataio/detail/rasterorder_p.h>
 #include <libdataio/detail/stockpicture_p.h>
 #include <libdataio/detail/thumbnailrenderer_p.h>
 #include <libdataio/report_p.h>
