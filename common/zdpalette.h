@@ -18,6 +18,8 @@ struct PalNode {
     float r = 0;     ///< red, 0 to 1
     float g = 0;     ///< green, 0 to 1
     float b = 0;     ///< blue, 0 to 1
+
+    friend bool operator==(const PalNode&, const PalNode&) = default;
 };
 
 /// A colour palette: nodes in order of position, between which colours are interpolated, over a crop

@@ -36,7 +36,7 @@ struct LogRecord {
 /// A new logger has level 2 (warnings), unless the environment variable `DATAIO_LOG` says otherwise:
 /// a list of `name=level` separated by commas, in which `*` stands for every logger that is not named, for
 /// example `DATAIO_LOG="dataio.imagereader=3,*=1"`. Spaces are allowed around names and levels, the last entry
-/// for a name counts, and entries that make no sense are skipped. It is read once, when the first logger is made.
+/// for a name counts, and entries that make no sense are skipped. It is read once, when logging is first used.
 class DATAIO_LOG_EXPORT Logger {
 public:
     using Sink = std::function<void(const LogRecord&)>;
