@@ -1,5 +1,6 @@
 #include <libdataio/editjournal_p.h>
 
+#include <libdataio/besidefile_p.h>
 #include <libdataio/chunkheader.h>
 #include <libdataio/chunkinfo.h>
 #include <libdataio/fdchunkwriter.h>
@@ -29,7 +30,7 @@ namespace {
 // A journal: a header, then records of pieces of the movie. The header is a mark, the movie's length, the
 // hash of the info payload that replaces the old one (zeros when none does) and a hash of all that. A record is
 // offset, length, a hash of both and the bytes, and the bytes. Numbers are 64-bit little-endian, hashes SHA-1.
-constexpr char mark[] = "VQFJRNL1";
+const QByteArray mark = QByteArrayLiteral("VQFJRNL1");
 constexpr qsizetype markBytes = 8;
 constexpr qsizetype numberBytes = 8;
 constexpr qsizetype hashBytes = 20;
@@ -53,46 +54,10 @@ std::int64_t numberAt(const QByteArray& bytes, qsizetype at)
     return qFromLittleEndian<qint64>(bytes.constData() + at);
 }
 
-/// `length` bytes from `offset`, or fewer where the file ends or fails.
-QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length)
-{
-    const std::int64_t held = fileLength(fd);
-    if (offset < 0 || length <= 0 || offset >= held)
-        return {};
-    QByteArray bytes(std::min(length, held - offset), Qt::Uninitialized);
-    iovec piece{bytes.data(), static_cast<std::size_t>(bytes.size())};
-    bytes.truncate(readPieces(fd, &piece, 1, offset).bytes);
-    return bytes;
-}
-
-/// Path of a file beside the movie that a path leads to.
-QString besidePath(const QString& movie, const QString& suffix)
-{
-    const QString resolved = QFileInfo(movie).canonicalFilePath();
-    return (resolved.isEmpty() ? movie : resolved) + suffix;
-}
-
 QByteArray journalPath(const QString& movie)
 {
     return report::systemPath(besidePath(movie, QStringLiteral("-journal")));
 }
-
-/// A descriptor that closes itself.
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor()
-    {
-        if (m_fd != -1)
-            systemCalls.close(m_fd);
-    }
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 /// Payload of the info chunk that ends at `end`, when its two headers agree and it holds its own index.
 std::optional<QByteArray> infoEndingAt(int fd, std::int64_t end)
@@ -130,14 +95,8 @@ void syncDirectoryOf(const QByteArray& path)
     const qsizetype slash = path.lastIndexOf('/');
     const QByteArray directory = slash < 0 ? QByteArray(".") : path.left(slash + 1);
     const Descriptor fd(openFile(directory.constData(), O_RDONLY | O_DIRECTORY, 0));
-    if (fd.get() != -1)
+    if (fd)
         systemCalls.fdatasync(fd.get());
-}
-
-/// Whether a file begins as a journal does, however little of it was written: another's file is left alone.
-bool isOurs(int fd)
-{
-    return QByteArray(mark).startsWith(bytesAt(fd, 0, markBytes));
 }
 
 /// A piece of the movie as it was.
@@ -245,8 +204,7 @@ void rescueAppendedFrames(const QString& movie, std::int64_t start, const QByteA
 void writeBack(int movieFD, const JournalContent& content)
 {
     for (auto piece = content.pieces.rbegin(); piece != content.pieces.rend(); ++piece) {
-        iovec bytes{const_cast<char*>(piece->bytes.constData()), static_cast<std::size_t>(piece->bytes.size())};
-        const Transfer transfer = writePieces(movieFD, &bytes, 1, piece->offset);
+        const Transfer transfer = writeBytesAt(movieFD, piece->offset, piece->bytes);
         if (transfer.bytes != piece->bytes.size())
             FDChunkWriter::reportWriteFailure(transfer.error);
     }
@@ -280,7 +238,7 @@ std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieF
         const std::int64_t length = fileLength(movieFD);
         journal->m_oldInfoHash = hashOf(infoEndingAt(movieFD, length).value_or(QByteArray()));
         journal->m_newInfoHash = newInfo ? hashOf(*newInfo) : QByteArray(hashBytes, '\0');
-        const QByteArray fields = QByteArray(mark, markBytes) + number(length) + journal->m_newInfoHash;
+        const QByteArray fields = mark + number(length) + journal->m_newInfoHash;
         journal->_append(fields + hashOf(fields));
         journal->keep(movieFD, tailStart, length - tailStart);
         syncDirectoryOf(path);
@@ -323,7 +281,7 @@ bool EditJournal::restore(const QString& movie)
 {
     const QByteArray path = journalPath(movie);
     const Descriptor journal(openFile(path.constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (journal.get() == -1 || !isOurs(journal.get())
+    if (!journal || !beginsAs(journal.get(), mark)
         || systemCalls.flock(journal.get(), LOCK_EX | LOCK_NB) == -1)
         return false;
     const std::optional<JournalContent> content = readJournal(journal.get());
@@ -334,7 +292,7 @@ bool EditJournal::restore(const QString& movie)
     }
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDWR | O_NONBLOCK, 0));
     const KeptPiece& tail = content->pieces[0];
-    if (file.get() == -1 || fileLength(file.get()) < tail.offset)
+    if (!file || fileLength(file.get()) < tail.offset)
         return false;
     const QByteArray oldInfo = infoOfTail(tail.bytes);
     const bool undone = !isWhole(file.get(), hashOf(oldInfo), content->newInfoHash);
@@ -348,10 +306,23 @@ bool EditJournal::restore(const QString& movie)
 
 void EditJournal::discard(const QString& movie)
 {
-    const QByteArray path = journalPath(movie);
-    const Descriptor journal(openFile(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (journal.get() != -1 && isOurs(journal.get()))
-        systemCalls.unlink(path.constData());
+    removeBeside(journalPath(movie), mark);
+}
+
+QString EditJournal::headerBefore(const QString& movie)
+{
+    const Descriptor journal(openFile(journalPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
+    const std::optional<JournalContent> content = journal ? readJournal(journal.get()) : std::nullopt;
+    if (!content)
+        return {};
+    const QByteArray info = infoOfTail(content->pieces[0].bytes);
+    QString text;
+    if (!info.isEmpty()) {
+        ChunkInfo record;
+        record.load(info.constData(), static_cast<unsigned int>(info.size()));
+        record.dump(text);
+    }
+    return text;
 }
 
 bool EditJournal::isLoss(int error)
@@ -361,8 +332,7 @@ bool EditJournal::isLoss(int error)
 
 void EditJournal::_append(const QByteArray& bytes)
 {
-    iovec piece{const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())};
-    const Transfer transfer = writePieces(m_fd, &piece, 1, m_length);
+    const Transfer transfer = writeBytesAt(m_fd, m_length, bytes);
     if (transfer.bytes != bytes.size())
         FDChunkWriter::reportWriteFailure(transfer.error);
     m_length += bytes.size();

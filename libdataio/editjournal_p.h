@@ -26,6 +26,9 @@ public:
     static bool restore(const QString& movie);
     /// Removes a journal left beside a movie that has just been created anew.
     static void discard(const QString& movie);
+    /// Header text of the movie before the edit whose journal lies beside it; empty when there is none. Reports
+    /// "CI_L_CHUNK" for an edit of a damaged movie.
+    static QString headerBefore(const QString& movie);
     /// Whether an error of `fdatasync` means lost data, not a file system without that call.
     static bool isLoss(int error);
 

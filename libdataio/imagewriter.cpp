@@ -3,6 +3,8 @@
 #include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/editjournal_p.h>
 #include <libdataio/fdchunkwriter.h>
+#include <libdataio/recordinglog_p.h>
+#include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
 
 #include <common/zdpalette.h>
@@ -93,7 +95,8 @@ void ImageWriter::create(const QString& name, bool autotime)
     _clear(autotime);
     m_info.set(layout::key::endian, layout::littleEndian);
     m_file.openFile(name, FileWriterCreate);
-    EditJournal::discard(name);
+    m_name = name;
+    RecordingRemains::remove(name);
 }
 
 bool ImageWriter::isOpen()
@@ -113,6 +116,10 @@ void ImageWriter::close()
     _saveInfo();
     _finishEdit();
     m_tailStart.reset();
+    dropHeader(m_file.descriptor());
+    if (m_log)
+        m_log->end();
+    m_log.reset();
     m_file.closeFile();
 }
 
@@ -313,6 +320,7 @@ void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time,
         FDChunkWriter::reportWriteFailure(EINVAL);
     _goToEnd();
     _requireRoom(size);
+    _keepForRecovery();
 
     // The lists make room before the frame is written, so that they never fall out of step with the file.
     std::vector<ChunkRecord>& records = m_info[ZD_FRAME_CHUNK];
@@ -326,6 +334,27 @@ void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time,
     else if (m_autotime)
         m_frameTimer.push_back(clockTime());
     m_laserPowers.push_back(laserPower);
+    if (m_log)
+        m_log->frame(records.back().offset, time != nullptr || m_autotime ? &m_frameTimer.back() : nullptr, laserPower);
+}
+
+/// Leaves beside the frames what a crash would take from memory: the header, and with a log all the rest.
+void ImageWriter::_keepForRecovery()
+{
+    if (m_logged && !m_logTried) {
+        m_logTried = true;
+        m_log = RecordingLog::begin(m_name);
+        m_keptRevision = neverSeen;
+    }
+    if (m_keptRevision != m_info.revision()) {
+        keepHeader(m_file.descriptor(), m_info);
+        if (m_log)
+            m_log->header(m_info);
+        m_keptRevision = m_info.revision();
+    }
+    if (m_log && !m_fibersKept)
+        m_log->fiberCenters(m_fiberCenters);
+    m_fibersKept = true;
 }
 
 /// Goes behind the last complete chunk, having removed what a failed write or a failed `close` left there.
@@ -464,6 +493,7 @@ void ImageWriter::setFirstFrame(unsigned int firstFrame)
 void ImageWriter::addRasterFiberContinuousIndexes(const std::vector<float>& centers)
 {
     m_fiberCenters = centers;
+    m_fibersKept = false;
     m_roomCheckedTo = 0;
 }
 
@@ -552,6 +582,10 @@ void ImageWriter::_clear(bool autotime)
     m_tailStart.reset();
     m_partialChunk = false;
     m_roomCheckedTo = 0;
+    m_log.reset();
+    m_logTried = false;
+    m_keptRevision = neverSeen;
+    m_fibersKept = false;
 }
 
 void ImageWriter::modify(const QString& name)
@@ -570,6 +604,7 @@ void ImageWriter::modify(const QString& name)
         throw;
     }
     m_end = m_file.offset();
+    m_name = name;
 }
 
 /// Loads the info record of the open file and stands at its start.

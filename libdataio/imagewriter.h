@@ -18,6 +18,7 @@
 namespace zd {
 
 class EditJournal;
+class RecordingLog;
 struct LocationInfo;
 class ZdPalette;
 
@@ -132,6 +133,12 @@ public:
     /// On at first; where the directory cannot be written the edit goes on without.
     void setJournaled(bool on) { m_journaled = on; }
     bool journaled() const { return m_journaled; }
+    /// Whether a recording also keeps header, times, laser powers and fibre centres in a log beside the movie
+    /// (`<name>-log`) until `close`, so that they survive a crash as the frames do. Off at first; begins with the
+    /// next frame. The header alone is always kept, in an extended attribute of the movie file
+    /// ("user.dataio.header"), where the file system has them.
+    void setRecordingLog(bool on) { m_logged = on; }
+    bool recordingLog() const { return m_logged; }
     /// Puts a movie back as it was before an edit that never ended, by its journal. Returns false when there
     /// was nothing to put back: no journal, one of an edit that ended or never began, or one of an edit that is
     /// going on. Frames that the edit had appended are saved first, as a movie of their own
@@ -140,6 +147,7 @@ public:
 
 private:
     using Size = std::int64_t;
+    static constexpr std::uint64_t neverSeen = ~std::uint64_t{0}; // no revision of the attributes
 
     void _closeOpenMovie();
     void _clear(bool autotime);
@@ -150,6 +158,7 @@ private:
     std::optional<Size> _frameSize();
     void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
     void _requireRoom(Size size);
+    void _keepForRecovery();
     Size _endOfMovie() const;
     Size _tailSize(Size moreFrames) const;
     Size _roomFor(Size end, Size moreFrames) const;
@@ -189,10 +198,17 @@ private:
     Size m_roomCheckedTo = 0;            // up to this end of the movie the tail is known to fit
     std::uint64_t m_roomRevision = 0;    // with the attributes of this revision
     std::optional<Size> m_headerFrameSize;  // size of a frame by the attributes ...
-    std::uint64_t m_frameSizeRevision = ~std::uint64_t{0}; // ... of this revision
+    std::uint64_t m_frameSizeRevision = neverSeen; // ... of this revision
 
     bool m_journaled = true;
     std::unique_ptr<EditJournal> m_journal;
+
+    QString m_name;
+    bool m_logged = false;
+    std::unique_ptr<RecordingLog> m_log;
+    bool m_logTried = false;                          // one attempt a movie
+    std::uint64_t m_keptRevision = neverSeen;         // header that a crash would leave behind
+    bool m_fibersKept = false;                        // the same of the fibre centres
 };
 
 } // namespace zd

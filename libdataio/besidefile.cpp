@@ -1,0 +1,46 @@
+#include <libdataio/besidefile_p.h>
+
+#include <QFileInfo>
+
+#include <algorithm>
+
+#include <fcntl.h>
+
+namespace zd {
+
+QString besidePath(const QString& movie, const QString& suffix)
+{
+    const QString resolved = QFileInfo(movie).canonicalFilePath();
+    return (resolved.isEmpty() ? movie : resolved) + suffix;
+}
+
+bool beginsAs(int fd, const QByteArray& mark)
+{
+    return mark.startsWith(bytesAt(fd, 0, mark.size()));
+}
+
+void removeBeside(const QByteArray& path, const QByteArray& mark)
+{
+    const Descriptor file(openFile(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
+    if (file && beginsAs(file.get(), mark))
+        systemCalls.unlink(path.constData());
+}
+
+QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length)
+{
+    const std::int64_t held = fileLength(fd);
+    if (offset < 0 || length <= 0 || offset >= held)
+        return {};
+    QByteArray bytes(std::min(length, held - offset), Qt::Uninitialized);
+    iovec piece{bytes.data(), static_cast<std::size_t>(bytes.size())};
+    bytes.truncate(readPieces(fd, &piece, 1, offset).bytes);
+    return bytes;
+}
+
+Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes)
+{
+    iovec piece{const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())};
+    return writePieces(fd, &piece, 1, offset);
+}
+
+} // namespace zd

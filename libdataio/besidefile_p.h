@@ -1,0 +1,44 @@
+#pragma once
+
+#include <libdataio/systemcalls_p.h>
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+
+/// Files that stand beside a movie: an edit's journal, a recording's log, rescued frames.
+namespace zd {
+
+/// Path of the file beside the movie that a path leads to, symbolic links followed.
+QString besidePath(const QString& movie, const QString& suffix);
+
+/// Whether a file begins as `mark` does, however little of it was written: another's file is left alone.
+bool beginsAs(int fd, const QByteArray& mark);
+/// Removes the file at `path` if it begins as `mark` does; symbolic links are not followed.
+void removeBeside(const QByteArray& path, const QByteArray& mark);
+
+/// `length` bytes from `offset`, or fewer where the file ends or fails.
+QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length);
+/// Writes all the bytes at `offset`; what was moved, and the error that stopped it.
+Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes);
+
+/// A descriptor that closes itself.
+class Descriptor {
+public:
+    explicit Descriptor(int fd) : m_fd(fd) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor()
+    {
+        if (m_fd != -1)
+            systemCalls.close(m_fd);
+    }
+    int get() const { return m_fd; }
+    explicit operator bool() const { return m_fd != -1; }
+
+private:
+    int m_fd;
+};
+
+} // namespace zd
