@@ -345,6 +345,7 @@ void ImageWriter::_keepForRecovery()
         m_logTried = true;
         m_log = RecordingLog::begin(m_name);
         m_keptRevision = neverSeen;
+        m_fibersKept = false;
     }
     if (m_keptRevision != m_info.revision()) {
         keepHeader(m_file.descriptor(), m_info);
