@@ -144,7 +144,9 @@ struct WatchfulSink {
 
     void take(const LogRecord& record)
     {
-        if (++running != 1 || retired || record.message != QStringLiteral("busy"))
+        const bool alone = ++running == 1;
+        std::this_thread::yield(); // gives other threads the chance to come in
+        if (!alone || retired || record.message != QStringLiteral("busy"))
             ++faults;
         ++taken;
         --running;
@@ -161,6 +163,7 @@ TEST_F(LoggerTest, ThreadsLogWhileSinksAndLevelsChange)
             if (logger.level >= 1 && logger.forceLog(LogLevel::getError(), Library, QStringLiteral("T"),
                                                      QStringLiteral("busy"), DATAIO_HERE))
                 ++accepted;
+            std::this_thread::yield(); // lets the main thread have the sink's lock
         }
     };
     std::vector<std::thread> threads;
@@ -168,7 +171,7 @@ TEST_F(LoggerTest, ThreadsLogWhileSinksAndLevelsChange)
         threads.emplace_back(logOn, t);
 
     std::array<WatchfulSink, 2> sinks;
-    for (std::size_t round = 0; round < 100 || sinks[0].taken + sinks[1].taken == 0; ++round) {
+    for (std::size_t round = 0; round < 1000 || sinks[0].taken + sinks[1].taken == 0; ++round) {
         WatchfulSink& next = sinks[round % 2];
         next.retired = false;
         Logger::setSink([&next](const LogRecord& record) { next.take(record); });
