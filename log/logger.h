@@ -52,8 +52,9 @@ public:
     /// when there is no code. Error records become critical messages; the category's filter rules apply.
     ///
     /// The sink runs in the thread that logs and is called by one thread at a time, so it must not wait for
-    /// another thread that logs. It may log itself: those records take the default way. It may also call
-    /// `setSink`. In any other place `setSink` waits for a running sink: the replaced one is never called again.
+    /// another thread that logs or sets the sink. It may log itself: those records take the default way. It may
+    /// also call `setSink`. In any other place `setSink` waits for a running sink: the replaced one is never
+    /// called again. Qt's message handling, the default, may be entered by several threads at a time.
     static void setSink(Sink sink);
 
     /// Writes a record without testing the level. Never throws. Returns whether the record was taken: not when the
