@@ -25,6 +25,12 @@ constexpr std::size_t closingMarkAt = 14;
 static_assert(sizeof startTemplate == ChunkHeaderBase::encodedSize + 1);
 static_assert(sizeof endTemplate == ChunkHeaderBase::encodedSize + 1);
 
+[[noreturn]] void reportSeekFailure(int error, const LocationInfo& location)
+{
+    report::fail(logger, System, "CHB_LFD_SEEK", QStringLiteral("Could not seek data: ") + report::systemText(error),
+                 location);
+}
+
 } // namespace
 
 ChunkHeaderBase::~ChunkHeaderBase() = default;
@@ -49,8 +55,8 @@ void ChunkHeaderBase::encode(char* out) const
 bool ChunkHeaderBase::decode(const char* bytes)
 {
     const char* marks = headerTemplate();
-    if (std::memcmp(bytes, marks, typeAt) != 0
-        || std::memcmp(bytes + closingMarkAt, marks + closingMarkAt, encodedSize - closingMarkAt) != 0)
+    if (std::memcmp(bytes, marks, typeAt) != 0 ||
+        std::memcmp(bytes + closingMarkAt, marks + closingMarkAt, encodedSize - closingMarkAt) != 0)
         return false;
     m_type = qFromBigEndian<quint32>(bytes + typeAt);
     m_size = qFromBigEndian<quint32>(bytes + sizeAt);
@@ -63,16 +69,11 @@ bool ChunkHeaderBase::loadFD(int fd)
     const Transfer transfer = readWhole(fd, bytes, sizeof bytes);
     if (transfer.bytes == 0 && transfer.error == 0)
         return false;
-    if (transfer.bytes != static_cast<std::int64_t>(sizeof bytes))
-        reportReadFailure(transfer.error);
+    if (transfer.bytes != layout::headerBytes)
+        reportReadFailure(transfer.error, DATAIO_HERE);
     if (!decode(bytes))
-        reportParseFailure();
+        reportParseFailure(DATAIO_HERE);
     return true;
-}
-
-bool ChunkHeaderBase::loadFD(int fd, int position)
-{
-    return loadFD(fd, std::int64_t{position});
 }
 
 bool ChunkHeaderBase::loadFD(int fd, std::int64_t position)
@@ -80,8 +81,27 @@ bool ChunkHeaderBase::loadFD(int fd, std::int64_t position)
     if (position < 0)
         return false;
     if (systemCalls.lseek(fd, position, SEEK_SET) == -1)
-        reportSeekFailure(errno);
+        reportSeekFailure(errno, DATAIO_HERE);
     return loadFD(fd);
+}
+
+bool ChunkHeaderBase::loadFD(int fd, std::int64_t position, void* behind, std::size_t size, std::size_t& arrived)
+{
+    if (position < 0)
+        return false;
+    char bytes[encodedSize];
+    iovec pieces[] = {{bytes, sizeof bytes}, {behind, size}};
+    const Transfer transfer = readPieces(fd, pieces, 2, position);
+    if (transfer.bytes == 0 && transfer.error == 0)
+        return false;
+    if (transfer.bytes == 0 && systemCalls.lseek(fd, position, SEEK_SET) == -1)
+        reportSeekFailure(errno, DATAIO_HERE);
+    if (transfer.bytes < layout::headerBytes)
+        reportReadFailure(transfer.error, DATAIO_HERE);
+    if (!decode(bytes))
+        reportParseFailure(DATAIO_HERE);
+    arrived = static_cast<std::size_t>(transfer.bytes - layout::headerBytes);
+    return true;
 }
 
 bool ChunkHeaderBase::writeFD(int fd) const
@@ -89,33 +109,27 @@ bool ChunkHeaderBase::writeFD(int fd) const
     char bytes[encodedSize];
     encode(bytes);
     const Transfer transfer = writeWhole(fd, bytes, sizeof bytes);
-    if (transfer.bytes != static_cast<std::int64_t>(sizeof bytes))
-        reportWriteFailure(transfer.error);
+    if (transfer.bytes != layout::headerBytes)
+        reportWriteFailure(transfer.error, DATAIO_HERE);
     return true;
 }
 
-void ChunkHeaderBase::reportSeekFailure(int error)
-{
-    report::fail(logger, System, "CHB_LFD_SEEK",
-                 QStringLiteral("Could not seek data: ") + report::systemText(error), DATAIO_HERE);
-}
-
-void ChunkHeaderBase::reportReadFailure(int error)
+void ChunkHeaderBase::reportReadFailure(int error, const LocationInfo& location)
 {
     report::fail(logger, System, "CHB_LDF_READ",
-                 QStringLiteral("Could not read chunk header data: ") + report::systemText(error), DATAIO_HERE);
+                 QStringLiteral("Could not read chunk header data: ") + report::systemText(error), location);
 }
 
-void ChunkHeaderBase::reportWriteFailure(int error)
+void ChunkHeaderBase::reportWriteFailure(int error, const LocationInfo& location)
 {
     report::fail(logger, System, "CHB_WFD_WRITE",
-                 QStringLiteral("Could not write chunk start header: ") + report::systemText(error), DATAIO_HERE);
+                 QStringLiteral("Could not write chunk start header: ") + report::systemText(error), location);
 }
 
-void ChunkHeaderBase::reportParseFailure()
+void ChunkHeaderBase::reportParseFailure(const LocationInfo& location)
 {
-    report::fail(logger, Library, "CHB_LFD_PARSE",
-                 QStringLiteral("Cannot read chunk header, file may be corrupted."), DATAIO_HERE);
+    report::fail(logger, Library, "CHB_LFD_PARSE", QStringLiteral("Cannot read chunk header, file may be corrupted."),
+                 location);
 }
 
 } // namespace zd

@@ -2,6 +2,7 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/export.h>
+#include <log/locationinfo.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -28,8 +29,10 @@ public:
     bool loadFD(int fd);
     /// The same at an absolute position. A negative position gives false without any system call. Reports
     /// "CHB_LFD_SEEK" as well.
-    bool loadFD(int fd, int position);
     bool loadFD(int fd, std::int64_t position);
+    /// The same with one system call, which leaves the descriptor where it is and fetches up to `size` bytes
+    /// behind the header as well; `arrived` becomes the number of those that were there.
+    bool loadFD(int fd, std::int64_t position, void* behind, std::size_t size, std::size_t& arrived);
     /// Writes this header at the descriptor's position; true. Reports "CHB_WFD_WRITE".
     bool writeFD(int fd) const;
 
@@ -39,10 +42,9 @@ public:
     bool decode(const char* bytes);
 
     /// The reports of the operations above, for callers that move a header's bytes together with a payload.
-    [[noreturn]] static void reportSeekFailure(int error);
-    [[noreturn]] static void reportReadFailure(int error);
-    [[noreturn]] static void reportWriteFailure(int error);
-    [[noreturn]] static void reportParseFailure();
+    [[noreturn]] static void reportReadFailure(int error, const LocationInfo& location);
+    [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
+    [[noreturn]] static void reportParseFailure(const LocationInfo& location);
 
 protected:
     ChunkHeaderBase() = default;

@@ -206,12 +206,12 @@ void writeBack(int movieFD, const JournalContent& content)
     for (auto piece = content.pieces.rbegin(); piece != content.pieces.rend(); ++piece) {
         const Transfer transfer = writeBytesAt(movieFD, piece->offset, piece->bytes);
         if (transfer.bytes != piece->bytes.size())
-            FDChunkWriter::reportWriteFailure(transfer.error);
+            FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
     }
     if (truncateFile(movieFD, content.movieLength) == -1)
-        FDChunkWriter::reportWriteFailure(errno);
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
     if (systemCalls.fdatasync(movieFD) == -1 && EditJournal::isLoss(errno))
-        FDChunkWriter::reportWriteFailure(errno);
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
 }
 
 } // namespace
@@ -255,7 +255,7 @@ void EditJournal::keep(int movieFD, std::int64_t offset, std::int64_t length)
         return;
     const QByteArray bytes = bytesAt(movieFD, offset, length);
     if (bytes.size() != length)
-        ChunkHeaderBase::reportReadFailure(EIO);
+        ChunkHeaderBase::reportReadFailure(EIO, DATAIO_HERE);
     const QByteArray fields = number(offset) + number(length);
     _append(fields + hashOf(fields + bytes) + bytes);
     _sync();
@@ -334,14 +334,14 @@ void EditJournal::_append(const QByteArray& bytes)
 {
     const Transfer transfer = writeBytesAt(m_fd, m_length, bytes);
     if (transfer.bytes != bytes.size())
-        FDChunkWriter::reportWriteFailure(transfer.error);
+        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
     m_length += bytes.size();
 }
 
 void EditJournal::_sync()
 {
     if (systemCalls.fdatasync(m_fd) == -1 && isLoss(errno))
-        FDChunkWriter::reportWriteFailure(errno);
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
 }
 
 } // namespace zd

@@ -21,32 +21,7 @@ Logger& logger = Logger::logger(QStringLiteral("dataio.fdchunkreader"));
 constexpr std::align_val_t pageAlignment{4096};
 constexpr std::int64_t largestPosition = static_cast<std::int64_t>(layout::largestSizeLimit);
 constexpr std::int64_t headerBytes = layout::headerBytes;
-
-/// Reports what stopped the reading of a header of which nothing, or not all, arrived.
-[[noreturn]] void reportHeaderFailure(int fd, std::int64_t position, const Transfer& transfer)
-{
-    if (transfer.bytes == 0 && systemCalls.lseek(fd, position, SEEK_SET) == -1)
-        ChunkHeaderBase::reportSeekFailure(errno);
-    ChunkHeaderBase::reportReadFailure(transfer.error);
-}
-
-/// Reads a header at `position`, together with up to `guess` bytes behind it. False at the end of the file;
-/// `present` becomes the number of bytes that arrived behind the header.
-bool loadHeader(ChunkHeaderBase& header, int fd, std::int64_t position, char* behind, std::size_t guess,
-                std::size_t& present)
-{
-    char bytes[ChunkHeaderBase::encodedSize];
-    iovec pieces[] = {{bytes, sizeof bytes}, {behind, guess}};
-    const Transfer transfer = readPieces(fd, pieces, 2, position);
-    if (transfer.bytes == 0 && transfer.error == 0)
-        return false;
-    if (transfer.bytes < headerBytes)
-        reportHeaderFailure(fd, position, transfer);
-    if (!header.decode(bytes))
-        ChunkHeaderBase::reportParseFailure();
-    present = static_cast<std::size_t>(transfer.bytes - headerBytes);
-    return true;
-}
+constexpr std::uint32_t largestSize = std::numeric_limits<std::int32_t>::max();
 
 } // namespace
 
@@ -84,59 +59,55 @@ int FDChunkReader::chunkSize()
 
 bool FDChunkReader::nextChunk(unsigned int type)
 {
-    const std::size_t guess = _takeGuess();
+    const unsigned int expectedSize = m_expectedSize;
     _leaveChunk();
-    if (m_position == noPosition)
-        return false;
+    const std::size_t room = _roomForExpected(expectedSize);
     ChunkStartHeader header;
-    std::size_t present = 0;
-    if (!loadHeader(header, m_fd, m_position, m_buffer.data(), guess, present) || header.type() != type)
+    std::size_t arrived = 0;
+    if (!header.loadFD(m_fd, m_position, m_buffer.data(), room, arrived) || header.type() != type)
         return false;
 
     const std::int64_t payload = m_position + headerBytes;
     const std::int64_t end = payload + header.size() + headerBytes;
-    const bool held = _fileHolds(end - headerBytes);
+    const bool held = header.size() <= largestSize && _fileHolds(payload + header.size());
     // The enlargement comes first: when memory is short, the position stays.
     if (held && header.size() > m_buffer.capacity()) {
         m_buffer.reserve(header.size());
-        present = 0;
+        arrived = 0;
     }
-    m_position = end < largestPosition ? static_cast<std::uint32_t>(end) : noPosition;
-    if (header.size() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()))
-        return false;
-    m_size = static_cast<std::int32_t>(header.size());
-    if (!held)
-        return false;
-    m_loaded = present >= header.size();
-    if (!m_loaded) {
-        iovec rest{m_buffer.data() + present, header.size() - present};
-        const std::int64_t missing = static_cast<std::int64_t>(rest.iov_len);
-        m_loaded = readPieces(m_fd, &rest, 1, payload + static_cast<std::int64_t>(present)).bytes == missing;
-    }
+    _goTo(end);
+    if (header.size() <= largestSize)
+        m_size = static_cast<std::int32_t>(header.size());
+    m_loaded = held && (arrived >= header.size() || _readRest(payload, arrived, header.size()));
     return m_loaded;
+}
+
+/// Reads the bytes of the payload that are not in the buffer yet; whether all of them came.
+bool FDChunkReader::_readRest(std::int64_t payload, std::size_t arrived, std::size_t size)
+{
+    iovec rest{m_buffer.data() + arrived, size - arrived};
+    const Transfer transfer = readPieces(m_fd, &rest, 1, payload + static_cast<std::int64_t>(arrived));
+    return transfer.bytes == static_cast<std::int64_t>(size - arrived);
 }
 
 bool FDChunkReader::prevChunk(unsigned int type)
 {
     _leaveChunk();
-    const std::int64_t end = m_position;
-    if (m_position == noPosition || end < headerBytes)
-        return false;
+    const std::int64_t end = m_position - headerBytes;
     ChunkEndHeader header;
-    std::size_t present = 0;
-    if (!loadHeader(header, m_fd, end - headerBytes, nullptr, 0, present) || header.type() != type)
+    std::size_t arrived = 0;
+    if (!header.loadFD(m_fd, end, nullptr, 0, arrived) || header.type() != type)
         return false;
 
-    const std::int64_t payload = end - headerBytes - header.size();
-    if (payload < 0 || header.size() > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()))
+    const std::int64_t payload = end - header.size();
+    if (payload < 0 || header.size() > largestSize)
         return false;
     m_buffer.reserve(header.size());
-    iovec piece{m_buffer.data(), header.size()};
-    if (readPieces(m_fd, &piece, 1, payload).bytes != header.size())
+    if (!_readRest(payload, 0, header.size()))
         return false;
     m_size = static_cast<std::int32_t>(header.size());
     m_loaded = true;
-    m_position = payload >= headerBytes ? static_cast<std::uint32_t>(payload - headerBytes) : noPosition;
+    _goTo(payload - headerBytes);
     return true;
 }
 
@@ -145,8 +116,8 @@ bool FDChunkReader::rewind()
     _leaveChunk();
     if (systemCalls.lseek(m_fd, 0, SEEK_SET) == -1) {
         const int error = errno;
-        report::fail(logger, System, "MM_R_SEEK",
-                     QStringLiteral("Could not rewind file: ") + report::systemText(error), DATAIO_HERE);
+        report::fail(logger, System, "MM_R_SEEK", QStringLiteral("Could not rewind file: ") + report::systemText(error),
+                     DATAIO_HERE);
     }
     m_position = 0;
     return true;
@@ -163,14 +134,14 @@ bool FDChunkReader::seekEnd()
                      QStringLiteral("Could not reach end of file: ") + report::systemText(error), DATAIO_HERE);
     }
     m_fileLength = length;
-    m_position = static_cast<std::uint32_t>(length);
+    m_position = length;
     return true;
 }
 
 bool FDChunkReader::seek(unsigned int position)
 {
     _leaveChunk();
-    m_position = position;
+    m_position = position == std::numeric_limits<unsigned int>::max() ? noPosition : std::int64_t{position};
     return true;
 }
 
@@ -191,6 +162,12 @@ void FDChunkReader::_leaveChunk()
     m_expectedSize = 0;
 }
 
+/// Sets the position; a place that no chunk boundary can have is none.
+void FDChunkReader::_goTo(std::int64_t position)
+{
+    m_position = position >= 0 && position <= largestPosition ? position : noPosition;
+}
+
 /// Whether the file reaches to `end`; its length is asked for again when the last answer says no.
 bool FDChunkReader::_fileHolds(std::int64_t end)
 {
@@ -200,13 +177,12 @@ bool FDChunkReader::_fileHolds(std::int64_t end)
 }
 
 /// The expected payload size, with room for it in the buffer, or 0 when there is no sensible expectation.
-std::size_t FDChunkReader::_takeGuess()
+std::size_t FDChunkReader::_roomForExpected(unsigned int expectedSize)
 {
-    if (m_expectedSize == 0 || m_position == noPosition
-        || !_fileHolds(std::int64_t{m_position} + headerBytes + m_expectedSize))
+    if (expectedSize == 0 || m_position == noPosition || !_fileHolds(m_position + headerBytes + expectedSize))
         return 0;
-    m_buffer.reserve(m_expectedSize);
-    return m_expectedSize;
+    m_buffer.reserve(expectedSize);
+    return expectedSize;
 }
 
 } // namespace zd

@@ -49,15 +49,17 @@ public:
     void expectSize(unsigned int size) { m_expectedSize = size; }
 
 private:
-    static constexpr std::uint32_t noPosition = 0xFFFFFFFF;
+    static constexpr std::int64_t noPosition = -1;
 
+    std::size_t _roomForExpected(unsigned int expectedSize);
     bool _fileHolds(std::int64_t end);
-    std::size_t _takeGuess();
+    bool _readRest(std::int64_t payload, std::size_t arrived, std::size_t size);
+    void _goTo(std::int64_t position);
     void _leaveChunk();
 
     bool m_loaded = false;    // the payload of the last step is in the buffer
     std::int32_t m_size = -1; // payload size of the current chunk
-    std::uint32_t m_position = noPosition;
+    std::int64_t m_position = noPosition;
     PayloadBuffer m_buffer;
     unsigned int m_expectedSize = 0;
     std::int64_t m_fileLength = -1; // as last seen; asked again when a chunk claims to go beyond it

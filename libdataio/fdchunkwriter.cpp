@@ -25,6 +25,11 @@ constexpr std::int64_t largestPosition = static_cast<std::int64_t>(layout::large
 /// How far beyond the end of the file a payload may claim to reach before it is not believed.
 constexpr std::int64_t believedBeyondEnd = 64 << 20;
 
+[[noreturn]] void reportStepFailure(const char* code, const char* prefix, int error, const LocationInfo& location)
+{
+    report::fail(logger, System, code, QString::fromLatin1(prefix) + report::systemText(error), location);
+}
+
 } // namespace
 
 FDChunkWriter::~FDChunkWriter()
@@ -40,10 +45,10 @@ void FDChunkWriter::setFD(int fd)
 int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
 {
     if (m_fd == -1)
-        reportNotOpen();
+        reportNotOpen(DATAIO_HERE);
     const std::int64_t end = m_position + framingBytes + size;
     if (end > largestPosition)
-        reportWriteFailure(EFBIG);
+        reportWriteFailure(EFBIG, DATAIO_HERE);
 
     char start[ChunkHeaderBase::encodedSize];
     char stop[ChunkHeaderBase::encodedSize];
@@ -52,7 +57,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
     iovec pieces[] = {{start, sizeof start}, {const_cast<void*>(data), size}, {stop, sizeof stop}};
     const Transfer transfer = writePieces(m_fd, pieces, 3, m_position);
     if (transfer.bytes != framingBytes + size)
-        _reportPartialChunk(transfer.bytes, transfer.error, size);
+        _reportPartialChunk(transfer.bytes, transfer.error, size, DATAIO_HERE);
 
     const std::uint32_t written = m_position;
     m_position = static_cast<std::uint32_t>(end);
@@ -60,13 +65,14 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
 }
 
 /// The part of the chunk that was cut decides what is reported.
-void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size)
+void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
+                                        const LocationInfo& location)
 {
     if (written == 0 && systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
-        reportSeekFailure();
+        reportSeekFailure(location);
     if (written < headerBytes || written >= headerBytes + size)
-        ChunkHeaderBase::reportWriteFailure(error);
-    reportWriteFailure(error);
+        ChunkHeaderBase::reportWriteFailure(error, location);
+    reportWriteFailure(error, location);
 }
 
 int FDChunkWriter::closeFD()
@@ -83,13 +89,13 @@ bool FDChunkWriter::nextChunk(unsigned int type)
         return false;
     if (header.type() != type) {
         if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
-            _reportStepFailure("FDCW_NC_SEEK", "Cannot perform a seek in file: ", errno);
+            reportStepFailure("FDCW_NC_SEEK", "Cannot perform a seek in file: ", errno, DATAIO_HERE);
         return false;
     }
     const std::int64_t end = m_position + framingBytes + header.size();
     const int error = end > largestPosition ? EFBIG : _readPayload(m_position + headerBytes, header.size());
     if (error != 0)
-        _reportStepFailure("FDCW_NC_READ", "Could not read next chunk data: ", error);
+        reportStepFailure("FDCW_NC_READ", "Could not read next chunk data: ", error, DATAIO_HERE);
     m_position = static_cast<std::uint32_t>(end);
     return true;
 }
@@ -101,17 +107,17 @@ bool FDChunkWriter::prevChunk(unsigned int type)
         return false;
     if (header.type() != type) {
         if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
-            _reportStepFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", errno);
+            reportStepFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", errno, DATAIO_HERE);
         return false;
     }
     const std::int64_t start = m_position - framingBytes - header.size();
     if (start < 0)
         return false;
     if (systemCalls.lseek(m_fd, start + headerBytes, SEEK_SET) == -1)
-        _reportStepFailure("FDCW_PC_SEEK2", "Could not read previous chunk data: ", errno);
+        reportStepFailure("FDCW_PC_SEEK2", "Could not read previous chunk data: ", errno, DATAIO_HERE);
     const int error = _readPayload(start + headerBytes, header.size());
     if (error != 0)
-        _reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", error);
+        reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", error, DATAIO_HERE);
     m_position = static_cast<std::uint32_t>(start);
     return true;
 }
@@ -187,7 +193,7 @@ void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsig
 {
     ChunkStartHeader header;
     if (!header.loadFD(m_fd, std::int64_t{position}) || header.type() != type || header.size() != size)
-        ChunkHeaderBase::reportParseFailure();
+        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
 }
 
 void FDChunkWriter::reserve(std::int64_t bytes)
@@ -196,30 +202,24 @@ void FDChunkWriter::reserve(std::int64_t bytes)
         return;
     // Only these speak of the room; everything else means that the file system cannot tell.
     if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
-        reportWriteFailure(errno);
+        reportWriteFailure(errno, DATAIO_HERE);
 }
 
-void FDChunkWriter::reportNotOpen()
+void FDChunkWriter::reportNotOpen(const LocationInfo& location)
 {
-    report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."),
-                 DATAIO_HERE);
+    report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."), location);
 }
 
-void FDChunkWriter::reportSeekFailure()
+void FDChunkWriter::reportSeekFailure(const LocationInfo& location)
 {
     report::fail(logger, Library, "FDCW_AC_SEEK", report::translated("Cannot seek in file before writing data."),
-                 DATAIO_HERE);
+                 location);
 }
 
-void FDChunkWriter::reportWriteFailure(int error)
+void FDChunkWriter::reportWriteFailure(int error, const LocationInfo& location)
 {
     report::fail(logger, System, "FDCW_AC_WRITE",
-                 report::translated("Could not write all data: ") + report::systemText(error), DATAIO_HERE);
-}
-
-void FDChunkWriter::_reportStepFailure(const char* code, const char* prefix, int error)
-{
-    report::fail(logger, System, code, QString::fromLatin1(prefix) + report::systemText(error), DATAIO_HERE);
+                 report::translated("Could not write all data: ") + report::systemText(error), location);
 }
 
 /// Fills the buffer with `size` bytes from `position`, zeros for what the file does not hold, and makes

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <libdataio/chunkwriter.h>
+#include <log/locationinfo.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -41,14 +42,14 @@ public:
     void reserve(std::int64_t bytes);
 
     /// The reports of writing, for callers that refuse a chunk before they hand it over.
-    [[noreturn]] static void reportNotOpen();
-    [[noreturn]] static void reportSeekFailure();
-    [[noreturn]] static void reportWriteFailure(int error);
+    [[noreturn]] static void reportNotOpen(const LocationInfo& location);
+    [[noreturn]] static void reportSeekFailure(const LocationInfo& location);
+    [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
 
 private:
     int _readPayload(std::int64_t position, std::uint32_t size);
-    [[noreturn]] void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size);
-    [[noreturn]] static void _reportStepFailure(const char* code, const char* prefix, int error);
+    [[noreturn]] void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
+                                          const LocationInfo& location);
 
     int m_fd = -1;
     std::vector<char> m_buffer;

@@ -20,6 +20,11 @@ Logger& logger = Logger::logger(QStringLiteral("dataio.filereader"));
                  location);
 }
 
+[[noreturn]] void reportNotRegular(const QString& path, const LocationInfo& location)
+{
+    report::fail(logger, File, "FR_OF_REGFILE", path + QStringLiteral(" is not a regular file."), location);
+}
+
 } // namespace
 
 FileReader::FileReader() = default;
@@ -31,11 +36,11 @@ void FileReader::openFile(const QString& path)
     if (path.contains(QChar::Null))
         reportFile("FR_OF_STAT", path, EINVAL, DATAIO_HERE);
     const QByteArray systemPath = report::systemPath(path);
-    struct stat status{};
+    struct stat status {};
     if (systemCalls.stat(systemPath.constData(), &status) == -1)
         reportFile("FR_OF_STAT", path, errno, DATAIO_HERE);
     if (!S_ISREG(status.st_mode))
-        _reportNotRegular(path);
+        reportNotRegular(path, DATAIO_HERE);
 
     auto reader = std::make_unique<FDChunkReader>();
     // Another file may have taken the path since: opening it must neither wait nor be taken for a movie.
@@ -46,13 +51,8 @@ void FileReader::openFile(const QString& path)
     if (systemCalls.fstat(fd, &status) == -1)
         reportFile("FR_OF_STAT", path, errno, DATAIO_HERE);
     if (!S_ISREG(status.st_mode))
-        _reportNotRegular(path);
+        reportNotRegular(path, DATAIO_HERE);
     m_reader = std::move(reader);
-}
-
-void FileReader::_reportNotRegular(const QString& path)
-{
-    report::fail(logger, File, "FR_OF_REGFILE", path + QStringLiteral(" is not a regular file."), DATAIO_HERE);
 }
 
 void FileReader::closeFile()

@@ -39,8 +39,6 @@ public:
     bool seek(int position, unsigned int expectedSize);
 
 private:
-    [[noreturn]] static void _reportNotRegular(const QString& path);
-
     std::unique_ptr<FDChunkReader> m_reader;
 };
 

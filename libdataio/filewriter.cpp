@@ -27,12 +27,12 @@ void FileWriter::openFile(const QString& path, FileWriterMode mode)
     m_writer.reset();
     m_openResult = -1;
     auto writer = std::make_unique<FDChunkWriter>();
+    const QByteArray systemPath = report::systemPath(path);
     const bool create = mode == FileWriterCreate;
     if (path.contains(QChar::Null))
         errno = EINVAL;
     else
-        m_openResult = zd::openFile(report::systemPath(path).constData(),
-                                    O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
+        m_openResult = zd::openFile(systemPath.constData(), O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
     if (m_openResult == -1) {
         const int error = errno;
         report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",
@@ -54,13 +54,13 @@ bool FileWriter::openned() const
 
 int FileWriter::addChunk(unsigned int type, const void* data, unsigned int size)
 {
-    _requireOpen();
+    _requireOpen(DATAIO_HERE);
     return m_writer->addChunk(type, data, size);
 }
 
 void FileWriter::truncate()
 {
-    _requireOpen();
+    _requireOpen(DATAIO_HERE);
     m_writer->truncateFile();
 }
 
@@ -120,13 +120,13 @@ int FileWriter::descriptor() const
 
 void FileWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
 {
-    _requireOpen();
+    _requireOpen(DATAIO_HERE);
     m_writer->requireChunk(position, type, size);
 }
 
 void FileWriter::reserve(std::int64_t bytes)
 {
-    _requireOpen();
+    _requireOpen(DATAIO_HERE);
     m_writer->reserve(bytes);
 }
 
@@ -135,10 +135,10 @@ bool FileWriter::sync()
     return m_writer && systemCalls.fdatasync(m_writer->descriptor()) == 0;
 }
 
-void FileWriter::_requireOpen() const
+void FileWriter::_requireOpen(const LocationInfo& location) const
 {
     if (!m_writer)
-        FDChunkWriter::reportNotOpen();
+        FDChunkWriter::reportNotOpen(location);
 }
 
 } // namespace zd

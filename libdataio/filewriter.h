@@ -1,6 +1,7 @@
 #pragma once
 
 #include <libdataio/export.h>
+#include <log/locationinfo.h>
 
 #include <QString>
 
@@ -58,7 +59,7 @@ public:
     bool sync();
 
 private:
-    void _requireOpen() const;
+    void _requireOpen(const LocationInfo& location) const;
 
     std::unique_ptr<FDChunkWriter> m_writer;
     int m_openResult = -1;

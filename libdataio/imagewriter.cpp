@@ -315,9 +315,9 @@ std::optional<ImageWriter::Size> ImageWriter::_frameSize()
 void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time, float laserPower)
 {
     if (!isOpen())
-        FDChunkWriter::reportNotOpen();
+        FDChunkWriter::reportNotOpen(DATAIO_HERE);
     if (size < 0)
-        FDChunkWriter::reportWriteFailure(EINVAL);
+        FDChunkWriter::reportWriteFailure(EINVAL, DATAIO_HERE);
     _goToEnd();
     _requireRoom(size);
     _keepForRecovery();
@@ -369,7 +369,7 @@ void ImageWriter::_goToEnd()
         m_partialChunk = true;
     }
     if (m_file.offset() != m_end && !m_file.seek(static_cast<unsigned int>(m_end)))
-        FDChunkWriter::reportSeekFailure();
+        FDChunkWriter::reportSeekFailure(DATAIO_HERE);
     if (m_partialChunk) {
         m_file.truncate();
         m_partialChunk = false;
@@ -411,7 +411,7 @@ void ImageWriter::_requireRoom(Size size)
         return;
     const Size left = _roomFor(m_end, 1) - size;
     if (left < 0)
-        FDChunkWriter::reportWriteFailure(EFBIG);
+        FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
     // A frame adds less to the tail than to the file, so half of what is left holds both.
     m_roomCheckedTo = end + left / 2;
     m_roomRevision = m_info.revision();
@@ -723,7 +723,7 @@ void ImageWriter::_finishEdit()
     if (!m_journal)
         return;
     if (!m_file.sync() && EditJournal::isLoss(errno))
-        FDChunkWriter::reportWriteFailure(errno);
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
     m_journal->end();
     m_journal.reset();
 }
@@ -791,7 +791,7 @@ void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
     if (m_journal)
         m_journal->keep(m_file.descriptor(), record.offset, layout::framingBytes + record.length);
     if (!m_file.seek(record.offset))
-        FDChunkWriter::reportSeekFailure();
+        FDChunkWriter::reportSeekFailure(DATAIO_HERE);
     m_file.addChunk(ZD_FRAME_CHUNK, data, record.length);
 }
 

@@ -9,7 +9,6 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
-
 namespace zd {
 
 static_assert(sizeof(off_t) == 8, "file positions have 64 bits");
@@ -160,7 +159,7 @@ int truncateFile(int fd, std::int64_t length)
 
 std::int64_t fileLength(int fd)
 {
-    struct stat status{};
+    struct stat status {};
     return systemCalls.fstat(fd, &status) == 0 ? status.st_size : -1;
 }
 
