@@ -29,8 +29,8 @@ Text trimmed(Text line)
     return line.sliced(begin, end - begin);
 }
 
-/// Stores the attribute that a trimmed line holds, if any. `hint` and the result are where the next name belongs
-/// when names come in order.
+/// Stores the attribute that a trimmed line holds, if any. `hint` and the result are the entry stored last: names
+/// mostly come in order, and next to it they need no search.
 template <typename Text>
 Map::iterator storeLine(Text line, Map& attributes, Map::iterator hint)
 {
@@ -41,7 +41,7 @@ Map::iterator storeLine(Text line, Map& attributes, Map::iterator hint)
         return hint;
     const auto entry = attributes.try_emplace(hint, line.first(nameLength).toString());
     entry->second.assign(line.sliced(nameLength + 1).toString());
-    return std::next(entry);
+    return entry;
 }
 
 template <typename Text>
@@ -186,7 +186,7 @@ void AttributeChunk::merge(const AttributeChunk& other)
     Map& target = attributes();
     Map::iterator hint = target.begin();
     for (const auto& [name, value] : other.m_attributes)
-        hint = std::next(target.insert_or_assign(hint, name, value));
+        hint = target.insert_or_assign(hint, name, value);
 }
 
 void AttributeChunk::parse(const QString& text)
