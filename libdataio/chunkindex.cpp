@@ -3,13 +3,13 @@
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/report_p.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <type_traits>
 
 namespace zd {
 
@@ -17,52 +17,36 @@ static Logger& logger = Logger::logger(QStringLiteral("dataio.chunkindex"));
 
 namespace {
 
-/// Entry of an index payload, fields in the order in which they are stored.
-struct IndexEntry {
-    std::uint32_t type;
-    std::uint32_t offset;
-    std::uint32_t length;
-};
-static_assert(sizeof(IndexEntry) == layout::indexRecordBytes);
-
 constexpr std::size_t countBytes = layout::indexCountBytes;
+/// An entry of an index payload is a chunk type and a record, at any alignment.
 constexpr std::size_t entryBytes = layout::indexRecordBytes;
+constexpr std::size_t typeBytes = sizeof(std::uint32_t);
+static_assert(sizeof(ChunkRecord) == entryBytes - typeBytes && std::is_trivially_copyable_v<ChunkRecord>,
+              "entries hold records as they lie in memory");
 
-/// The entries of an index payload, at any alignment.
-class IndexEntries {
-public:
-    IndexEntries(const char* first, std::size_t count) : m_first(first), m_count(count) {}
-
-    std::size_t count() const { return m_count; }
-
-    IndexEntry operator[](std::size_t i) const
-    {
-        IndexEntry entry;
-        std::memcpy(&entry, m_first + i * entryBytes, entryBytes);
-        return entry;
-    }
-
-    /// One past the last of the entries from `first` on that share its type.
-    std::size_t endOfRun(std::size_t first) const
-    {
-        const std::uint32_t type = (*this)[first].type;
-        std::size_t end = first + 1;
-        while (end < m_count && (*this)[end].type == type)
-            ++end;
-        return end;
-    }
-
-private:
-    const char* m_first;
-    std::size_t m_count;
-};
-
-/// Makes room for `more` records, growing so that many short runs of one type stay linear.
-void makeRoom(std::vector<ChunkRecord>& records, std::size_t more)
+std::uint32_t typeOf(const char* entry)
 {
-    const std::size_t needed = records.size() + more;
-    if (needed > records.capacity())
-        records.reserve(std::max(needed, 2 * records.capacity()));
+    std::uint32_t type = 0;
+    std::memcpy(&type, entry, typeBytes);
+    return type;
+}
+
+/// The end of the entries from `entry` on that share its type.
+const char* endOfRun(const char* entry, const char* end)
+{
+    const std::uint32_t type = typeOf(entry);
+    do
+        entry += entryBytes;
+    while (entry != end && typeOf(entry) == type);
+    return entry;
+}
+
+void appendRecords(std::vector<ChunkRecord>& records, const char* entry, const char* end)
+{
+    std::size_t place = records.size();
+    records.resize(place + static_cast<std::size_t>(end - entry) / entryBytes, ChunkRecord(0, 0));
+    for (; entry != end; entry += entryBytes)
+        std::memcpy(&records[place++], entry + typeBytes, sizeof(ChunkRecord));
 }
 
 } // namespace
@@ -88,13 +72,12 @@ int ChunkIndex::load(const void* data, unsigned int size)
         report::fail(logger, Library, "CI_L_CHUNK", QStringLiteral("Cannot read header index, chunk too small."),
                      DATAIO_HERE);
 
-    const IndexEntries entries(static_cast<const char*>(data) + countBytes, count);
-    for (std::size_t first = 0; first < entries.count();) {
-        const std::size_t end = entries.endOfRun(first);
-        std::vector<ChunkRecord>& records = m_records[entries[first].type];
-        makeRoom(records, end - first);
-        for (; first < end; ++first)
-            records.emplace_back(entries[first].offset, entries[first].length);
+    const char* entry = static_cast<const char*>(data) + countBytes;
+    const char* end = static_cast<const char*>(data) + bytes;
+    while (entry != end) {
+        const char* run = entry;
+        entry = endOfRun(run, end);
+        appendRecords(m_records[typeOf(run)], run, entry);
     }
     return static_cast<int>(bytes);
 }
@@ -135,8 +118,8 @@ void ChunkIndex::writePayload(char* out) const
     out += countBytes;
     for (const auto& [type, records] : m_records) {
         for (const ChunkRecord& record : records) {
-            const IndexEntry entry{type, record.offset, record.length};
-            std::memcpy(out, &entry, entryBytes);
+            std::memcpy(out, &type, typeBytes);
+            std::memcpy(out + typeBytes, &record, sizeof record);
             out += entryBytes;
         }
     }
