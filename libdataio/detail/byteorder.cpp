@@ -7,8 +7,6 @@ namespace zd::detail {
 
 namespace {
 
-constexpr double largestWord = 4294967295.0;
-
 template <typename Value>
 Value load(const char* source)
 {
@@ -63,17 +61,17 @@ void wordsToFractions(const char* words, std::size_t count, bool swapped, float*
 
 void swap16(const char* source, char* target, std::size_t samples)
 {
-    portable::swap16(source, target, samples);
+    (avx2::available() ? avx2::swap16 : portable::swap16)(source, target, samples);
 }
 
 void swap32(const char* source, char* target, std::size_t samples)
 {
-    portable::swap32(source, target, samples);
+    (avx2::available() ? avx2::swap32 : portable::swap32)(source, target, samples);
 }
 
 void wordsToFractions(const char* words, std::size_t count, bool swapped, float* out)
 {
-    portable::wordsToFractions(words, count, swapped, out);
+    (avx2::available() ? avx2::wordsToFractions : portable::wordsToFractions)(words, count, swapped, out);
 }
 
 } // namespace zd::detail

@@ -8,6 +8,9 @@
 /// not overlap it otherwise. Pointers may be null for 0 samples.
 namespace zd::detail {
 
+/// What the largest word stands for is 1.
+inline constexpr double largestWord = 4294967295.0;
+
 /// Copies `samples` values of 2 or 4 bytes with the bytes of each reversed.
 void swap16(const char* source, char* target, std::size_t samples);
 void swap32(const char* source, char* target, std::size_t samples);
@@ -22,5 +25,13 @@ void swap16(const char* source, char* target, std::size_t samples);
 void swap32(const char* source, char* target, std::size_t samples);
 void wordsToFractions(const char* words, std::size_t count, bool swapped, float* out);
 } // namespace portable
+
+/// The same, bit for bit, by 32-byte vectors: to be called only where they are available.
+namespace avx2 {
+bool available();
+void swap16(const char* source, char* target, std::size_t samples);
+void swap32(const char* source, char* target, std::size_t samples);
+void wordsToFractions(const char* words, std::size_t count, bool swapped, float* out);
+} // namespace avx2
 
 } // namespace zd::detail
