@@ -1,0 +1,154 @@
+#include <libdataio/chunkindex.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/report.h>
+#include <tests/support/standardoutput.h>
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace zd {
+
+namespace {
+
+using testing::ElementsAre;
+using Record = ChunkRecord;
+using Map = ChunkIndex::Map;
+
+std::string saved(ChunkIndex& index)
+{
+    int size = -1;
+    const std::unique_ptr<char[]> bytes(static_cast<char*>(index.save(size)));
+    return {bytes.get(), static_cast<std::size_t>(size)};
+}
+
+int load(ChunkIndex& index, const std::string& payload)
+{
+    return index.load(payload.data(), static_cast<unsigned int>(payload.size()));
+}
+
+std::string entry(std::uint32_t type, std::uint32_t offset, std::uint32_t length)
+{
+    return test::word(type) + test::word(offset) + test::word(length);
+}
+
+ChunkIndex example()
+{
+    ChunkIndex index;
+    index[5].emplace_back(2112U, 300U);
+    index[2].emplace_back(0U, 1024U);
+    index[2].emplace_back(1056U, 1024U);
+    return index;
+}
+
+Map entriesOf(const ChunkIndex& index)
+{
+    return {index.begin(), index.end()};
+}
+
+struct PayloadSize : ChunkIndex {
+    using ChunkIndex::payloadSize;
+};
+
+} // namespace
+
+TEST(ChunkIndex, SavesTheDescribedBytesAndLoadsThemBack)
+{
+    ChunkIndex index = example();
+    const std::string payload = test::hex("03000000 02000000 00000000 00040000 02000000 20040000 00040000"
+                                          "05000000 40080000 2C010000");
+    EXPECT_EQ(saved(index), payload);
+
+    ChunkIndex loaded;
+    EXPECT_EQ(load(loaded, payload + "text that follows"), 40);
+    EXPECT_EQ(entriesOf(loaded), (Map{{2, {Record(0, 1024), Record(1056, 1024)}}, {5, {Record(2112, 300)}}}));
+    // From here the data lie at an odd address, and the lists go on.
+    const std::string shifted = "?" + payload;
+    EXPECT_EQ(loaded.load(shifted.data() + 1, 40), 40);
+    EXPECT_THAT(loaded[2], ElementsAre(Record(0, 1024), Record(1056, 1024), Record(0, 1024), Record(1056, 1024)));
+    EXPECT_EQ(loaded[5].size(), 2U);
+
+    ChunkIndex empty;
+    EXPECT_EQ(saved(empty), test::hex("00000000"));
+    EXPECT_EQ(load(empty, test::hex("00000000")), 4);
+    EXPECT_EQ(empty.begin(), empty.end());
+}
+
+TEST(ChunkIndex, LoadsTypesInAnyOrder)
+{
+    std::string payload = test::word(2003);
+    for (std::uint32_t i = 0; i < 1000; ++i)
+        payload += entry(2, i, 10) + entry(8, 5000 + i, 20);
+    payload += entry(0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFD) + entry(2, 1, 2) + entry(2, 3, 4);
+    ChunkIndex index;
+    EXPECT_EQ(load(index, payload), 4 + 12 * 2003);
+    ASSERT_EQ(index[2].size(), 1002U);
+    ASSERT_EQ(index[8].size(), 1000U);
+    for (std::uint32_t i = 0; i < 1000; ++i) {
+        ASSERT_EQ(index[2][i], Record(i, 10));
+        ASSERT_EQ(index[8][i], Record(5000 + i, 20));
+    }
+    EXPECT_EQ(index[2][1001], Record(3, 4));
+    EXPECT_LE(index[2].capacity(), 2 * index[2].size());
+    EXPECT_THAT(index[-1], ElementsAre(Record(0xFFFFFFFE, 0xFFFFFFFD)));
+}
+
+TEST(ChunkIndex, RefusesPayloadsShorterThanTheirCount)
+{
+    const test::Report tooSmall{"CI_L_CHUNK", "Cannot read header index, chunk too small.", Library};
+    ChunkIndex index = example();
+    const std::string before = saved(index);
+    const std::string records = entry(2, 1, 2) + entry(2, 3, 4) + entry(2, 5, 6);
+    for (const std::string& payload :
+         {std::string(), test::hex("000000"), (test::word(3) + records).substr(0, 39), test::word(1),
+          test::word(0x15555556) + records, test::word(0xFFFFFFFF) + records}) {
+        EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(index, payload); }), tooSmall) << payload.size();
+        EXPECT_EQ(saved(index), before);
+    }
+    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { index.load(nullptr, 0); }), tooSmall);
+
+    test::LogCapture silent(0);
+    EXPECT_THROW(load(index, ""), IOFileException);
+    EXPECT_TRUE(silent.records.empty());
+}
+
+TEST(ChunkIndex, PayloadSizeStaysWithinAnInt)
+{
+    EXPECT_EQ(PayloadSize::payloadSize(178956970), 2147483644U);
+    EXPECT_THROW(PayloadSize::payloadSize(178956971), std::length_error);
+    EXPECT_THROW(PayloadSize::payloadSize(std::numeric_limits<std::size_t>::max()), std::length_error);
+}
+
+TEST(ChunkIndex, IsAMapOfTypes)
+{
+    ChunkIndex index = example();
+    index.removeChunkType(6);
+    EXPECT_FALSE(index.has(7));
+    EXPECT_EQ(index.find(7), index.end());
+    EXPECT_TRUE(index[7].empty());
+    EXPECT_TRUE(index.has(7));
+    const std::string payload = saved(index);
+    EXPECT_EQ(payload.size(), 40U) << "a type without records is not stored";
+
+    const ChunkIndex copy = index;
+    index.removeChunkType(2);
+    EXPECT_EQ(entriesOf(index), (Map{{5, {Record(2112, 300)}}, {7, {}}}));
+    EXPECT_EQ(copy.find(2)->second.size(), 2U);
+    index.clear();
+    EXPECT_FALSE(index.has(5));
+}
+
+TEST(ChunkIndex, PrintsItself)
+{
+    ChunkIndex index = example();
+    index[-2].emplace_back(0xFFFFFFFFU, 1U);
+    EXPECT_EQ(test::standardOutputOf([&] { index.debugDump(); }), "Chunk index----------------------\n"
+                                                                  "index[2][0] -> first: off 0 - len 1024 \n"
+                                                                  "index[2][1] -> first: off 1056 - len 1024 \n"
+                                                                  "index[5][0] -> first: off 2112 - len 300 \n"
+                                                                  "index[-2][0] -> first: off -1 - len 1 \n"
+                                                                  "---------------------------------\n");
+}
+
+} // namespace zd

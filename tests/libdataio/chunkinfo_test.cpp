@@ -1,0 +1,93 @@
+#include <libdataio/chunkinfo.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/report.h>
+#include <tests/support/standardoutput.h>
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace zd {
+
+namespace {
+
+using testing::ElementsAre;
+
+std::string saved(ChunkInfo& info)
+{
+    int size = -1;
+    const std::unique_ptr<char[]> bytes(static_cast<char*>(info.save(size)));
+    return {bytes.get(), static_cast<std::size_t>(size)};
+}
+
+int load(ChunkInfo& info, const std::string& payload)
+{
+    return info.load(payload.data(), static_cast<unsigned int>(payload.size()));
+}
+
+ChunkInfo example()
+{
+    ChunkInfo info;
+    info[2].emplace_back(0U, 16U);
+    info.set(QStringLiteral("width"), 4);
+    info.set(QStringLiteral("height"), 2);
+    return info;
+}
+
+const std::string examplePayload = test::hex("01000000 02000000 00000000 10000000") + "height=2\nwidth=4\n";
+
+} // namespace
+
+TEST(ChunkInfo, SavesIndexThenText)
+{
+    ChunkInfo info = example();
+    EXPECT_EQ(saved(info), examplePayload);
+
+    info.removeChunkType(2);
+    info.set(QStringLiteral("height"), QStringLiteral("\u00E9\u00FF\u0100\u20AC\U0001F39E"));
+    EXPECT_EQ(saved(info), test::hex("00000000") + "height=\xE9\xFF????\nwidth=4\n");
+
+    info.clear();
+    EXPECT_EQ(saved(info), test::hex("00000000"));
+}
+
+TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)
+{
+    ChunkInfo info;
+    EXPECT_EQ(load(info, examplePayload), 1);
+    EXPECT_EQ(saved(info), examplePayload);
+    const ChunkInfo copy = info;
+
+    info.set(QStringLiteral("height"), 99);
+    info.set(QStringLiteral("own"), 1);
+    EXPECT_EQ(load(info, examplePayload), 1);
+    EXPECT_THAT(info[2], ElementsAre(ChunkRecord(0, 16), ChunkRecord(0, 16)));
+    EXPECT_EQ(saved(info).substr(28), "height=2\nown=1\nwidth=4\n");
+
+    info = copy;
+    EXPECT_EQ(saved(info), examplePayload);
+    info.clear();
+    EXPECT_EQ(load(info, examplePayload.substr(0, 16)), 1);
+    EXPECT_THAT(info[2], ElementsAre(ChunkRecord(0, 16)));
+    EXPECT_TRUE(info.attributes().empty());
+}
+
+TEST(ChunkInfo, RefusesAShortIndexWithBothPartsUnchanged)
+{
+    ChunkInfo info = example();
+    const test::Report tooSmall{"CI_L_CHUNK", "Cannot read header index, chunk too small.", Library};
+    const std::string payload = test::word(2) + examplePayload.substr(4, 12) + "a=1\nb=2\n";
+    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(info, payload); }), tooSmall);
+    EXPECT_EQ(saved(info), examplePayload);
+}
+
+TEST(ChunkInfo, PrintsBothParts)
+{
+    ChunkInfo info = example();
+    EXPECT_EQ(test::standardOutputOf([&] { info.dumpDebug(); }),
+              "Chunk index----------------------\nindex[2][0] -> first: off 0 - len 16 \n"
+              "---------------------------------\nAttribute Chunk Dump:\nNumber of items: 2\n"
+              "height -> 2\nwidth -> 4\n");
+}
+
+} // namespace zd

@@ -1,0 +1,230 @@
+#include <libdataio/frametimer.h>
+
+#include <libdataio/chunkinfo.h>
+#include <tests/support/moviebytes.h>
+
+#include <gmock/gmock.h>
+
+#include <limits>
+#include <random>
+#include <utility>
+
+namespace zd {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::int32_t smallest = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
+
+ChunkInfo infoOf(const char* lines)
+{
+    ChunkInfo info;
+    info.parse(QString::fromLatin1(lines));
+    return info;
+}
+
+std::string dumped(const AttributeChunk& attributes)
+{
+    QString out;
+    attributes.dump(out);
+    return out.toStdString();
+}
+
+std::string timeEntry(std::int32_t seconds, std::int32_t microseconds)
+{
+    return test::word(static_cast<std::uint32_t>(seconds)) + test::word(static_cast<std::uint32_t>(microseconds));
+}
+
+QString timeName(int number, const char* suffix)
+{
+    return QString::asprintf("frame_timer_n%d_%s", number, suffix);
+}
+
+/// The attribute form read with one lookup for each name.
+std::pair<bool, FrameTimer> readByLookups(const AttributeChunk& attributes)
+{
+    FrameTimer times;
+    int present = 0;
+    if (!attributes.get(QStringLiteral("frame_timer"), present))
+        return {false, times};
+    for (int n = 0;; ++n) {
+        timeval time;
+        if (!attributes.get(timeName(n, "sec"), time.tv_sec))
+            return {true, times};
+        if (!attributes.get(timeName(n, "usec"), time.tv_usec))
+            return {false, times};
+        times.push_back(time);
+    }
+}
+
+void removeByLookups(AttributeChunk& attributes)
+{
+    int present = 0;
+    if (!attributes.get(QStringLiteral("frame_timer"), present))
+        return;
+    attributes.erase(QStringLiteral("frame_timer"));
+    for (int n = 0; attributes.erase(timeName(n, "sec")) == 1 && attributes.erase(timeName(n, "usec")) == 1;)
+        ++n;
+}
+
+/// Sets the process's time zone while it lives.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone) : m_before(qgetenv("TZ")) { qputenv("TZ", zone); }
+    TimeZone(const TimeZone&) = delete;
+    TimeZone& operator=(const TimeZone&) = delete;
+    ~TimeZone()
+    {
+        m_before.isNull() ? qunsetenv("TZ") : qputenv("TZ", m_before);
+        ::tzset();
+    }
+
+private:
+    QByteArray m_before;
+};
+
+} // namespace
+
+TEST(FrameTimer, ReadsAndWritesRawBuffers)
+{
+    FrameTimer times{{7, 7}};
+    EXPECT_FALSE(times.readFromRawBuffer("twelve bytes", 12));
+    EXPECT_THAT(times, ElementsAre(timeval{7, 7}));
+
+    const std::string stored =
+        "?" + timeEntry(5, 999999) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(smallest, 0);
+    EXPECT_TRUE(times.readFromRawBuffer(stored.data() + 1, 32));
+    EXPECT_THAT(times, ElementsAre(timeval{5, 999999}, timeval{-3, 2}, timeval{5, -1}, timeval{smallest, 0}));
+
+    std::string buffer(40, '.');
+    for (const unsigned int refused : {31U, 33U, 24U, 0U})
+        EXPECT_FALSE(times.dumpToRawBuffer(buffer.data(), refused));
+    EXPECT_EQ(times.front(), (timeval{5, 999999})) << "a refused dump does not sort";
+    EXPECT_EQ(buffer, std::string(40, '.'));
+    EXPECT_TRUE(times.dumpToRawBuffer(buffer.data(), 40));
+    EXPECT_EQ(buffer, timeEntry(smallest, 0) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(5, 999999) + "........");
+    EXPECT_THAT(times, ElementsAre(timeval{smallest, 0}, timeval{-3, 2}, timeval{5, -1}, timeval{5, 999999}));
+
+    EXPECT_TRUE(times.readFromRawBuffer(nullptr, 0));
+    EXPECT_THAT(times, IsEmpty());
+    EXPECT_TRUE(times.dumpToRawBuffer(nullptr, 0));
+}
+
+TEST(FrameTimer, WritesTheAttributeForm)
+{
+    const TimeZone zone("XXX-5:30");
+    FrameTimer times{{9, 1}, {-4, 5}, {9, 0}};
+    ChunkInfo info = infoOf("frame_timer_n3_sec=1\nwidth=4");
+    EXPECT_TRUE(times.dumpToChunkInfo(info));
+    EXPECT_EQ(dumped(info), "frame_timer=1\nframe_timer_n0_sec=-4\nframe_timer_n0_usec=5\n"
+                            "frame_timer_n1_sec=9\nframe_timer_n1_usec=0\nframe_timer_n2_sec=9\n"
+                            "frame_timer_n2_usec=1\nframe_timer_n3_sec=1\nutc_offset_seconds=19800\nwidth=4\n");
+    EXPECT_THAT(times, ElementsAre(timeval{-4, 5}, timeval{9, 0}, timeval{9, 1}));
+
+    ChunkInfo other;
+    EXPECT_TRUE(FrameTimer().dumpToChunkInfo(other));
+    EXPECT_EQ(dumped(other), "frame_timer=0\n");
+    EXPECT_TRUE(times.readFromChunkInfo(other));
+    EXPECT_THAT(times, IsEmpty());
+}
+
+TEST(FrameTimer, StoresTheUtcOffsetOfTheMoment)
+{
+    // The last one is on daylight saving time the whole year round.
+    for (const auto& [zone, offset] : {std::pair("XXX-1", 3600), std::pair("XXX+8", -28800), std::pair("UTC0", 0),
+                                       std::pair("XXX-1YYY-2,0/0,J365/25", 7200)}) {
+        const TimeZone restored(zone);
+        FrameTimer times{{1, 1}};
+        ChunkInfo info;
+        times.dumpToChunkInfo(info);
+        int stored = -1;
+        EXPECT_TRUE(info.get(QStringLiteral("utc_offset_seconds"), stored));
+        EXPECT_EQ(stored, offset) << zone;
+    }
+}
+
+TEST(FrameTimer, ReadsConsecutiveTimesFromAttributes)
+{
+    FrameTimer times{{7, 7}};
+    ChunkInfo info = infoOf("frame_timer_n0_sec=1\nframe_timer_n0_usec=2");
+    EXPECT_FALSE(times.readFromChunkInfo(info));
+    EXPECT_THAT(times, IsEmpty());
+
+    const std::uint64_t revision = info.revision();
+    info.set(QStringLiteral("frame_timer"), 0);
+    EXPECT_TRUE(times.readFromChunkInfo(info));
+    EXPECT_THAT(times, ElementsAre(timeval{1, 2}));
+    EXPECT_EQ(info.revision(), revision + 1) << "reading changes nothing";
+    info.set(QStringLiteral("frame_timer"), 1.0F);
+    EXPECT_FALSE(times.readFromChunkInfo(info));
+
+    info = infoOf("frame_timer=1\nframe_timer_n0_sec=1\nframe_timer_n0_usec=2\nframe_timer_n1_sec=2147483647\n"
+                  "frame_timer_n1_usec=-2147483648\nframe_timer_n2_sec=5\nframe_timer_n3_sec=6\nframe_timer_n3_usec=6");
+    EXPECT_FALSE(times.readFromChunkInfo(info)) << "microseconds of time 2 are missing";
+    EXPECT_THAT(times, ElementsAre(timeval{1, 2}, timeval{largest, smallest}));
+    info.set(QStringLiteral("frame_timer_n2_usec"), QStringLiteral("2147483648"));
+    EXPECT_FALSE(times.readFromChunkInfo(info));
+    info.set(QStringLiteral("frame_timer_n2_sec"), QStringLiteral("soon"));
+    EXPECT_TRUE(times.readFromChunkInfo(info)) << "seconds of time 2 are missing";
+    EXPECT_EQ(times.size(), 2U);
+
+    info = infoOf("frame_timer=1\nframe_timer_n00_sec=1\nframe_timer_n00_usec=1\nframe_timer_n_sec=1\n"
+                  "frame_timer_n+0_sec=1\nframe_timer_n0_Sec=1\nframe_timer_n0_sec_=1\nframe_timer_n0=1\n"
+                  "frame_timer_n18446744073709551616_sec=1\nframe_timer_n18446744073709551616_usec=1\n"
+                  "frame_timer_n4294967296_sec=1\nframe_timer_n2147483647_usec=1");
+    EXPECT_TRUE(times.readFromChunkInfo(info));
+    EXPECT_THAT(times, IsEmpty());
+}
+
+TEST(FrameTimer, TreatsRandomAttributesLikeSingleLookups)
+{
+    std::mt19937 random(1);
+    const auto oneIn = [&random](unsigned int chances) { return random() % chances == 0; };
+    for (int round = 0; round < 500; ++round) {
+        ChunkInfo info;
+        if (!oneIn(20))
+            info.set(QStringLiteral("frame_timer"), 1);
+        info.set(QStringLiteral("utc_offset_seconds"), 3600);
+        for (int n = 0; n < round % 250; ++n) {
+            for (const char* suffix : {"sec", "usec"}) {
+                if (!oneIn(200))
+                    info.set(timeName(n, suffix), oneIn(200) ? QStringLiteral("x") : QString::number(random() % 1000));
+            }
+        }
+        FrameTimer times;
+        const bool result = times.readFromChunkInfo(info);
+        EXPECT_EQ(std::pair(result, times), readByLookups(info)) << dumped(info);
+        AttributeChunk expected = info;
+        removeByLookups(expected);
+        FrameTimer::removeFromAttChunk(info);
+        EXPECT_EQ(dumped(info), dumped(expected)) << "utc_offset_seconds and what follows a gap stay";
+    }
+}
+
+TEST(FrameTimer, ConvertsOnlyTimesThatFit)
+{
+    using std::chrono::system_clock;
+    using namespace std::chrono_literals;
+    timeval time{7, 7};
+    EXPECT_FALSE(toTimeval(system_clock::time_point(std::chrono::seconds(largest) + 1s), time));
+    EXPECT_FALSE(toTimeval(system_clock::time_point(std::chrono::seconds(smallest) - 1us), time));
+    EXPECT_FALSE(toTimeval(::timeval{1LL + largest, 0}, time));
+    EXPECT_FALSE(toTimeval(::timeval{0, 1000000}, time));
+    EXPECT_FALSE(toTimeval(::timeval{0, -1}, time));
+    EXPECT_EQ(time, (timeval{7, 7}));
+
+    for (const timeval& expected : {timeval{largest, 999999}, timeval{smallest, 0}, timeval{-1, 999999}, timeval{}}) {
+        EXPECT_TRUE(toTimeval(toTimePoint(expected) + 999ns, time));
+        EXPECT_EQ(time, expected);
+        time = {7, 7};
+        EXPECT_TRUE(toTimeval(toSystemTimeval(expected), time));
+        EXPECT_EQ(time, expected);
+    }
+    EXPECT_EQ(toTimePoint({-1, 999999}), system_clock::time_point(-1us));
+    EXPECT_EQ(toTimePoint({largest, largest}) - toTimePoint({largest, 0}), 2147483647us);
+}
+
+} // namespace zd
