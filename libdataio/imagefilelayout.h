@@ -75,6 +75,7 @@ inline constexpr QLatin1StringView frameTimePrefix{"frame_timer_n"};
 inline constexpr QLatin1StringView secondsSuffix{"_sec"};
 inline constexpr QLatin1StringView microsecondsSuffix{"_usec"};
 /// The palette's names follow its own prefix, if it has one, and "_".
+inline constexpr QLatin1StringView palettePrefix{"pal_"}; // of all of them
 inline constexpr QLatin1StringView paletteNodeCount{"pal_nbcols"};
 inline constexpr QLatin1StringView paletteOldNodeCount{"pal_nbnodes"};
 inline constexpr QLatin1StringView paletteName{"pal_name"};

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+
+namespace zd::movietools {
+
+/// A file that appears under its name only when it is complete.
+///
+/// It is written beside its target: without a name where the file system can do that, so that even a killed
+/// program leaves nothing behind, else under a hidden temporary name. `commit` gives it its name; without that,
+/// the destructor removes it. Never copied.
+class OutputFile {
+public:
+    enum class Existing {
+        Refuse,  ///< a file that exists is an error, also when it appears while this one is written
+        Replace, ///< a regular file that exists is replaced by `commit`, and keeps its permissions
+    };
+    enum class Work {
+        Unnamed, ///< without a name where the file system can
+        Named,   ///< always under a temporary name
+    };
+
+    /// Starts a file that will be called `path`; one that is made new gets `permissions` less the process's
+    /// mask. A target that is none of `inputs`, no folder and no device, in a folder that can be written, is
+    /// required. Throws JobError.
+    OutputFile(const QString& path, Existing existing, const QStringList& inputs, unsigned permissions = 0666,
+               Work work = Work::Unnamed);
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile();
+
+    const QString& path() const { return m_path; }         ///< as the caller named it
+    const QString& workPath() const { return m_workPath; } ///< where to write until `commit`; the file is there, empty
+
+    /// Throws JobError when the file system has less than `bytes` left.
+    void requireRoom(std::uint64_t bytes) const;
+
+    /// Gives the file its name. Nobody may have it open for writing any more. Throws JobError.
+    void commit();
+
+private:
+    void checkTarget(Existing existing, const QStringList& inputs);
+    void openWorkFile(unsigned permissions, Work work);
+    bool openUnnamed();
+    void openNamed();
+    QByteArray temporaryName() const;
+    void nameUnnamedFile();
+    void takeTarget(const QByteArray& from);
+
+    QString m_path;
+    QByteArray m_target; // m_path with symbolic links followed
+    QByteArray m_folder;
+    QString m_workPath;
+    QByteArray m_temporary; // name of the work file, empty while it has none
+    int m_fd = -1;
+    bool m_targetExists = false;
+    unsigned m_targetPermissions = 0;
+};
+
+} // namespace zd::movietools

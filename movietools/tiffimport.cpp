@@ -1,0 +1,276 @@
+#include <movietools/tiffimport.h>
+
+#include <common/iofileexception.h>
+#include <common/zdpalette.h>
+#include <libdataio/imagereader.h>
+#include <libdataio/imagewriter.h>
+#include <movietools/framevalues.h>
+#include <movietools/joberror.h>
+#include <movietools/movieindex.h>
+#include <movietools/outputfile.h>
+#include <movietools/tiffpages_p.h>
+#include <movietools/wording.h>
+
+#include <cmath>
+#include <limits>
+#include <memory>
+
+namespace zd::movietools {
+
+namespace {
+
+// Permissions of a recording: movies may show patients.
+constexpr unsigned moviePermissions = 0600;
+
+void report(const ProgressCallback& progress, const Progress& done)
+{
+    if (progress && !progress(done))
+        throw JobCancelled{};
+}
+
+QString changedAdvice()
+{
+    return QStringLiteral("leave the stacks alone while they are imported");
+}
+
+QString formatText(const PageFormat& format)
+{
+    return pictureText(format.width, format.height, format.type) +
+           (format.whiteIsZero ? QStringLiteral(", white is zero") : QString());
+}
+
+// Over the whole range of an 8 or 16-bit type.
+ZdPalette whiteToBlack(ZDImagePixelType type)
+{
+    ZdPalette palette;
+    const int values = 1 << GetPixBits(type);
+    palette.name = QStringLiteral("white is zero");
+    palette.cropMin = GetPixGroup(type) == ZD_GROUP_SIGNED ? -values / 2 : 0;
+    palette.cropMax = palette.cropMin + values - 1;
+    palette.addColor(0, 1, 1, 1);
+    palette.addColor(1, 0, 0, 0);
+    return palette;
+}
+
+/// One import, from the first look at the stacks to the finished movie.
+class TiffImport {
+public:
+    TiffImport(const TiffImportOptions& options, const ProgressCallback& progress)
+        : m_options(options), m_progress(progress)
+    {
+    }
+
+    TiffImportResult run();
+
+private:
+    void survey();
+    void checkFormat(const TiffPages& pages);
+    void checkCounts() const;
+    std::uint64_t movieBytes() const;
+    void checkSize(const OutputFile& output) const;
+    void writeMovie(const QString& path);
+    void writeHeader(ImageWriter& writer) const;
+    void writeFrames(ImageWriter& writer);
+    void addFrame(ImageWriter& writer, const char* pixels) const;
+    void checkRoom(const TiffPages& pages) const;
+    void checkMovie(const QString& path) const;
+    std::optional<timeval> timeOf(std::uint64_t frame) const;
+    float laserPowerOf(std::uint64_t frame) const;
+
+    const TiffImportOptions& m_options;
+    const ProgressCallback& m_progress;
+    PageFormat m_format;
+    Progress m_done;
+};
+
+TiffImportResult TiffImport::run()
+{
+    OutputFile output(m_options.movie, m_options.replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
+                      m_options.stacks, moviePermissions);
+    survey();
+    checkCounts();
+    checkSize(output);
+    try {
+        writeMovie(output.workPath());
+        checkMovie(output.workPath());
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, output.path(), output.workPath());
+    }
+    output.commit();
+
+    TiffImportResult result;
+    result.frames = static_cast<unsigned>(m_done.framesDone);
+    result.width = static_cast<int>(m_format.width);
+    result.height = static_cast<int>(m_format.height);
+    result.type = m_format.type;
+    result.bytes = fileBytes(output.path());
+    return result;
+}
+
+// Counts the pages and compares them, so that nothing is written for stacks that make no movie.
+void TiffImport::survey()
+{
+    for (const QString& stack : m_options.stacks) {
+        TiffPages pages(stack);
+        do {
+            if (m_done.framesTotal == 0)
+                m_format = pages.format();
+            checkFormat(pages);
+            ++m_done.framesTotal;
+            report(m_progress, m_done);
+        } while (pages.next());
+    }
+}
+
+void TiffImport::checkFormat(const TiffPages& pages)
+{
+    if (pages.format() == m_format)
+        return;
+    throw JobError{pages.path(),
+                   QStringLiteral("page %1 is %2, but the pages before it are %3")
+                       .arg(pages.page())
+                       .arg(formatText(pages.format()), formatText(m_format)),
+                   QStringLiteral("the pages of a movie have one size and type: import it separately"),
+                   {}};
+}
+
+void TiffImport::checkCounts() const
+{
+    const auto require = [this](std::size_t count, const QString& what) {
+        if (count == m_done.framesTotal)
+            return;
+        throw JobError{
+            m_options.movie,
+            QStringLiteral("would have %1 frames, and there are %2 %3").arg(m_done.framesTotal).arg(count).arg(what),
+            QStringLiteral("give one for each page"),
+            {}};
+    };
+    if (!m_options.times.empty())
+        require(m_options.times.size(), QStringLiteral("times"));
+    if (m_options.laserPowers.size() > 1)
+        require(m_options.laserPowers.size(), QStringLiteral("laser powers"));
+}
+
+// All of the movie but its attributes.
+std::uint64_t TiffImport::movieBytes() const
+{
+    constexpr auto bytesBesidePixels = static_cast<std::uint64_t>(layout::framingBytes + layout::indexRecordBytes +
+                                                                  layout::frameTimeBytes + layout::laserPowerBytes);
+    return m_done.framesTotal * (m_format.frameBytes() + bytesBesidePixels);
+}
+
+void TiffImport::checkSize(const OutputFile& output) const
+{
+    if (m_done.framesTotal > std::numeric_limits<std::uint32_t>::max() || movieBytes() > layout::commonSizeLimit)
+        throw JobError{output.path(),
+                       QStringLiteral("would have %1 frames and %2, and a movie holds less than 2^31 bytes")
+                           .arg(m_done.framesTotal)
+                           .arg(sizeText(movieBytes())),
+                       QStringLiteral("import the stacks in parts"),
+                       {}};
+    output.requireRoom(movieBytes());
+}
+
+void TiffImport::writeMovie(const QString& path)
+{
+    ImageWriter writer;
+    writer.create(path, false);
+    writeHeader(writer);
+    writeFrames(writer);
+    writer.close();
+}
+
+void TiffImport::writeHeader(ImageWriter& writer) const
+{
+    writer.width(static_cast<int>(m_format.width));
+    writer.height(static_cast<int>(m_format.height));
+    writer.pixType(m_format.type);
+    if (m_options.frameRate) {
+        const double delay = std::round(1000 / *m_options.frameRate);
+        if (delay >= 1 && delay <= std::numeric_limits<int>::max())
+            writer.frameDelay(static_cast<int>(delay));
+    }
+    if (m_format.whiteIsZero && GetPixBits(m_format.type) <= 16)
+        writer.setPalette(whiteToBlack(m_format.type));
+    for (const auto& [name, value] : m_options.attributes)
+        writer.attribute(name, value);
+    if (!m_options.comment.isEmpty())
+        writer.setComment(m_options.comment);
+}
+
+void TiffImport::writeFrames(ImageWriter& writer)
+{
+    // Not filled: a page that claims to be large takes memory only as far as there are pixels for it.
+    const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(m_format.frameBytes());
+    for (const QString& stack : m_options.stacks) {
+        TiffPages pages(stack);
+        do {
+            checkFormat(pages);
+            checkRoom(pages);
+            pages.readPixels(pixels.get());
+            addFrame(writer, pixels.get());
+            ++m_done.framesDone;
+            m_done.bytesDone += m_format.frameBytes();
+            report(m_progress, m_done);
+        } while (pages.next());
+    }
+}
+
+void TiffImport::addFrame(ImageWriter& writer, const char* pixels) const
+{
+    const float power = laserPowerOf(m_done.framesDone);
+    if (const std::optional<timeval> time = timeOf(m_done.framesDone))
+        writer.addFrame(pixels, *time, power);
+    else
+        writer.addFrame(pixels, power);
+}
+
+// A stack that grew since it was surveyed.
+void TiffImport::checkRoom(const TiffPages& pages) const
+{
+    if (m_done.framesDone == m_done.framesTotal)
+        throw JobError{pages.path(), QStringLiteral("changed while it was read"), changedAdvice(), {}};
+}
+
+// The movie as another program will see it.
+void TiffImport::checkMovie(const QString& path) const
+{
+    ImageReader reader(path);
+    if (static_cast<std::uint64_t>(reader.nbFrames()) != m_done.framesTotal)
+        throw JobError{m_options.movie,
+                       QStringLiteral("got %1 of %2 frames").arg(reader.nbFrames()).arg(m_done.framesTotal),
+                       changedAdvice(),
+                       {}};
+}
+
+std::optional<timeval> TiffImport::timeOf(std::uint64_t frame) const
+{
+    if (frame < m_options.times.size())
+        return m_options.times[frame];
+    if (!m_options.start || !m_options.frameRate)
+        return std::nullopt;
+    const std::optional<timeval> time = timeAfter(*m_options.start, static_cast<double>(frame) / *m_options.frameRate);
+    if (!time)
+        throw JobError{m_options.movie,
+                       QStringLiteral("would have a frame after 2038, which movies cannot date"),
+                       QStringLiteral("check the start and the frame rate"),
+                       {}};
+    return time;
+}
+
+float TiffImport::laserPowerOf(std::uint64_t frame) const
+{
+    const std::vector<float>& powers = m_options.laserPowers;
+    if (powers.empty())
+        return -1;
+    return powers.size() == 1 ? powers.front() : powers[frame];
+}
+
+} // namespace
+
+TiffImportResult importTiff(const TiffImportOptions& options, const ProgressCallback& progress)
+{
+    return TiffImport(options, progress).run();
+}
+
+} // namespace zd::movietools
