@@ -1,0 +1,36 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <string>
+
+namespace zd::tool {
+
+/// What the program returns to the shell.
+enum class ExitCode : int {
+    Done = 0,
+    Failed = 1,
+    WrongUsage = 2,
+    SomethingLost = 3, ///< done, but something was lost or damaged
+    Interrupted = 130,
+};
+
+/// One subcommand and what it runs once its arguments are parsed.
+struct Command {
+    CLI::App* app;
+    std::function<ExitCode()> run;
+};
+
+/// Arguments that do not go together. Thrown by `Command::run`; ends the program as wrong usage.
+struct UsageError {
+    std::string problem;
+};
+
+// Each adds its subcommand to the program.
+Command addImportCommand(CLI::App& program);
+Command addInfoCommand(CLI::App& program);
+Command addFramesCommand(CLI::App& program);
+Command addExportCommand(CLI::App& program);
+
+} // namespace zd::tool

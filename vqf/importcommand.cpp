@@ -1,0 +1,161 @@
+#include <vqf/command.h>
+
+#include <libdataio/attributechunk.h>
+#include <movietools/attributerules.h>
+#include <movietools/framevalues.h>
+#include <movietools/tiffimport.h>
+#include <movietools/wording.h>
+#include <vqf/console.h>
+#include <vqf/progressline.h>
+#include <vqf/timetext.h>
+
+#include <cmath>
+#include <memory>
+#include <vector>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+Pages become frames in the order given; sample values are kept exactly. The stacks may be compressed, tiled and of
+either byte order: 8, 16 or 32-bit integers (signed or not), 32 or 64-bit floats, RGB or RGBA of 8 bits. All pages
+must have one size and type. The movie appears only when it is complete.
+
+Files of times and laser powers have one number in each line, one line for each page; empty lines and lines that
+begin with # are skipped. Without --times or --start the frames have no times.
+
+Examples:
+  vqf import beads.tif -o beads.vqf
+  vqf import part1.tif part2.tif -o cells.vqf --rate 12 --start 2024-03-01T10:00:00Z --laser-power 0.5
+  vqf import cells.tif -o cells.vqf --times seconds.txt --attr operator=Curie --comment "left lobe")";
+
+struct ImportArguments {
+    std::vector<std::string> stacks;
+    std::string movie;
+    bool force = false;
+    double rate = 0;
+    std::string times;
+    std::string start;
+    double laserPower = 0;
+    std::string laserPowers;
+    std::vector<std::string> attributes;
+    std::string comment;
+    CLI::Option* rateOption = nullptr;
+    CLI::Option* laserPowerOption = nullptr;
+};
+
+void addAttribute(const std::string& argument, movietools::TiffImportOptions& options)
+{
+    const QString text = QString::fromStdString(argument);
+    const qsizetype split = text.indexOf(QLatin1Char('='));
+    if (split < 0)
+        throw UsageError{"--attr " + argument + ": write it as NAME=VALUE"};
+    const QString name = text.left(split);
+    const QString value = text.mid(split + 1);
+    const QString problem = movietools::whyNotStorable(name, value);
+    if (!problem.isEmpty())
+        throw UsageError{"--attr " + argument + ": the attribute " + problem.toStdString()};
+    if (movietools::describesFrames(name))
+        throw UsageError{"--attr " + argument + ": this attribute follows from the frames"};
+    options.attributes.emplace_back(name, value);
+}
+
+void addTimes(const ImportArguments& arguments, movietools::TiffImportOptions& options)
+{
+    if (arguments.rateOption->count() > 0) {
+        if (!(arguments.rate > 0) || !std::isfinite(arguments.rate))
+            throw UsageError{"--rate must be above 0 frames per second"};
+        options.frameRate = arguments.rate;
+    }
+    std::optional<timeval> start;
+    if (!arguments.start.empty()) {
+        start = parseTime(QString::fromStdString(arguments.start));
+        if (!start)
+            throw UsageError{"--start " + arguments.start + ": write it as 2024-03-01T10:00:00Z, a time before 2038"};
+        if (arguments.times.empty() && !options.frameRate)
+            throw UsageError{"--start needs --rate or --times"};
+    }
+    if (arguments.times.empty())
+        options.start = start;
+    else
+        options.times = movietools::readFrameTimes(QString::fromStdString(arguments.times), start);
+}
+
+void addLaserPowers(const ImportArguments& arguments, movietools::TiffImportOptions& options)
+{
+    if (arguments.laserPowerOption->count() > 0) {
+        if (!movietools::isLaserPower(arguments.laserPower) || arguments.laserPower < 0)
+            throw UsageError{"--laser-power is a fraction of full power, from 0 to 1"};
+        options.laserPowers = {static_cast<float>(arguments.laserPower)};
+    }
+    if (!arguments.laserPowers.empty())
+        options.laserPowers = movietools::readLaserPowers(QString::fromStdString(arguments.laserPowers));
+}
+
+movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)
+{
+    movietools::TiffImportOptions options;
+    for (const std::string& stack : arguments.stacks)
+        options.stacks.append(QString::fromStdString(stack));
+    options.movie = QString::fromStdString(arguments.movie);
+    options.replace = arguments.force;
+    for (const std::string& attribute : arguments.attributes)
+        addAttribute(attribute, options);
+    options.comment = QString::fromStdString(arguments.comment).trimmed();
+    const QString stored = AttributeChunk::formatComment(options.comment);
+    const QString problem =
+        stored.isEmpty() ? QString() : movietools::whyNotStorable(QStringLiteral("comment"), stored);
+    if (!problem.isEmpty())
+        throw UsageError{"--comment: the comment " + problem.toStdString()};
+    addTimes(arguments, options);
+    addLaserPowers(arguments, options);
+    return options;
+}
+
+ExitCode runImport(const ImportArguments& arguments)
+{
+    const movietools::TiffImportOptions options = optionsOf(arguments);
+    movietools::TiffImportResult result;
+    {
+        ProgressLine progress;
+        result = importTiff(options, progress.callback());
+    }
+    print(QStringLiteral("%1: %2 frames of %3 (%4)\n")
+              .arg(escaped(options.movie))
+              .arg(result.frames)
+              .arg(movietools::pictureText(result.width, result.height, result.type),
+                   movietools::sizeText(result.bytes)));
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command addImportCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("import", "Make a movie from TIFF stacks");
+    auto arguments = std::make_shared<ImportArguments>();
+    app->add_option("STACK", arguments->stacks, "TIFF files, one page for each frame")->required();
+    app->add_option("-o,--output", arguments->movie, "The movie to make")->required()->type_name("MOVIE");
+    app->add_flag("-f,--force", arguments->force, "Replace the movie if it exists");
+    arguments->rateOption =
+        app->add_option("--rate", arguments->rate, "Frames per second; kept as the frame delay in ms")->type_name("HZ");
+    app->add_option("--times", arguments->times, "Times of the frames, in seconds since 1970 or since --start")
+        ->type_name("FILE");
+    app->add_option("--start", arguments->start, "Time of the first frame; with --rate every frame gets its time")
+        ->type_name("TIME");
+    arguments->laserPowerOption =
+        app->add_option("--laser-power", arguments->laserPower, "Laser power of all frames, 0 to 1")
+            ->type_name("POWER");
+    app->add_option("--laser-powers", arguments->laserPowers, "Laser powers of the frames, 0 to 1; -1: not known")
+        ->type_name("FILE")
+        ->excludes(arguments->laserPowerOption);
+    app->add_option("--attr", arguments->attributes, "A header attribute; may be given several times")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+    app->add_option("--comment", arguments->comment, "The movie's comment; may have several lines")->type_name("TEXT");
+    app->footer(notes);
+    return {app, [arguments] { return runImport(*arguments); }};
+}
+
+} // namespace zd::tool

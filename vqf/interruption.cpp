@@ -1,0 +1,34 @@
+#include <vqf/interruption.h>
+
+#include <csignal>
+#include <initializer_list>
+
+namespace zd::tool {
+
+namespace {
+
+volatile std::sig_atomic_t receivedSignal = 0;
+
+extern "C" void rememberSignal(int signal)
+{
+    receivedSignal = signal;
+}
+
+} // namespace
+
+void watchSignals()
+{
+    struct sigaction action {};
+    action.sa_handler = rememberSignal;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
+int interruption()
+{
+    return receivedSignal;
+}
+
+} // namespace zd::tool

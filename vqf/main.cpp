@@ -1,0 +1,104 @@
+#include <vqf/command.h>
+
+#include <common/iofileexception.h>
+#include <log/logger.h>
+#include <movietools/joberror.h>
+#include <vqf/console.h>
+#include <vqf/interruption.h>
+
+#include <new>
+#include <sstream>
+#include <vector>
+
+namespace {
+
+using namespace zd;
+using namespace zd::tool;
+
+constexpr const char* examples = R"(
+Examples:
+  vqf import beads.tif -o beads.vqf --rate 12
+  vqf info beads.vqf
+  vqf frames beads.vqf --format csv
+  vqf export beads.vqf -o copy.tif --frames 0:10
+
+"vqf COMMAND --help" tells about one command.
+Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost, 130 interrupted.)";
+
+// Errors arrive as exceptions and are told once; the other records of the library are shown as they come.
+void showRecordsOfTheLibrary()
+{
+    Logger::setSink([](const LogRecord& record) {
+        if (record.level > LogLevel::getError().rank())
+            complain(record.code.isEmpty() ? record.message
+                                           : QStringLiteral("%1 [%2]").arg(record.message, record.code));
+    });
+}
+
+// What the argument parser has to say: help, which is a result, or what is wrong with the arguments.
+ExitCode answer(const CLI::App& program, const CLI::ParseError& end)
+{
+    std::ostringstream help;
+    std::ostringstream problem;
+    const int code = program.exit(end, help, problem);
+    print(QString::fromStdString(help.str()));
+    if (code == 0)
+        return ExitCode::Done;
+    complain(QString::fromStdString(problem.str()).trimmed().replace(QLatin1Char('\n'), QStringLiteral("; ")));
+    return ExitCode::WrongUsage;
+}
+
+ExitCode run(const Command& command)
+{
+    try {
+        return command.run();
+    } catch (const UsageError& error) {
+        complain(QString::fromStdString(error.problem));
+        return ExitCode::WrongUsage;
+    } catch (const movietools::JobError& error) {
+        complain(error);
+    } catch (const movietools::JobCancelled&) {
+        complain(QStringLiteral("stopped; no output was left"));
+        return ExitCode::Interrupted;
+    } catch (const IOFileException& report) {
+        complain(movietools::jobError(report, {}));
+    } catch (const std::bad_alloc&) {
+        complain(QStringLiteral("not enough memory"));
+    } catch (const std::exception& error) {
+        complain(QString::fromUtf8(error.what()));
+    }
+    return ExitCode::Failed;
+}
+
+ExitCode parseAndRun(int argc, char** argv)
+{
+    CLI::App program("Makes, shows and exports VQF movies.", "vqf");
+    program.set_version_flag("--version", "vqf " VQF_VERSION);
+    program.require_subcommand(1);
+    program.footer(examples);
+    const std::vector<Command> commands{addImportCommand(program), addInfoCommand(program), addFramesCommand(program),
+                                        addExportCommand(program)};
+    try {
+        program.parse(argc, argv);
+    } catch (const CLI::ParseError& end) {
+        return answer(program, end);
+    }
+    for (const Command& command : commands)
+        if (program.got_subcommand(command.app))
+            return run(command);
+    return ExitCode::WrongUsage;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    watchSignals();
+    showRecordsOfTheLibrary();
+    ExitCode code = parseAndRun(argc, argv);
+    if (!flushResults() && code != ExitCode::WrongUsage) {
+        complain(QStringLiteral("standard output: not everything could be written; free some space"));
+        code = ExitCode::Failed;
+    }
+    return static_cast<int>(code);
+}
