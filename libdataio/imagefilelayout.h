@@ -45,6 +45,8 @@ inline constexpr int rawHeight = 640;
 /// Values of the attributes "mask_level" and "datadimension" when they are absent.
 inline constexpr int defaultMaskLevel = -32768;
 inline constexpr int defaultDimension = 2;
+/// Value of the attribute "datadimension" for signals over time, which are no pictures.
+inline constexpr int signalDimension = 1;
 
 /// Names of the header attributes that the library itself reads or writes.
 namespace key {

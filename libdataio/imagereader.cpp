@@ -548,8 +548,7 @@ bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int fram
     detail::FrameSamples samples;
     if (!width(samples.width) || !height(samples.height) || samples.width < 1 || samples.height < 1)
         return false;
-    const auto geometry = detail::thumbnailGeometry(samples.width, samples.height, maxWidth, maxHeight);
-    if (!geometry || !getFrame(samples.data, static_cast<unsigned int>(frame)) || samples.data == nullptr)
+    if (!getFrame(samples.data, static_cast<unsigned int>(frame)) || samples.data == nullptr)
         return false;
     samples.bytes = m_frameSize;
     ZDImagePixelType type = ZD_UNKNOWN;
@@ -558,18 +557,16 @@ bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int fram
     if (!range)
         return false;
 
+    int dimensions = layout::defaultDimension;
+    if (*range == detail::SampleRange::Signed16 && !dimension(dimensions))
+        dimensions = layout::defaultDimension;
     QImage picture;
-    if (*range != detail::SampleRange::Signed16) {
-        picture = _thumbnail8(samples, *geometry, *range);
-    } else {
-        int dimensions = 0;
-        if (!dimension(dimensions))
-            dimensions = layout::defaultDimension;
-        if (dimensions == 1)
-            picture = detail::stockPicture();
-        else if (dimensions == 2)
-            picture = _thumbnail16(samples, *geometry);
-    }
+    if (dimensions == layout::signalDimension)
+        picture = detail::stockPicture(); // whatever the box and the shape of the frame
+    else if (const auto geometry = detail::thumbnailGeometry(samples.width, samples.height, maxWidth, maxHeight);
+             geometry && dimensions == layout::defaultDimension)
+        picture = *range == detail::SampleRange::Signed16 ? _thumbnail16(samples, *geometry)
+                                                          : _thumbnail8(samples, *geometry, *range);
     if (picture.isNull())
         return false;
     image = picture;
@@ -607,14 +604,14 @@ QImage ImageReader::_thumbnail16(const detail::FrameSamples& samples, const deta
 void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) const
 {
     const detail::PaletteStretch stretch = detail::paletteStretch(colors, contrast);
-    // The multi-argument form keeps a file name with placeholders as it is.
-    const QString cropMin = QString::number(colors.cropMin);
-    const QString cropMax = QString::number(colors.cropMax);
+    // The multi-argument form of `arg` keeps a file name with placeholders as it is.
+    const auto cropMin = [&] { return QString::number(colors.cropMin); };
+    const auto cropMax = [&] { return QString::number(colors.cropMax); };
     if (!stretch.validRange) {
         warn("PIXOUTOFRANGE",
              [&] {
                  return QStringLiteral("Bad pelette range. cropMin=[%1],cropMax=[%2],fileName=[%3]")
-                     .arg(cropMin, cropMax, m_fileName);
+                     .arg(cropMin(), cropMax(), m_fileName);
              },
              DATAIO_HERE);
         return;
@@ -623,14 +620,14 @@ void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) 
         warn("PIXOUTOFRANGE",
              [&] {
                  return QStringLiteral("Min value ouside crop range. min=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
-                     .arg(QString::number(contrast.minimum), cropMin, cropMax, m_fileName);
+                     .arg(QString::number(contrast.minimum), cropMin(), cropMax(), m_fileName);
              },
              DATAIO_HERE);
     if (stretch.highOutside)
         warn("PIXOUTOFRANGE",
              [&] {
                  return QStringLiteral("Max value outside crop range. max=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
-                     .arg(QString::number(contrast.maximum), cropMin, cropMax, m_fileName);
+                     .arg(QString::number(contrast.maximum), cropMin(), cropMax(), m_fileName);
              },
              DATAIO_HERE);
     colors.adjustNodeValues(stretch.low, stretch.high);

@@ -128,7 +128,8 @@ public:
 
     /// Renders frame `frame` for a box of pixels, keeping its aspect ratio, through the movie's palette. Returns
     /// false, with `image` untouched, when there is no such frame or its type has no thumbnail (8 and 16-bit
-    /// integers have), for a box below 1 and for a picture over 256 MiB.
+    /// integers have), for a box below 1, for a picture over 256 MiB, and when a side rounds to 0. A 16-bit movie of
+    /// "datadimension" 1 gets a stock picture of 160 x 120 pixels, whatever the box.
     bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frame);
 
 protected:
