@@ -1,6 +1,7 @@
 #include <libdataio/imagewriter.h>
 
 #include <libdataio/attributepaletteadaptor.h>
+#include <libdataio/chunkheader.h>
 #include <libdataio/editjournal_p.h>
 #include <libdataio/fdchunkwriter.h>
 #include <libdataio/recordinglog_p.h>
@@ -15,6 +16,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <limits>
 
 namespace zd {
 
@@ -385,11 +387,13 @@ ChunkRecord ImageWriter::_appendChunk(int type, const void* data, unsigned int s
     return {static_cast<std::uint32_t>(offset), size};
 }
 
-void ImageWriter::_addTailChunk(int type, const void* data, unsigned int size)
+void ImageWriter::_addTailChunk(int type, const void* data, std::size_t size)
 {
+    if (size > std::numeric_limits<std::uint32_t>::max())
+        FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
     std::vector<ChunkRecord>& records = m_info[type];
     makeRoom(records);
-    records.push_back(_appendChunk(type, data, size));
+    records.push_back(_appendChunk(type, data, static_cast<unsigned int>(size)));
 }
 
 void ImageWriter::setSizeLimit(std::uint64_t bytes)
@@ -518,7 +522,7 @@ void ImageWriter::_saveFiberCenters()
     std::vector<quint32> words(m_fiberCenters.size());
     for (std::size_t i = 0; i < words.size(); ++i)
         words[i] = qToLittleEndian(layout::encodeFiberWord(m_fiberCenters[i], i % 2 == 0 ? w : h));
-    _addTailChunk(ZD_FIBER_CENTERS_CHUNK, words.data(), static_cast<unsigned int>(words.size() * sizeof(quint32)));
+    _addTailChunk(ZD_FIBER_CENTERS_CHUNK, words.data(), words.size() * sizeof(quint32));
 }
 
 void ImageWriter::_loadFiberCenters(const void* data, int size)
@@ -540,9 +544,8 @@ void ImageWriter::_saveFrameTimer()
     if (!m_autotime && m_frameTimer.empty())
         return;
     std::vector<char> buffer(m_frameTimer.size() * static_cast<std::size_t>(layout::frameTimeBytes));
-    const auto size = static_cast<unsigned int>(buffer.size());
-    m_frameTimer.dumpToRawBuffer(buffer.data(), size);
-    _addTailChunk(ZD_FRAME_TIMER_CHUNK, buffer.data(), size);
+    m_frameTimer.dumpToRawBuffer(buffer.data(), static_cast<unsigned int>(buffer.size()));
+    _addTailChunk(ZD_FRAME_TIMER_CHUNK, buffer.data(), buffer.size());
 }
 
 void ImageWriter::_saveLaserPower()
@@ -551,7 +554,7 @@ void ImageWriter::_saveLaserPower()
         return;
     std::vector<std::uint8_t> bytes(m_laserPowers.size());
     std::transform(m_laserPowers.begin(), m_laserPowers.end(), bytes.begin(), layout::encodeLaserPower);
-    _addTailChunk(ZD_LASER_POWER_CHUNK, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    _addTailChunk(ZD_LASER_POWER_CHUNK, bytes.data(), bytes.size());
 }
 
 void ImageWriter::_loadLaserPower(const unsigned char* data, int size)
@@ -564,7 +567,7 @@ void ImageWriter::_saveInfo()
 {
     int size = 0;
     const std::unique_ptr<char[]> payload = serialised(m_info, size);
-    _addTailChunk(ZD_INFO_CHUNK, payload.get(), static_cast<unsigned int>(size));
+    _addTailChunk(ZD_INFO_CHUNK, payload.get(), static_cast<std::size_t>(size));
 }
 
 void ImageWriter::_closeOpenMovie()
@@ -611,9 +614,20 @@ void ImageWriter::modify(const QString& name)
 /// Loads the info record of the open file and stands at its start.
 void ImageWriter::_loadInfo()
 {
-    if (!m_file.seekEnd() || !m_file.prevChunk(ZD_INFO_CHUNK))
+    if (!m_file.seekEnd() || !_stepBackOver(ZD_INFO_CHUNK))
         failModify("FDCW_MODIFY", "This is not a VFQ file.", DATAIO_HERE);
     m_info.load(m_file.data(), static_cast<unsigned int>(m_file.chunkSize()));
+}
+
+/// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk:
+/// one whose headers do not agree is reported.
+bool ImageWriter::_stepBackOver(int type)
+{
+    const auto typeWord = static_cast<unsigned int>(type);
+    if (!m_file.prevChunk(typeWord))
+        return false;
+    m_file.requireChunk(m_file.offset(), typeWord, static_cast<unsigned int>(m_file.chunkSize()));
+    return true;
 }
 
 /// Takes the side data before the info chunk back into memory and stands at the start of its first chunk.
@@ -626,13 +640,13 @@ void ImageWriter::_takeTailBack()
                    "current machine.",
                    DATAIO_HERE);
 
-    if (m_file.prevChunk(ZD_LASER_POWER_CHUNK))
+    if (_stepBackOver(ZD_LASER_POWER_CHUNK))
         _loadLaserPower(static_cast<const unsigned char*>(m_file.data()), m_file.chunkSize());
     else if (m_info.has(ZD_LASER_POWER_CHUNK))
         failModify("FDCW_MODIFY2", "Cannot modify this movie with laser powers not at the expected location.",
                    DATAIO_HERE);
 
-    if (m_file.prevChunk(ZD_FRAME_TIMER_CHUNK))
+    if (_stepBackOver(ZD_FRAME_TIMER_CHUNK))
         m_frameTimer.readFromRawBuffer(static_cast<const char*>(m_file.data()),
                                        static_cast<unsigned int>(m_file.chunkSize()));
     else if (m_info.has(ZD_FRAME_TIMER_CHUNK))
@@ -641,7 +655,7 @@ void ImageWriter::_takeTailBack()
     else if (m_frameTimer.readFromChunkInfo(m_info))
         FrameTimer::removeFromAttChunk(m_info); // the next `close` writes them as a chunk
 
-    if (m_file.prevChunk(ZD_FIBER_CENTERS_CHUNK))
+    if (_stepBackOver(ZD_FIBER_CENTERS_CHUNK))
         _loadFiberCenters(m_file.data(), m_file.chunkSize());
     else if (m_info.has(ZD_FIBER_CENTERS_CHUNK))
         failModify("FDCW_MODIFY4", "Cannot modify this movie with fibercenters not at the expected location.",

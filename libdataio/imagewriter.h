@@ -10,6 +10,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -122,7 +123,7 @@ public:
     void modifyAttribute(const QString& name, const AttributeChunk& attributes);
     /// Writes over frame `index`: as many bytes of `data` as that frame has. With autotime its time becomes the
     /// clock's. Reports "IW_RF_FIND", "IW_RF_BOUND", and "CHB_LFD_PARSE" with nothing written when the file
-    /// holds another chunk there than the index says. A list of laser powers that is shorter than the movie
+    /// holds no such chunk there as the index says. A list of laser powers that is shorter than the movie
     /// is filled up with -1.
     void replaceFrame(const void* data, unsigned int index, float laserPower);
     /// The same with its time. Reports "IW_RF_AUTOTIME", "IW_RF_FIND2", and "IW_RF_BOUND2" also for a frame
@@ -153,7 +154,7 @@ private:
     void _clear(bool autotime);
     void _goToEnd();
     ChunkRecord _appendChunk(int type, const void* data, unsigned int size);
-    void _addTailChunk(int type, const void* data, unsigned int size);
+    void _addTailChunk(int type, const void* data, std::size_t size);
 
     std::optional<Size> _frameSize();
     void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
@@ -172,6 +173,7 @@ private:
     void _saveInfo();
 
     void _loadInfo();
+    bool _stepBackOver(int type);
     void _takeTailBack();
     void _writeInfoOverOld(const QByteArray& payload);
     void _writeBack(unsigned int start, const std::vector<char>& payload) noexcept;
