@@ -96,7 +96,7 @@ void syncDirectoryOf(const QByteArray& path)
     const QByteArray directory = slash < 0 ? QByteArray(".") : path.left(slash + 1);
     const Descriptor fd(openFile(directory.constData(), O_RDONLY | O_DIRECTORY, 0));
     if (fd)
-        systemCalls.fdatasync(fd.get());
+        syncFile(fd.get());
 }
 
 /// A piece of the movie as it was.
@@ -210,7 +210,7 @@ void writeBack(int movieFD, const JournalContent& content)
     }
     if (truncateFile(movieFD, content.movieLength) == -1)
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
-    if (systemCalls.fdatasync(movieFD) == -1 && EditJournal::isLoss(errno))
+    if (syncFile(movieFD) == -1 && EditJournal::isLoss(errno))
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
 }
 
@@ -340,7 +340,7 @@ void EditJournal::_append(const QByteArray& bytes)
 
 void EditJournal::_sync()
 {
-    if (systemCalls.fdatasync(m_fd) == -1 && isLoss(errno))
+    if (syncFile(m_fd) == -1 && isLoss(errno))
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
 }
 

@@ -132,7 +132,7 @@ void FileWriter::reserve(std::int64_t bytes)
 
 bool FileWriter::sync()
 {
-    return m_writer && systemCalls.fdatasync(m_writer->descriptor()) == 0;
+    return m_writer && syncFile(m_writer->descriptor()) == 0;
 }
 
 void FileWriter::_requireOpen(const LocationInfo& location) const

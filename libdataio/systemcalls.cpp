@@ -157,6 +157,11 @@ int truncateFile(int fd, std::int64_t length)
     return repeatInterrupted([=] { return systemCalls.ftruncate(fd, length); });
 }
 
+int syncFile(int fd)
+{
+    return repeatInterrupted([=] { return systemCalls.fdatasync(fd); });
+}
+
 std::int64_t fileLength(int fd)
 {
     struct stat status {};

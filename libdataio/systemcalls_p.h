@@ -56,6 +56,7 @@ int openFile(const char* path, int flags, mode_t mode);
 
 /// Calls that are repeated when interrupted.
 int truncateFile(int fd, std::int64_t length);
+int syncFile(int fd);
 /// Length of the file in bytes; -1 with errno on failure.
 std::int64_t fileLength(int fd);
 
