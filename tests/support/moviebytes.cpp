@@ -41,6 +41,16 @@ std::string wordBigEndian(std::uint32_t value)
     return {bytes.rbegin(), bytes.rend()};
 }
 
+std::string withBytes(std::string bytes, std::size_t offset, const std::string& others)
+{
+    return bytes.replace(offset, others.size(), others);
+}
+
+std::string withoutTail(const std::string& bytes, std::size_t count)
+{
+    return bytes.substr(0, bytes.size() - count);
+}
+
 std::string chunk(std::uint32_t type, const std::string& payload)
 {
     const std::string fields = wordBigEndian(type) + wordBigEndian(static_cast<std::uint32_t>(payload.size())) + ">\n";

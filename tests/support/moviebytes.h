@@ -28,6 +28,10 @@ std::string hex(const char* digits);
 std::string word(std::uint32_t value);
 std::string wordBigEndian(std::uint32_t value);
 
+/// Edits: other bytes at an offset; the last `count` bytes cut off.
+std::string withBytes(std::string bytes, std::size_t offset, const std::string& others);
+std::string withoutTail(const std::string& bytes, std::size_t count);
+
 /// A chunk written out by hand: headers and payload.
 std::string chunk(std::uint32_t type, const std::string& payload);
 

@@ -28,7 +28,7 @@ inline std::ostream& operator<<(std::ostream& out, const Report& report)
 }
 
 /// Runs `operation`, which must throw an IOFileException, and returns what it carried. Checks that exactly one
-/// error record of the same content was logged by `logger` just before, and that none is at level 0.
+/// error record of the same content was logged by `logger` just before.
 template <typename Operation>
 Report reportOf(const char* logger, Operation operation)
 {
@@ -53,6 +53,23 @@ Report reportOf(const char* logger, Operation operation)
     }
     ADD_FAILURE() << "nothing was reported";
     return {"", "", -1};
+}
+
+/// The same for an operation that can be repeated: checks as well that at level 0 it throws the same without a record.
+template <typename Operation>
+Report repeatedReportOf(const char* logger, Operation operation)
+{
+    const Report logged = reportOf(logger, operation);
+    LogCapture silence(0);
+    try {
+        operation();
+        ADD_FAILURE() << "nothing was reported the second time";
+    } catch (const IOFileException& e) {
+        const Report silent{e.code().toStdString(), e.message().toStdString(), static_cast<int>(e.origin())};
+        EXPECT_EQ(silent, logged);
+    }
+    EXPECT_EQ(silence.records.size(), 0U);
+    return logged;
 }
 
 } // namespace zd::test
