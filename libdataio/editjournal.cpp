@@ -8,6 +8,7 @@
 #include <libdataio/filewriter.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
+#include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
 
@@ -59,6 +60,15 @@ QByteArray journalPath(const QString& movie)
     return report::systemPath(besidePath(movie, QStringLiteral("-journal")));
 }
 
+/// Whether an info payload is long enough for the index that it says it holds.
+bool holdsItsIndex(const QByteArray& payload)
+{
+    if (payload.size() < layout::indexCountBytes)
+        return false;
+    const std::int64_t records = qFromLittleEndian<quint32>(payload.constData());
+    return layout::indexCountBytes + records * layout::indexRecordBytes <= payload.size();
+}
+
 /// Payload of the info chunk that ends at `end`, when its two headers agree and it holds its own index.
 std::optional<QByteArray> infoEndingAt(int fd, std::int64_t end)
 {
@@ -71,13 +81,10 @@ std::optional<QByteArray> infoEndingAt(int fd, std::int64_t end)
     const QByteArray chunk = bytesAt(fd, end - layout::framingBytes - size, layout::headerBytes + size);
     ChunkStartHeader startHeader;
     if (chunk.size() != layout::headerBytes + size || !startHeader.decode(chunk.constData())
-        || startHeader.type() != ZD_INFO_CHUNK || startHeader.size() != size || size < layout::indexCountBytes)
+        || startHeader.type() != ZD_INFO_CHUNK || startHeader.size() != size)
         return std::nullopt;
     const QByteArray payload = chunk.mid(layout::headerBytes);
-    const std::int64_t records = qFromLittleEndian<quint32>(payload.constData());
-    if (layout::indexCountBytes + records * layout::indexRecordBytes > size)
-        return std::nullopt;
-    return payload;
+    return holdsItsIndex(payload) ? std::optional(payload) : std::nullopt;
 }
 
 /// Whether the movie ends in an info chunk that is complete: with a replacement under way, the old or the new one.
@@ -99,11 +106,7 @@ void syncDirectoryOf(const QByteArray& path)
         syncFile(fd.get());
 }
 
-/// A piece of the movie as it was.
-struct KeptPiece {
-    std::int64_t offset;
-    QByteArray bytes;
-};
+using KeptPiece = RecordingRemains::Piece;
 
 /// What a journal says.
 struct JournalContent {
@@ -309,20 +312,27 @@ void EditJournal::discard(const QString& movie)
     removeBeside(journalPath(movie), mark);
 }
 
-QString EditJournal::headerBefore(const QString& movie)
+void EditJournal::addTo(RecordingRemains& remains, const QString& movie)
 {
     const Descriptor journal(openFile(journalPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    const std::optional<JournalContent> content = journal ? readJournal(journal.get()) : std::nullopt;
-    if (!content)
-        return {};
-    const QByteArray info = infoOfTail(content->pieces[0].bytes);
-    QString text;
-    if (!info.isEmpty()) {
+    if (!journal || !beginsAs(journal.get(), mark))
+        return;
+    remains.hasJournal = true;
+    remains.editGoesOn = systemCalls.flock(journal.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK;
+    const std::optional<JournalContent> content = readJournal(journal.get());
+    const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
+    if (!content || !file)
+        return;
+    const QByteArray oldInfo = infoOfTail(content->pieces[0].bytes);
+    if (isWhole(file.get(), hashOf(oldInfo), content->newInfoHash))
+        return;
+    remains.before = content->pieces;
+    if (remains.headerSource == RecordingRemains::HeaderSource::None && holdsItsIndex(oldInfo)) {
         ChunkInfo record;
-        record.load(info.constData(), static_cast<unsigned int>(info.size()));
-        record.dump(text);
+        record.load(oldInfo.constData(), static_cast<unsigned int>(oldInfo.size()));
+        record.dump(remains.headerText);
+        remains.headerSource = RecordingRemains::HeaderSource::EditJournal;
     }
-    return text;
 }
 
 bool EditJournal::isLoss(int error)

@@ -10,6 +10,8 @@
 
 namespace zd {
 
+struct RecordingRemains;
+
 /// Keeps the bytes that an edit of a closed movie is about to destroy, in a file beside the movie
 /// (`<name>-journal`), until the movie is whole again.
 ///
@@ -26,9 +28,9 @@ public:
     static bool restore(const QString& movie);
     /// Removes a journal left beside a movie that has just been created anew.
     static void discard(const QString& movie);
-    /// Header text of the movie before the edit whose journal lies beside it; empty when there is none. Reports
-    /// "CI_L_CHUNK" for an edit of a damaged movie.
-    static QString headerBefore(const QString& movie);
+    /// Adds what a journal beside the movie says to its remains: the movie as it was, unless it is whole, and its
+    /// header when none was found yet.
+    static void addTo(RecordingRemains& remains, const QString& movie);
     /// Whether an error of `fdatasync` means lost data, not a file system without that call.
     static bool isLoss(int error);
 

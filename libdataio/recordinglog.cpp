@@ -116,6 +116,7 @@ void readLog(const QString& movie, RecordingRemains& remains)
     const QByteArray bytes = bytesAt(log.get(), 0, fileLength(log.get()));
     if (!bytes.startsWith(mark))
         return;
+    remains.hasLog = true;
     qsizetype at = mark.size();
     while (bytes.size() - at >= recordStartBytes + checksumBytes) {
         const qsizetype length = wordAt(bytes, at + 1);
@@ -202,15 +203,11 @@ RecordingRemains RecordingRemains::of(const QString& movie)
 {
     RecordingRemains remains;
     readLog(movie, remains);
-    if (remains.headerSource != HeaderSource::None)
-        return remains;
-    if (const QString text = EditJournal::headerBefore(movie); !text.isEmpty()) {
-        remains.headerText = text;
-        remains.headerSource = HeaderSource::EditJournal;
-        return remains;
-    }
+    EditJournal::addTo(remains, movie);
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
-    if (const QByteArray text = file ? readHeaderAttribute(file.get()) : QByteArray(); !text.isEmpty()) {
+    const QByteArray text = file ? readHeaderAttribute(file.get()) : QByteArray();
+    remains.hasExtendedAttribute = !text.isEmpty();
+    if (remains.hasExtendedAttribute && remains.headerSource == HeaderSource::None) {
         remains.headerText = QString::fromLatin1(text);
         remains.headerSource = HeaderSource::ExtendedAttribute;
     }

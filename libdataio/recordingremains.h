@@ -3,6 +3,7 @@
 #include <libdataio/export.h>
 #include <libdataio/frametimer.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <cstdint>
@@ -27,10 +28,24 @@ struct DATAIO_EXPORT RecordingRemains {
         float laserPower = -1; ///< negative for "not known"
     };
 
+    /// Bytes of the movie as they were before an edit.
+    struct Piece {
+        std::int64_t offset = 0;
+        QByteArray bytes;
+    };
+
+    bool hasLog = false;               ///< a log lies beside the movie
+    bool hasJournal = false;           ///< a journal lies beside the movie
+    bool hasExtendedAttribute = false; ///< the movie file has the extended attribute
+    bool editGoesOn = false;           ///< the edit that the journal belongs to is going on right now
+
     HeaderSource headerSource = HeaderSource::None;
     QString headerText;                    ///< one "name=value" line per attribute
     std::map<std::uint32_t, Frame> frames; ///< by the offset of the frame's chunk in the movie
     std::vector<float> fiberCenters;       ///< x0, y0, x1, y1, ... in pixels
+    /// What an edit that died had changed, as it was: first everything from the movie's side data, or from its
+    /// header, to its end, then the chunks of the frames that it replaced. Empty when the movie is whole.
+    std::vector<Piece> before;
 
     /// Looks for what was left of the recording of `movie`. Nothing is changed; what cannot be read counts as
     /// absent, and a log that breaks off gives what it holds until there.
