@@ -115,12 +115,17 @@ void TiffExport::readPictureSize()
     if (!m_movie.width(m_result.width) || !m_movie.height(m_result.height) || m_result.width <= 0 ||
         m_result.height <= 0)
         refuse(QStringLiteral("does not say how large its frames are"), advice);
+    const std::uint64_t pixels =
+        static_cast<std::uint64_t>(m_result.width) * static_cast<std::uint64_t>(m_result.height);
+    if (pixels > layout::largestSizeLimit)
+        refuse(
+            QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(m_result.width).arg(m_result.height),
+            advice);
     m_result.type = typeOf(m_movie);
     m_samples = tiffSamples(m_result.type);
     if (m_samples.channels == 0)
         refuse(QStringLiteral("does not say what its pixels are"), advice);
-    m_frameBytes = static_cast<std::uint64_t>(m_result.width) * static_cast<std::uint64_t>(m_result.height) *
-                   static_cast<std::uint64_t>(m_samples.pixelBytes());
+    m_frameBytes = pixels * static_cast<std::uint64_t>(m_samples.pixelBytes());
 }
 
 void TiffExport::chooseFrames()
@@ -207,8 +212,10 @@ void TiffExport::describePage(::TIFF* page) const
         const std::uint16_t alpha = EXTRASAMPLE_UNASSALPHA;
         TIFFSetField(page, TIFFTAG_EXTRASAMPLES, 1, &alpha);
     }
+    if (m_result.frames > 0)
+        return;
     TIFFSetField(page, TIFFTAG_SOFTWARE, "DataIO vqf");
-    if (m_result.frames == 0 && !m_description.isEmpty())
+    if (!m_description.isEmpty())
         TIFFSetField(page, TIFFTAG_IMAGEDESCRIPTION, m_description.constData());
 }
 
