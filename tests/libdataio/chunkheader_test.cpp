@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -22,11 +21,6 @@ using namespace test;
 constexpr const char* logger = "dataio.chunkheader";
 const std::string startBytes = hex("0A3C43535441 00000002 00000003 3E0A");
 const std::string endBytes = hex("0A3C43454E44 00000002 00000003 3E0A");
-
-std::string systemText(const char* prefix, int error)
-{
-    return std::string(prefix) + std::strerror(error);
-}
 
 std::string bytesOf(const ChunkHeaderBase& header)
 {
@@ -144,15 +138,15 @@ TEST_F(ChunkHeader, ReportsWhatStopsAReading)
 {
     const char* readPrefix = "Could not read chunk header data: ";
     for (std::size_t length = 1; length < 16; ++length) {
-        const Report truncated{"CHB_LDF_READ", systemText(readPrefix, EIO), 4};
+        const Report truncated{"CHB_LDF_READ", withSystemText(readPrefix, EIO), 4};
         EXPECT_EQ(reportOfLoading(*fileOf(startBytes.substr(0, length)), 0), truncated) << length;
     }
-    const Report unreadable{"CHB_LDF_READ", systemText(readPrefix, EBADF), 4};
+    const Report unreadable{"CHB_LDF_READ", withSystemText(readPrefix, EBADF), 4};
     EXPECT_EQ(reportOfLoading(*fileOf(startBytes, O_WRONLY), 0), unreadable);
 
     ASSERT_EQ(mkfifo(m_directory.path("pipe").toUtf8().constData(), 0600), 0);
     const Descriptor pipe(m_directory.path("pipe"), O_RDWR);
-    const Report unseekable{"CHB_LFD_SEEK", systemText("Could not seek data: ", ESPIPE), 4};
+    const Report unseekable{"CHB_LFD_SEEK", withSystemText("Could not seek data: ", ESPIPE), 4};
     EXPECT_EQ(reportOfLoading(pipe, 0), unseekable);
 }
 
@@ -161,14 +155,14 @@ TEST_F(ChunkHeader, ReportsWhatStopsAWriting)
     const char* prefix = "Could not write chunk start header: ";
     const auto readOnly = fileOf("", O_RDONLY);
     EXPECT_EQ(repeatedReportOf(logger, [&] { ChunkStartHeader(2, 3).writeFD(readOnly->get()); }),
-              (Report{"CHB_WFD_WRITE", systemText(prefix, EBADF), 4}));
+              (Report{"CHB_WFD_WRITE", withSystemText(prefix, EBADF), 4}));
     const Descriptor full(QStringLiteral("/dev/full"), O_WRONLY);
     EXPECT_EQ(repeatedReportOf(logger, [&] { ChunkEndHeader(2, 3).writeFD(full.get()); }),
-              (Report{"CHB_WFD_WRITE", systemText(prefix, ENOSPC), 4}));
+              (Report{"CHB_WFD_WRITE", withSystemText(prefix, ENOSPC), 4}));
     const auto file = fileOf("");
     const Faults nothingMoves({.at = 1, .error = 0, .lasting = true});
     EXPECT_EQ(repeatedReportOf(logger, [&] { ChunkEndHeader(2, 3).writeFD(file->get()); }),
-              (Report{"CHB_WFD_WRITE", systemText(prefix, ENOSPC), 4}));
+              (Report{"CHB_WFD_WRITE", withSystemText(prefix, ENOSPC), 4}));
 }
 
 TEST_F(ChunkHeader, CarriesInterruptedAndPartialTransfersOn)

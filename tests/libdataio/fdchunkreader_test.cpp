@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -28,21 +27,6 @@ const Report noData{"MM_D_NODATA", "No data availlable.", 3};
 // Boundaries at 0, 35, 67 and 104.
 const std::string threeChunks = chunk(2, "ABC") + chunk(7, "") + chunk(5, "hello");
 constexpr off_t beyondReach = off_t{1} << 32;
-
-std::string systemText(const char* prefix, int error)
-{
-    return std::string(prefix) + std::strerror(error);
-}
-
-std::string startHeader(std::uint32_t type, std::uint32_t size)
-{
-    return "\n<CSTA" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
-}
-
-std::string endHeader(std::uint32_t type, std::uint32_t size)
-{
-    return "\n<CEND" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
-}
 
 std::string dataOf(FDChunkReader& reader)
 {
@@ -84,8 +68,8 @@ TEST_F(FDChunkReaderTest, HasNoPositionAtFirstAndNoneWithoutADescriptor)
     EXPECT_FALSE(empty.openned());
     EXPECT_EQ(empty.closeFD(), -1);
     EXPECT_EQ(reportOf(headerLogger, [&] { empty.nextChunk(2); }),
-              (Report{"CHB_LFD_SEEK", systemText("Could not seek data: ", EBADF), 4}));
-    EXPECT_EQ(reportOf(logger, [&] { empty.rewind(); }).message, systemText("Could not rewind file: ", EBADF));
+              (Report{"CHB_LFD_SEEK", withSystemText("Could not seek data: ", EBADF), 4}));
+    EXPECT_EQ(reportOf(logger, [&] { empty.rewind(); }).message, withSystemText("Could not rewind file: ", EBADF));
 
     FDChunkReader& reader = on(threeChunks);
     const Faults faults;
@@ -158,7 +142,7 @@ TEST_F(FDChunkReaderTest, AFileCutAnywhereIsReadAsFarAsItIsWhole)
             expectNoChunk(reader);
         } else if (present < 16) {
             EXPECT_EQ(repeatedReportOf(headerLogger, [&] { reader.nextChunk(5); }),
-                      (Report{"CHB_LDF_READ", systemText("Could not read chunk header data: ", EIO), 4}));
+                      (Report{"CHB_LDF_READ", withSystemText("Could not read chunk header data: ", EIO), 4}));
             expectNoChunk(reader);
         } else if (present < 21) {
             EXPECT_FALSE(reader.nextChunk(5)) << length;
@@ -240,7 +224,7 @@ TEST_F(FDChunkReaderTest, PositionsReachTheLastByteBelowFourGibibytes)
 
     file.put(beyondReach - 1, "x");
     EXPECT_EQ(repeatedReportOf(logger, [&] { reader.seekEnd(); }),
-              (Report{"MM_SE_SEEK", systemText("Could not reach end of file: ", EOVERFLOW), 4}));
+              (Report{"MM_SE_SEEK", withSystemText("Could not reach end of file: ", EOVERFLOW), 4}));
     EXPECT_FALSE(reader.prevChunk(5)) << "no position";
 }
 
@@ -251,14 +235,14 @@ TEST_F(FDChunkReaderTest, ReportsFailedPositioningAndKeepsOrDropsThePosition)
     {
         const Faults faults({.at = 1, .error = EIO, .lasting = true, .among = call::seek});
         EXPECT_EQ(repeatedReportOf(logger, [&] { reader.rewind(); }),
-                  (Report{"MM_R_SEEK", systemText("Could not rewind file: ", EIO), 4}));
+                  (Report{"MM_R_SEEK", withSystemText("Could not rewind file: ", EIO), 4}));
     }
     expectNoChunk(reader);
     EXPECT_TRUE(reader.nextChunk(7)) << "the position stayed";
     {
         const Faults faults({.at = 1, .error = EIO, .lasting = true, .among = call::seek});
         EXPECT_EQ(repeatedReportOf(logger, [&] { reader.seekEnd(); }),
-                  (Report{"MM_SE_SEEK", systemText("Could not reach end of file: ", EIO), 4}));
+                  (Report{"MM_SE_SEEK", withSystemText("Could not reach end of file: ", EIO), 4}));
     }
     expectNoChunk(reader);
     EXPECT_FALSE(reader.nextChunk(5)) << "no position";
@@ -266,8 +250,9 @@ TEST_F(FDChunkReaderTest, ReportsFailedPositioningAndKeepsOrDropsThePosition)
     ASSERT_EQ(mkfifo(m_directory.path("pipe").toUtf8().constData(), 0600), 0);
     FDChunkReader pipe;
     pipe.setFD(Descriptor(m_directory.path("pipe"), O_RDWR).release());
-    EXPECT_EQ(reportOf(logger, [&] { pipe.rewind(); }).message, systemText("Could not rewind file: ", ESPIPE));
-    EXPECT_EQ(reportOf(logger, [&] { pipe.seekEnd(); }).message, systemText("Could not reach end of file: ", ESPIPE));
+    EXPECT_EQ(reportOf(logger, [&] { pipe.rewind(); }).message, withSystemText("Could not rewind file: ", ESPIPE));
+    EXPECT_EQ(reportOf(logger, [&] { pipe.seekEnd(); }).message,
+              withSystemText("Could not reach end of file: ", ESPIPE));
     pipe.seek(0);
     EXPECT_EQ(reportOf(headerLogger, [&] { pipe.nextChunk(2); }).code, "CHB_LFD_SEEK");
 }

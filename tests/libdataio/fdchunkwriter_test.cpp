@@ -12,7 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <memory>
 #include <type_traits>
 #include <vector>
@@ -31,21 +30,6 @@ constexpr std::uint32_t largestPosition = 0xFFFFFFFF;
 
 // Boundaries at 0, 35, 67 and 104.
 const std::string threeChunks = chunk(2, "ABC") + chunk(7, "") + chunk(5, "hello");
-
-std::string systemText(const char* prefix, int error)
-{
-    return std::string(prefix) + std::strerror(error);
-}
-
-std::string startHeader(std::uint32_t type, std::uint32_t size)
-{
-    return "\n<CSTA" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
-}
-
-std::string endHeader(std::uint32_t type, std::uint32_t size)
-{
-    return "\n<CEND" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
-}
 
 int add(FDChunkWriter& writer, unsigned int type, const std::string& payload)
 {
@@ -192,8 +176,9 @@ TEST_F(FDChunkWriterTest, AChunkThatDoesNotFitIsReportedByThePartThatWasCut)
         {
             const FileSizeLimit limit(threeChunks.size() + room);
             EXPECT_EQ(repeatedReportOf(payload ? logger : headerLogger, [&] { add(writer, 5, "hello"); }),
-                      payload ? (Report{"FDCW_AC_WRITE", systemText("Could not write all data: ", EFBIG), 4})
-                              : (Report{"CHB_WFD_WRITE", systemText("Could not write chunk start header: ", EFBIG), 4}))
+                      payload
+                          ? (Report{"FDCW_AC_WRITE", withSystemText("Could not write all data: ", EFBIG), 4})
+                          : (Report{"CHB_WFD_WRITE", withSystemText("Could not write chunk start header: ", EFBIG), 4}))
                 << room;
         }
         EXPECT_EQ(readFile(m_path), threeChunks + whole.substr(0, room));
@@ -218,11 +203,11 @@ TEST_F(FDChunkWriterTest, ReportsWhyAChunkCannotBeWritten)
 
     FDChunkWriter& full = onPath(QStringLiteral("/dev/full"), O_RDWR);
     EXPECT_EQ(repeatedReportOf(headerLogger, [&] { add(full, 2, "x"); }).message,
-              systemText("Could not write chunk start header: ", ENOSPC));
+              withSystemText("Could not write chunk start header: ", ENOSPC));
 
     FDChunkWriter& writer = on(threeChunks);
     EXPECT_EQ(repeatedReportOf(logger, [&] { writer.addChunk(2, nullptr, 3); }),
-              (Report{"FDCW_AC_WRITE", systemText("Could not write all data: ", EFAULT), 4}));
+              (Report{"FDCW_AC_WRITE", withSystemText("Could not write all data: ", EFAULT), 4}));
     EXPECT_EQ(writer.offset(), 0U);
 }
 
@@ -256,7 +241,7 @@ TEST_F(FDChunkWriterTest, NoChunkReachesBeyondTheLargestPosition)
     FDChunkWriter& writer = on("");
     const unsigned int last = largestPosition - 37;
     EXPECT_TRUE(writer.seek(last + 1));
-    const Report tooLarge{"FDCW_AC_WRITE", systemText("Could not write all data: ", EFBIG), 4};
+    const Report tooLarge{"FDCW_AC_WRITE", withSystemText("Could not write all data: ", EFBIG), 4};
     EXPECT_EQ(repeatedReportOf(logger, [&] { add(writer, 5, "hello"); }), tooLarge);
     EXPECT_EQ(readFile(m_path), "") << "nothing was written";
     EXPECT_EQ(repeatedReportOf(logger, [&] { writer.addChunk(5, nullptr, largestPosition); }), tooLarge);
@@ -306,13 +291,13 @@ TEST_F(FDChunkWriterTest, ASizeFarBeyondTheFileIsNotBelieved)
         FDChunkWriter& writer = on(startHeader(2, size));
         const Allocations allocations;
         EXPECT_EQ(repeatedReportOf(logger, [&] { writer.nextChunk(2); }),
-                  (Report{"FDCW_NC_READ", systemText("Could not read next chunk data: ", ENOMEM), 4}));
+                  (Report{"FDCW_NC_READ", withSystemText("Could not read next chunk data: ", ENOMEM), 4}));
         EXPECT_EQ(stateOf(writer), (State{"", 0}));
         EXPECT_LT(allocations.largest(), 10000U);
     }
     for (const std::uint32_t size : {0xFFFFFFE0U, 0xFFFFFFFFU})
         EXPECT_EQ(repeatedReportOf(logger, [&] { on(startHeader(2, size)).nextChunk(2); }).message,
-                  systemText("Could not read next chunk data: ", EFBIG));
+                  withSystemText("Could not read next chunk data: ", EFBIG));
     EXPECT_TRUE(on(startHeader(2, believed)).nextChunk(2));
     EXPECT_EQ(m_writer->offset(), believed + 32);
 }
@@ -329,11 +314,11 @@ TEST_F(FDChunkWriterTest, ABufferThatCannotGrowIsAFailedRead)
     {
         const Allocations allocations({.above = 1999});
         EXPECT_EQ(repeatedReportOf(logger, [&] { writer.nextChunk(2); }),
-                  (Report{"FDCW_NC_READ", systemText("Could not read next chunk data: ", ENOMEM), 4}));
+                  (Report{"FDCW_NC_READ", withSystemText("Could not read next chunk data: ", ENOMEM), 4}));
         EXPECT_EQ(stateOf(writer), before);
         writer.seekEnd();
         EXPECT_EQ(repeatedReportOf(logger, [&] { writer.prevChunk(2); }),
-                  (Report{"FDCW_PC_READ", systemText("Could not read previous chunk data: ", ENOMEM), 4}));
+                  (Report{"FDCW_PC_READ", withSystemText("Could not read previous chunk data: ", ENOMEM), 4}));
     }
     EXPECT_EQ(stateOf(writer).payload, before.payload);
     EXPECT_TRUE(writer.prevChunk(2));
@@ -353,12 +338,12 @@ TEST_F(FDChunkWriterTest, ReportsWhatStopsAStep)
         int sizeAfter;
     };
     const std::vector<Case> cases{
-        {true, 9, call::seek, 2, {"FDCW_NC_SEEK", systemText(seekPrefix, EIO), 4}, 0},
-        {true, 5, call::read, 2, {"FDCW_NC_READ", systemText("Could not read next chunk data: ", EIO), 4}, 5},
-        {true, 5, call::fstat, 1, {"FDCW_NC_READ", systemText("Could not read next chunk data: ", EIO), 4}, 0},
-        {false, 9, call::seek, 2, {"FDCW_PC_SEEK1", systemText(seekPrefix, EIO), 4}, 0},
-        {false, 5, call::seek, 2, {"FDCW_PC_SEEK2", systemText(previousPrefix, EIO), 4}, 0},
-        {false, 5, call::read, 2, {"FDCW_PC_READ", systemText(previousPrefix, EIO), 4}, 5},
+        {true, 9, call::seek, 2, {"FDCW_NC_SEEK", withSystemText(seekPrefix, EIO), 4}, 0},
+        {true, 5, call::read, 2, {"FDCW_NC_READ", withSystemText("Could not read next chunk data: ", EIO), 4}, 5},
+        {true, 5, call::fstat, 1, {"FDCW_NC_READ", withSystemText("Could not read next chunk data: ", EIO), 4}, 0},
+        {false, 9, call::seek, 2, {"FDCW_PC_SEEK1", withSystemText(seekPrefix, EIO), 4}, 0},
+        {false, 5, call::seek, 2, {"FDCW_PC_SEEK2", withSystemText(previousPrefix, EIO), 4}, 0},
+        {false, 5, call::read, 2, {"FDCW_PC_READ", withSystemText(previousPrefix, EIO), 4}, 5},
     };
     for (const Case& step : cases) {
         FDChunkWriter& writer = on(threeChunks);
@@ -389,7 +374,7 @@ TEST_F(FDChunkWriterTest, ReportsAFileThatCannotBeCut)
     FDChunkWriter& writer = on(threeChunks, O_RDONLY);
     writer.seek(35);
     EXPECT_EQ(repeatedReportOf(logger, [&] { writer.truncateFile(); }),
-              (Report{"FDCW_TRUNC", systemText("Error while removing old index chunk:", EINVAL), 4}));
+              (Report{"FDCW_TRUNC", withSystemText("Error while removing old index chunk:", EINVAL), 4}));
     EXPECT_EQ(writer.offset(), 35U);
     EXPECT_EQ(readFile(m_path), threeChunks);
 
@@ -411,11 +396,11 @@ TEST_F(FDChunkWriterTest, FourTextsCanBeTranslatedAndNoCode)
     EXPECT_EQ(reportOf(logger, [&] { add(onPipe(), 2, "x"); }),
               (Report{"FDCW_AC_SEEK", "CANNOT SEEK IN FILE BEFORE WRITING DATA.", 0}));
     EXPECT_EQ(reportOf(logger, [&] { on("").addChunk(2, nullptr, 1); }),
-              (Report{"FDCW_AC_WRITE", systemText("COULD NOT WRITE ALL DATA: ", EFAULT), 4}));
+              (Report{"FDCW_AC_WRITE", withSystemText("COULD NOT WRITE ALL DATA: ", EFAULT), 4}));
     EXPECT_EQ(reportOf(logger, [] { FDChunkWriter().truncateFile(); }),
-              (Report{"FDCW_TRUNC", systemText("ERROR WHILE REMOVING OLD INDEX CHUNK:", EBADF), 4}));
+              (Report{"FDCW_TRUNC", withSystemText("ERROR WHILE REMOVING OLD INDEX CHUNK:", EBADF), 4}));
     EXPECT_EQ(reportOf(logger, [&] { on(startHeader(2, 0x7FFFFFFF)).nextChunk(2); }).message,
-              systemText("Could not read next chunk data: ", ENOMEM));
+              withSystemText("Could not read next chunk data: ", ENOMEM));
 }
 
 TEST_F(FDChunkWriterTest, PrintsItsState)
@@ -462,7 +447,7 @@ TEST_F(FDChunkWriterTest, ConfirmsAChunkAndReservesRoom)
     for (const int error : {ENOSPC, EDQUOT, EFBIG}) {
         const Faults faults({.at = 1, .error = error, .lasting = true, .among = call::allocate});
         EXPECT_EQ(repeatedReportOf(logger, [&] { writer.reserve(1000); }),
-                  (Report{"FDCW_AC_WRITE", systemText("Could not write all data: ", error), 4}));
+                  (Report{"FDCW_AC_WRITE", withSystemText("Could not write all data: ", error), 4}));
     }
     const Faults faults({.at = 1, .error = EOPNOTSUPP, .among = call::allocate});
     EXPECT_NO_THROW(writer.reserve(1000));

@@ -51,10 +51,20 @@ std::string withoutTail(const std::string& bytes, std::size_t count)
     return bytes.substr(0, bytes.size() - count);
 }
 
+std::string startHeader(std::uint32_t type, std::uint32_t size)
+{
+    return "\n<CSTA" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
+}
+
+std::string endHeader(std::uint32_t type, std::uint32_t size)
+{
+    return "\n<CEND" + wordBigEndian(type) + wordBigEndian(size) + ">\n";
+}
+
 std::string chunk(std::uint32_t type, const std::string& payload)
 {
-    const std::string fields = wordBigEndian(type) + wordBigEndian(static_cast<std::uint32_t>(payload.size())) + ">\n";
-    return "\n<CSTA" + fields + payload + "\n<CEND" + fields;
+    const auto size = static_cast<std::uint32_t>(payload.size());
+    return startHeader(type, size) + payload + endHeader(type, size);
 }
 
 } // namespace zd::test

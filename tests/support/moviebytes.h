@@ -32,7 +32,9 @@ std::string wordBigEndian(std::uint32_t value);
 std::string withBytes(std::string bytes, std::size_t offset, const std::string& others);
 std::string withoutTail(const std::string& bytes, std::size_t count);
 
-/// A chunk written out by hand: headers and payload.
+/// A chunk written out by hand: headers and payload. Headers alone may claim any payload size.
+std::string startHeader(std::uint32_t type, std::uint32_t size);
+std::string endHeader(std::uint32_t type, std::uint32_t size);
 std::string chunk(std::uint32_t type, const std::string& payload);
 
 } // namespace zd::test

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <cstring>
 #include <string>
 
 namespace zd::test {
@@ -25,6 +25,12 @@ inline bool operator==(const Report& a, const Report& b)
 inline std::ostream& operator<<(std::ostream& out, const Report& report)
 {
     return out << report.code << " (" << report.origin << "): " << report.message;
+}
+
+/// A message that ends with the system's text for an error.
+inline std::string withSystemText(const std::string& prefix, int error)
+{
+    return prefix + std::strerror(error);
 }
 
 /// Runs `operation`, which must throw an IOFileException, and returns what it carried. Checks that exactly one

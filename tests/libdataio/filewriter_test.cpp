@@ -1,0 +1,219 @@
+#include <libdataio/filereader.h>
+#include <libdataio/filewriter.h>
+#include <tests/support/descriptor.h>
+#include <tests/support/faults.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/report.h>
+#include <tests/support/standardoutput.h>
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <type_traits>
+
+#include <sys/stat.h>
+
+namespace zd {
+
+namespace {
+
+using namespace test;
+
+constexpr const char* logger = "dataio.filewriter";
+constexpr const char* chunkLogger = "dataio.fdchunkwriter";
+
+class FileWriterTest : public testing::Test {
+protected:
+    Report reportOfOpening(const QString& path, FileWriterMode mode)
+    {
+        const Report report = repeatedReportOf(logger, [&] { m_writer.openFile(path, mode); });
+        EXPECT_FALSE(m_writer.openned());
+        EXPECT_EQ(m_writer.descriptor(), -1);
+        return report;
+    }
+
+    mode_t permissions() const
+    {
+        struct stat status {};
+        ::stat(m_path.toUtf8().constData(), &status);
+        return status.st_mode & 0777;
+    }
+
+    TemporaryDirectory m_directory;
+    const QString m_path = m_directory.path("movie %1.vqf");
+    FileWriter m_writer;
+};
+
+static_assert(!std::is_copy_constructible_v<FileWriter> && !std::is_move_constructible_v<FileWriter>);
+static_assert(!std::is_copy_assignable_v<FileWriter> && !std::is_move_assignable_v<FileWriter>);
+
+} // namespace
+
+TEST_F(FileWriterTest, CreatesAndModifies)
+{
+    const std::string old = chunk(2, "ABC") + chunk(5, "hello");
+    for (const int mode : {1, 2, -1}) {
+        writeFile(m_path, old);
+        m_writer.openFile(m_path, static_cast<FileWriterMode>(mode));
+        EXPECT_EQ(m_writer.offset(), 0U);
+        EXPECT_TRUE(m_writer.nextChunk(2));
+        EXPECT_EQ(std::string(static_cast<const char*>(m_writer.data()), 3), "ABC");
+        EXPECT_EQ(m_writer.chunkSize(), 3);
+        EXPECT_TRUE(m_writer.seekEnd() && m_writer.seekPrev());
+        EXPECT_EQ(m_writer.offset(), 35U);
+        EXPECT_TRUE(m_writer.seekEnd() && m_writer.prevChunk(5));
+        m_writer.truncate();
+        EXPECT_EQ(m_writer.addChunk(6, "x", 1), 35);
+        EXPECT_EQ(readFile(m_path), chunk(2, "ABC") + chunk(6, "x"));
+        EXPECT_TRUE(m_writer.seek(0));
+    }
+    m_writer.openFile(m_path, FileWriterCreate);
+    EXPECT_EQ(readFile(m_path), "");
+    EXPECT_EQ(m_writer.addChunk(2, "ABC", 3), 0);
+    m_writer.closeFile();
+    EXPECT_EQ(readFile(m_path), chunk(2, "ABC")) << "closing writes nothing";
+}
+
+TEST_F(FileWriterTest, NewFilesBelongToTheirOwnerAlone)
+{
+    const mode_t mask = ::umask(0);
+    for (const FileWriterMode mode : {FileWriterCreate, FileWriterModify}) {
+        m_writer.openFile(m_path, mode);
+        EXPECT_EQ(permissions(), 0600U);
+        ::chmod(m_path.toUtf8().constData(), 0644);
+        m_writer.openFile(m_path, mode);
+        EXPECT_EQ(permissions(), 0644U) << "an existing file keeps its own";
+        std::filesystem::remove(m_path.toStdString());
+    }
+    ::umask(mask);
+}
+
+TEST_F(FileWriterTest, PathsAreUtf8InEveryLocale)
+{
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    std::setlocale(LC_ALL, "C");
+    m_writer.openFile(m_directory.path("\xC3\xA9\xE6\x97\xA5"), FileWriterCreate);
+    std::setlocale(LC_ALL, before.c_str());
+    const std::filesystem::directory_iterator entry(m_directory.path(".").toStdString());
+    EXPECT_EQ(entry->path().filename(), "\xC3\xA9\xE6\x97\xA5");
+}
+
+TEST_F(FileWriterTest, ReportsAFileThatCannotBeOpened)
+{
+    const QString noDirectory = m_directory.path("none/%1.vqf");
+    const QString directory = m_directory.path(".");
+    const QString withNull = m_path + QChar::Null + QStringLiteral("x");
+    const auto text = [](const QString& path, int error) {
+        return withSystemText("File " + path.toStdString() + " : ", error);
+    };
+    for (const auto& [mode, code] : {std::pair(FileWriterCreate, "FW_OF_OPEN"), {FileWriterModify, "FW_OF_OPEN2"}}) {
+        writeFile(m_path, "movie");
+        EXPECT_EQ(reportOfOpening(noDirectory, mode), (Report{code, text(noDirectory, ENOENT), 4}));
+        EXPECT_EQ(reportOfOpening(directory, mode), (Report{code, text(directory, EISDIR), 4}));
+        const Faults faults;
+        EXPECT_EQ(reportOfOpening(withNull, mode), (Report{code, text(withNull, EINVAL), 4}));
+        EXPECT_EQ(faults.calls(), 0);
+        EXPECT_EQ(readFile(m_path), "movie");
+    }
+}
+
+TEST_F(FileWriterTest, AFailedOpenClosesTheFileBefore)
+{
+    const int descriptors = openDescriptors();
+    m_writer.openFile(m_path, FileWriterCreate);
+    EXPECT_EQ(openDescriptors(), descriptors + 1);
+    reportOfOpening(m_directory.path("."), FileWriterModify);
+    EXPECT_EQ(openDescriptors(), descriptors);
+    {
+        const FileWriter scoped;
+        m_writer.openFile(m_path, FileWriterModify);
+        m_writer.openFile(m_path, FileWriterModify);
+        EXPECT_EQ(openDescriptors(), descriptors + 1);
+    }
+    m_writer.closeFile();
+    m_writer.closeFile();
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(FileWriterTest, AnswersWithoutAFile)
+{
+    const Report notOpen{"FDCW_AC_BADFD", "Cannot write in a non openned file.", 0};
+    EXPECT_FALSE(m_writer.openned());
+    EXPECT_FALSE(m_writer.nextChunk(2) || m_writer.prevChunk(2));
+    EXPECT_FALSE(m_writer.seek(0) || m_writer.seekEnd() || m_writer.seekPrev() || m_writer.sync());
+    EXPECT_EQ(m_writer.data(), nullptr);
+    EXPECT_EQ(m_writer.chunkSize(), 0);
+    EXPECT_EQ(m_writer.offset(), 0U);
+    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.addChunk(2, "ABC", 3); }), notOpen);
+    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.truncate(); }), notOpen);
+    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.reserve(1); }), notOpen);
+    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.requireChunk(0, 2, 3); }), notOpen);
+}
+
+TEST_F(FileWriterTest, PrintsItsState)
+{
+    const auto printed = [&] { return standardOutputOf([&] { m_writer.dumpDebug(); }); };
+    EXPECT_EQ(printed(), "writer = (nil)\nfd = 4294967295\n");
+    m_writer.openFile(m_path, FileWriterCreate);
+    const std::string fd = std::to_string(m_writer.descriptor());
+    m_writer.addChunk(2, "0123456789", 10);
+    const std::string open = printed();
+    EXPECT_EQ(open.substr(open.find('\n')), "\nsize = 0\noffset = 42\nfd = " + fd + "fd = " + fd + "\n");
+    m_writer.closeFile();
+    EXPECT_EQ(printed(), "writer = (nil)\nfd = " + fd + "\n") << "the result of the last open call";
+    EXPECT_THROW(m_writer.openFile(m_directory.path("."), FileWriterModify), IOFileException);
+    EXPECT_EQ(printed(), "writer = (nil)\nfd = 4294967295\n");
+}
+
+TEST_F(FileWriterTest, OpensPipesAndDevicesAsAsked)
+{
+    const QString pipe = m_directory.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
+    m_writer.openFile(pipe, FileWriterModify);
+    EXPECT_EQ(reportOf(chunkLogger, [&] { m_writer.addChunk(2, "ABC", 3); }).code, "FDCW_AC_SEEK");
+    m_writer.openFile(QStringLiteral("/dev/null"), FileWriterCreate);
+    EXPECT_EQ(m_writer.addChunk(2, "ABC", 3), 0);
+}
+
+TEST_F(FileWriterTest, SynchronisesWithTheStorageDevice)
+{
+    m_writer.openFile(m_path, FileWriterCreate);
+    for (const int error : {EIO, EINTR}) {
+        const Faults faults({.at = 1, .error = error, .among = call::sync});
+        EXPECT_EQ(m_writer.sync(), error == EINTR);
+    }
+}
+
+TEST_F(FileWriterTest, AClosedStandardStreamIsNeverTheMovie)
+{
+    const auto recordWithoutStreams = [&] {
+        for (int stream = 0; stream < 3; ++stream)
+            ::close(stream);
+        const int descriptors = openDescriptors();
+        m_writer.openFile(m_path, FileWriterCreate);
+        m_writer.addChunk(2, "ABC", 3);
+        m_writer.dumpDebug();
+        std::fflush(stdout);
+        FileReader reader;
+        reader.openFile(m_path);
+        const bool apart = !isOpen(0) && !isOpen(1) && !isOpen(2) && openDescriptors() == descriptors + 2;
+        const bool inherited = (::fcntl(m_writer.descriptor(), F_GETFD) & FD_CLOEXEC) == 0;
+        std::_Exit(apart && !inherited ? 0 : 1);
+    };
+    EXPECT_EXIT(recordWithoutStreams(), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(readFile(m_path), chunk(2, "ABC"));
+
+    const auto failToMoveAway = [&] {
+        ::close(STDIN_FILENO);
+        const int descriptors = openDescriptors();
+        const Faults faults({.at = 1, .error = EMFILE, .among = call::duplicate});
+        const Report report = reportOf(logger, [&] { m_writer.openFile(m_path, FileWriterModify); });
+        const bool reported = report.message == withSystemText("File " + m_path.toStdString() + " : ", EMFILE);
+        std::_Exit(reported && openDescriptors() == descriptors ? 0 : 1);
+    };
+    EXPECT_EXIT(failToMoveAway(), testing::ExitedWithCode(0), "");
+}
+
+} // namespace zd

@@ -1,0 +1,65 @@
+#include <common/iofileexception.h>
+#include <libdataio/report_p.h>
+#include <tests/support/logcapture.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace zd {
+
+using test::LogCapture;
+
+TEST(ReportTest, TheSystemsTextIsNeverThatOfSuccess)
+{
+    EXPECT_EQ(report::systemText(ENOSPC).toStdString(), std::strerror(ENOSPC));
+    EXPECT_EQ(report::systemText(0).toStdString(), std::strerror(EIO));
+}
+
+TEST(ReportTest, AFailureIsThrownAtEveryLevelAndLoggedFromOne)
+{
+    Logger& logger = Logger::logger(QStringLiteral("dataio.chunkheader"));
+    const LocationInfo here = DATAIO_HERE;
+    for (const int level : {-1, 0, 1, 2, 3}) {
+        const LogCapture log(level);
+        try {
+            report::fail(logger, System, "CODE_1", QStringLiteral("100%1 é"), here);
+        } catch (const IOFileException& e) {
+            EXPECT_EQ(e.code(), QStringLiteral("CODE_1"));
+            EXPECT_EQ(e.message(), QStringLiteral("100%1 é"));
+            EXPECT_EQ(e.origin(), System);
+            EXPECT_EQ(e.detail(), QString());
+            EXPECT_STREQ(e.location().file, "tests/libdataio/report_test.cpp");
+            EXPECT_EQ(e.location().function, here.function);
+            EXPECT_EQ(e.location().line, here.line);
+        }
+        EXPECT_EQ(log.records.size(), level >= 1 ? 1U : 0U) << level;
+    }
+}
+
+TEST(ReportTest, ANoteIsFormedOnlyWhenItsLevelIsReached)
+{
+    Logger& logger = Logger::logger(QStringLiteral("dataio.imagereader"));
+    for (const LogLevel* rank : {&LogLevel::getWarning(), &LogLevel::getInfo()}) {
+        for (int level = 0; level <= 3; ++level) {
+            const LogCapture log(level);
+            int formed = 0;
+            const auto message = [&] {
+                ++formed;
+                return QStringLiteral("text");
+            };
+            report::note(logger, *rank, "", message, DATAIO_HERE);
+            EXPECT_EQ(formed, level >= rank->rank() ? 1 : 0);
+            ASSERT_EQ(log.records.size(), static_cast<std::size_t>(formed));
+            if (formed == 1) {
+                EXPECT_EQ(log.records[0].level, rank->rank());
+                EXPECT_EQ(log.records[0].origin, Library);
+                EXPECT_EQ(log.records[0].code, QString());
+                EXPECT_EQ(log.records[0].message, QStringLiteral("text"));
+            }
+        }
+    }
+}
+
+} // namespace zd
