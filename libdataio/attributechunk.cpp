@@ -113,10 +113,7 @@ bool Attribute::read(char& out) const
 
 AttributeChunk& AttributeChunk::operator=(const AttributeChunk& other)
 {
-    if (this != &other) {
-        ++m_revision;
-        m_attributes = other.m_attributes;
-    }
+    attributes() = other.m_attributes;
     return *this;
 }
 
@@ -181,8 +178,6 @@ void AttributeChunk::clear()
 
 void AttributeChunk::merge(const AttributeChunk& other)
 {
-    if (this == &other)
-        return;
     Map& target = attributes();
     Map::iterator hint = target.begin();
     for (const auto& [name, value] : other.m_attributes)

@@ -37,11 +37,11 @@ DATAIO_AVX2 __m256i reversing32()
                             3, 2, 1, 0, 7, 6, 5, 4, 11, 10, 9, 8, 15, 14, 13, 12);
 }
 
-/// Samples before the first vector boundary of the target, where stores are fastest; 0 when samples straddle it.
+/// Samples before the first vector boundary of the target, where stores are fastest.
 std::size_t samplesToBoundary(const char* target, std::size_t sampleBytes, std::size_t samples)
 {
     const std::size_t bytes = (vectorBytes - reinterpret_cast<std::uintptr_t>(target) % vectorBytes) % vectorBytes;
-    return bytes % sampleBytes == 0 ? std::min(bytes / sampleBytes, samples) : 0;
+    return std::min(bytes / sampleBytes, samples);
 }
 
 /// Puts the bytes of whole vectors in the order that `order` gives for each half; returns how many bytes it took.

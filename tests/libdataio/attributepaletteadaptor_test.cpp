@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <utility>
 #include <vector>
 
 namespace zd {
@@ -109,8 +110,10 @@ TEST(AttributePaletteAdaptor, RestoresWhatIsThere)
     EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
     EXPECT_EQ(palette.size(), 2);
     attributes.set(QStringLiteral("pal_nbcols"), -1);
+    attributes.set(QStringLiteral("pal_cropMin"), 400);
     EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
     EXPECT_EQ(palette.size(), 0);
+    EXPECT_EQ(std::pair(palette.cropMin, palette.cropMax), std::pair(300, 400)) << "checked";
 }
 
 TEST(AttributePaletteAdaptor, StopsAtTheFirstIncompleteNode)

@@ -171,10 +171,11 @@ TEST(FrameTimer, ReadsConsecutiveTimesFromAttributes)
     EXPECT_TRUE(times.readFromChunkInfo(info)) << "seconds of time 2 are missing";
     EXPECT_EQ(times.size(), 2U);
 
-    info = infoOf("frame_timer=1\nframe_timer_n00_sec=1\nframe_timer_n00_usec=1\nframe_timer_n_sec=1\n"
-                  "frame_timer_n+0_sec=1\nframe_timer_n0_Sec=1\nframe_timer_n0_sec_=1\nframe_timer_n0=1\n"
-                  "frame_timer_n18446744073709551616_sec=1\nframe_timer_n18446744073709551616_usec=1\n"
-                  "frame_timer_n4294967296_sec=1\nframe_timer_n2147483647_usec=1");
+    info = infoOf(
+        "frame_timer=1\nframe_timer_n00_sec=1\nframe_timer_n00_usec=1\nframe_timer_n_sec=1\n"
+        "frame_timer_n+0_sec=1\nframe_timer_n1&_sec=1\nframe_timer_n0_Sec=1\nframe_timer_n0_sec_=1\nframe_timer_n0=1\n"
+        "frame_timer_n18446744073709551616_sec=1\nframe_timer_n18446744073709551616_usec=1\n"
+        "frame_timer_n4294967296_sec=1\nframe_timer_n2147483647_usec=1");
     EXPECT_TRUE(times.readFromChunkInfo(info));
     EXPECT_THAT(times, IsEmpty());
 }

