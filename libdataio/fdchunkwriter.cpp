@@ -2,6 +2,7 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/chunkheader.h>
+#include <libdataio/filereserve_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
 
@@ -32,6 +33,8 @@ constexpr std::int64_t believedBeyondEnd = 64 << 20;
 
 } // namespace
 
+FDChunkWriter::FDChunkWriter() : m_reserve(std::make_unique<FileReserve>()) {}
+
 FDChunkWriter::~FDChunkWriter()
 {
     closeFD();
@@ -40,6 +43,7 @@ FDChunkWriter::~FDChunkWriter()
 void FDChunkWriter::setFD(int fd)
 {
     m_fd = fd;
+    *m_reserve = FileReserve();
 }
 
 int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
@@ -55,6 +59,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
     ChunkStartHeader(type, size).encode(start);
     ChunkEndHeader(type, size).encode(stop);
     iovec pieces[] = {{start, sizeof start}, {const_cast<void*>(data), size}, {stop, sizeof stop}};
+    m_reserve->prepare(m_fd, m_position, end);
     const Transfer transfer = writePieces(m_fd, pieces, 3, m_position);
     if (transfer.bytes != framingBytes + size)
         _reportPartialChunk(transfer.bytes, transfer.error, size, DATAIO_HERE);
@@ -77,7 +82,10 @@ void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::ui
 
 int FDChunkWriter::closeFD()
 {
-    const int result = m_fd == -1 ? -1 : systemCalls.close(m_fd);
+    if (m_fd == -1)
+        return -1;
+    m_reserve->giveBack(m_fd);
+    const int result = systemCalls.close(m_fd);
     m_fd = -1;
     return result;
 }
@@ -187,6 +195,7 @@ void FDChunkWriter::truncateFile()
                      report::translated("Error while removing old index chunk:") + report::systemText(error),
                      DATAIO_HERE);
     }
+    m_reserve->cutAt(m_position);
 }
 
 void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
@@ -198,11 +207,10 @@ void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsig
 
 void FDChunkWriter::reserve(std::int64_t bytes)
 {
-    if (bytes <= 0 || systemCalls.fallocate(m_fd, FALLOC_FL_KEEP_SIZE, m_position, bytes) == 0)
-        return;
+    const int error = bytes > 0 ? m_reserve->demand(m_fd, m_position, bytes) : 0;
     // Only these speak of the room; everything else means that the file system cannot tell.
-    if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
-        reportWriteFailure(errno, DATAIO_HERE);
+    if (error == ENOSPC || error == EDQUOT || error == EFBIG)
+        reportWriteFailure(error, DATAIO_HERE);
 }
 
 void FDChunkWriter::reportNotOpen(const LocationInfo& location)

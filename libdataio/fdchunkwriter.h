@@ -5,17 +5,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace zd {
 
+class FileReserve;
+
 /// `ChunkWriter` on an open file descriptor, which it closes when it is destroyed.
 ///
 /// Positions reach 2^32 - 1: a chunk that would end beyond is refused before anything is written
-/// ("FDCW_AC_WRITE"), and `seekEnd` refuses a longer file.
+/// ("FDCW_AC_WRITE"), and `seekEnd` refuses a longer file. While a file grows it may hold room on the disk beyond its
+/// end, which closing gives back.
 class DATAIO_EXPORT FDChunkWriter : public ChunkWriter {
 public:
-    FDChunkWriter() = default;
+    FDChunkWriter();
     ~FDChunkWriter() override;
 
     void setFD(int fd) override;
@@ -52,6 +56,7 @@ private:
                                           const LocationInfo& location);
 
     int m_fd = -1;
+    const std::unique_ptr<FileReserve> m_reserve;
     std::vector<char> m_buffer;
     std::uint32_t m_size = 0;
     std::uint32_t m_position = 0;

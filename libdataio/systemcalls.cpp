@@ -88,6 +88,7 @@ SystemCalls systemCalls = {
     .duplicateAbove = duplicateAbove,
     .stat = ::stat,
     .fstat = ::fstat,
+    .fstatfs = ::fstatfs,
     .read = ::read,
     .write = ::write,
     .preadv = ::preadv,
@@ -160,6 +161,11 @@ int truncateFile(int fd, std::int64_t length)
 int syncFile(int fd)
 {
     return repeatInterrupted([=] { return systemCalls.fdatasync(fd); });
+}
+
+int reserveBlocks(int fd, std::int64_t offset, std::int64_t length)
+{
+    return repeatInterrupted([=] { return systemCalls.fallocate(fd, FALLOC_FL_KEEP_SIZE, offset, length); });
 }
 
 std::int64_t fileLength(int fd)

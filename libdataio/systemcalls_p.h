@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 
 namespace zd {
 
@@ -16,6 +17,7 @@ struct SystemCalls {
     int (*duplicateAbove)(int fd, int lowest); ///< a close-on-exec duplicate, numbered `lowest` or higher
     int (*stat)(const char* path, struct stat* out);
     int (*fstat)(int fd, struct stat* out);
+    int (*fstatfs)(int fd, struct statfs* out);
     ssize_t (*read)(int fd, void* buffer, std::size_t size);
     ssize_t (*write)(int fd, const void* buffer, std::size_t size);
     ssize_t (*preadv)(int fd, const iovec* pieces, int count, off_t offset);
@@ -57,6 +59,8 @@ int openFile(const char* path, int flags, mode_t mode);
 /// Calls that are repeated when interrupted.
 int truncateFile(int fd, std::int64_t length);
 int syncFile(int fd);
+/// Blocks for `length` bytes from `offset` on; the file keeps its length.
+int reserveBlocks(int fd, std::int64_t offset, std::int64_t length);
 /// Length of the file in bytes; -1 with errno on failure.
 std::int64_t fileLength(int fd);
 

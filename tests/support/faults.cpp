@@ -99,6 +99,7 @@ void installAll()
     install<call::duplicate, &SystemCalls::duplicateAbove>();
     install<call::stat, &SystemCalls::stat>();
     install<call::fstat, &SystemCalls::fstat>();
+    install<call::statFileSystem, &SystemCalls::fstatfs>();
     install<call::read, &SystemCalls::read>();
     install<call::write, &SystemCalls::write>();
     install<call::readPieces, &SystemCalls::preadv>();

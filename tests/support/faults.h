@@ -31,6 +31,7 @@ inline constexpr Calls unlink = 1U << 15;
 inline constexpr Calls setAttribute = 1U << 16;
 inline constexpr Calls getAttribute = 1U << 17;
 inline constexpr Calls removeAttribute = 1U << 18;
+inline constexpr Calls statFileSystem = 1U << 19;
 
 inline constexpr Calls reads = read | readPieces;
 inline constexpr Calls writes = write | writePieces;
