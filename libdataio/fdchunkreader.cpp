@@ -2,13 +2,13 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/chunkheader.h>
+#include <libdataio/readwindow_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <new>
 
 #include <unistd.h>
 
@@ -18,38 +18,37 @@ namespace {
 
 Logger& logger = Logger::logger(QStringLiteral("dataio.fdchunkreader"));
 
-constexpr std::align_val_t pageAlignment{4096};
 constexpr std::int64_t largestPosition = static_cast<std::int64_t>(layout::largestSizeLimit);
 constexpr std::int64_t headerBytes = layout::headerBytes;
 constexpr std::uint32_t largestSize = std::numeric_limits<std::int32_t>::max();
+constexpr std::uintptr_t payloadAlignment = 16;
+
+bool isAligned(const char* payload)
+{
+    return reinterpret_cast<std::uintptr_t>(payload) % payloadAlignment == 0;
+}
 
 } // namespace
 
-PayloadBuffer::~PayloadBuffer()
-{
-    ::operator delete(m_data, pageAlignment);
-}
-
-void PayloadBuffer::reserve(std::size_t size)
-{
-    if (size <= m_capacity)
-        return;
-    char* grown = static_cast<char*>(::operator new(size, pageAlignment));
-    ::operator delete(m_data, pageAlignment);
-    m_data = grown;
-    m_capacity = size;
-}
+FDChunkReader::FDChunkReader() : m_window(std::make_unique<ReadWindow>()) {}
 
 FDChunkReader::~FDChunkReader()
 {
     closeFD();
 }
 
+void FDChunkReader::setFD(int fd)
+{
+    ChunkReader::setFD(fd);
+    m_window->drop();
+    m_fileLength = -1;
+}
+
 const void* FDChunkReader::data() const
 {
     if (!m_loaded)
         report::fail(logger, File, "MM_D_NODATA", QStringLiteral("No data availlable."), DATAIO_HERE);
-    return m_buffer.data();
+    return m_payload;
 }
 
 int FDChunkReader::chunkSize()
@@ -60,7 +59,51 @@ int FDChunkReader::chunkSize()
 bool FDChunkReader::nextChunk(unsigned int type)
 {
     const unsigned int expectedSize = m_expectedSize;
+    const std::int64_t start = m_position;
     _leaveChunk();
+    ChunkStartHeader header;
+    const std::span<const char> ahead = _payloadAhead(header, expectedSize);
+    if (ahead.data() == nullptr) {
+        if (!_readNext(type, expectedSize))
+            return false;
+    } else {
+        if (header.type() != type)
+            return false;
+        _takeAhead(ahead);
+    }
+    m_window->stepped(start, m_position);
+    return true;
+}
+
+/// The payload of the chunk that begins at the position, when it has been read ahead; else null.
+std::span<const char> FDChunkReader::_payloadAhead(ChunkStartHeader& header, unsigned int expectedSize)
+{
+    const std::int64_t likelySize = expectedSize != 0 ? layout::framingBytes + expectedSize : m_window->lastChunk();
+    const std::span<const char> bytes = m_window->from(m_fd, m_position, likelySize);
+    if (bytes.size() < ChunkHeaderBase::encodedSize)
+        return {};
+    if (!header.decode(bytes.data()))
+        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
+    const std::span<const char> behind = bytes.subspan(ChunkHeaderBase::encodedSize);
+    return behind.size() >= header.size() ? behind.first(header.size()) : std::span<const char>();
+}
+
+/// Steps over a chunk that has been read ahead.
+void FDChunkReader::_takeAhead(std::span<const char> payload)
+{
+    const bool inPlace = isAligned(payload.data());
+    if (!inPlace) {
+        m_buffer.reserve(payload.size());
+        std::copy(payload.begin(), payload.end(), m_buffer.data());
+    }
+    m_payload = inPlace ? payload.data() : m_buffer.data();
+    m_size = static_cast<std::int32_t>(payload.size());
+    m_loaded = true;
+    _goTo(m_position + layout::framingBytes + m_size);
+}
+
+bool FDChunkReader::_readNext(unsigned int type, unsigned int expectedSize)
+{
     const std::size_t room = _roomForExpected(expectedSize);
     ChunkStartHeader header;
     std::size_t arrived = 0;
@@ -78,6 +121,7 @@ bool FDChunkReader::nextChunk(unsigned int type)
     _goTo(end);
     if (header.size() <= largestSize)
         m_size = static_cast<std::int32_t>(header.size());
+    m_payload = m_buffer.data();
     m_loaded = held && (arrived >= header.size() || _readRest(payload, arrived, header.size()));
     return m_loaded;
 }
@@ -93,6 +137,7 @@ bool FDChunkReader::_readRest(std::int64_t payload, std::size_t arrived, std::si
 bool FDChunkReader::prevChunk(unsigned int type)
 {
     _leaveChunk();
+    m_window->drop();
     const std::int64_t end = m_position - headerBytes;
     ChunkEndHeader header;
     std::size_t arrived = 0;
@@ -106,6 +151,7 @@ bool FDChunkReader::prevChunk(unsigned int type)
     if (!_readRest(payload, 0, header.size()))
         return false;
     m_size = static_cast<std::int32_t>(header.size());
+    m_payload = m_buffer.data();
     m_loaded = true;
     _goTo(payload - headerBytes);
     return true;
@@ -114,6 +160,7 @@ bool FDChunkReader::prevChunk(unsigned int type)
 bool FDChunkReader::rewind()
 {
     _leaveChunk();
+    m_window->drop();
     if (systemCalls.lseek(m_fd, 0, SEEK_SET) == -1) {
         const int error = errno;
         report::fail(logger, System, "MM_R_SEEK", QStringLiteral("Could not rewind file: ") + report::systemText(error),
@@ -126,6 +173,7 @@ bool FDChunkReader::rewind()
 bool FDChunkReader::seekEnd()
 {
     _leaveChunk();
+    m_window->drop();
     m_position = noPosition;
     const off_t length = systemCalls.lseek(m_fd, 0, SEEK_END);
     if (length == -1 || length > largestPosition) {
@@ -142,12 +190,14 @@ bool FDChunkReader::seek(unsigned int position)
 {
     _leaveChunk();
     m_position = position == std::numeric_limits<unsigned int>::max() ? noPosition : std::int64_t{position};
+    m_window->moveTo(m_position);
     return true;
 }
 
 int FDChunkReader::closeFD()
 {
     _leaveChunk();
+    m_window->drop();
     const int result = m_fd == -1 ? -1 : systemCalls.close(m_fd);
     m_fd = -1;
     m_position = 0;

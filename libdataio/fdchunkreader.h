@@ -1,41 +1,31 @@
 #pragma once
 
 #include <libdataio/chunkreader.h>
+#include <libdataio/payloadbuffer.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 
 namespace zd {
 
-/// Bytes at an address that begins a memory page: reads into it run at full speed. Grows, never shrinks.
-class DATAIO_EXPORT PayloadBuffer {
-public:
-    PayloadBuffer() = default;
-    PayloadBuffer(const PayloadBuffer&) = delete;
-    PayloadBuffer& operator=(const PayloadBuffer&) = delete;
-    ~PayloadBuffer();
-
-    /// Makes room for `size` bytes. When it has to grow, the content is lost. Throws std::bad_alloc, with
-    /// buffer and content as they were.
-    void reserve(std::size_t size);
-    std::size_t capacity() const { return m_capacity; }
-    char* data() { return m_data; } ///< null before the first `reserve`
-    const char* data() const { return m_data; }
-
-private:
-    char* m_data = nullptr;
-    std::size_t m_capacity = 0;
-};
+class ChunkStartHeader;
+class ReadWindow;
 
 /// `ChunkReader` on an open file descriptor, which it closes when it is destroyed.
 ///
 /// Positions reach 2^32 - 1; a longer file is refused by `seekEnd`. A payload that the file cannot hold is not
-/// allocated.
+/// allocated. Payloads lie at addresses that are a multiple of 16.
+///
+/// When small chunks are stepped over in sequence the file is read ahead, half a MiB at a time. A step then
+/// delivers what the file held when its stretch was read; any other movement makes the next step look again.
 class DATAIO_EXPORT FDChunkReader : public ChunkReader {
 public:
-    FDChunkReader() = default;
+    FDChunkReader();
     ~FDChunkReader() override;
 
+    void setFD(int fd) override;
     const void* data() const override;
     bool nextChunk(unsigned int type) override;
     bool prevChunk(unsigned int type) override;
@@ -51,16 +41,21 @@ public:
 private:
     static constexpr std::int64_t noPosition = -1;
 
+    std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
+    void _takeAhead(std::span<const char> payload);
+    bool _readNext(unsigned int type, unsigned int expectedSize);
     std::size_t _roomForExpected(unsigned int expectedSize);
     bool _fileHolds(std::int64_t end);
     bool _readRest(std::int64_t payload, std::size_t arrived, std::size_t size);
     void _goTo(std::int64_t position);
     void _leaveChunk();
 
-    bool m_loaded = false;    // the payload of the last step is in the buffer
-    std::int32_t m_size = -1; // payload size of the current chunk
+    bool m_loaded = false;           // the payload of the last step is there
+    const char* m_payload = nullptr; // in the buffer or the window
+    std::int32_t m_size = -1;        // payload size of the current chunk
     std::int64_t m_position = noPosition;
     PayloadBuffer m_buffer;
+    const std::unique_ptr<ReadWindow> m_window;
     unsigned int m_expectedSize = 0;
     std::int64_t m_fileLength = -1; // as last seen; asked again when a chunk claims to go beyond it
 };
