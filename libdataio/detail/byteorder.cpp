@@ -1,5 +1,7 @@
 #include <libdataio/detail/byteorder_p.h>
 
+#include <libdataio/detail/avx2_p.h>
+
 #include <cstdint>
 #include <cstring>
 

@@ -1,13 +1,13 @@
 #include <libdataio/detail/byteorder_p.h>
 
+#include <libdataio/detail/avx2_p.h>
+
 #if defined(__x86_64__)
 
 #include <immintrin.h>
 
 #include <algorithm>
 #include <cstdint>
-
-#define DATAIO_AVX2 [[gnu::target("avx2")]]
 
 namespace zd::detail::avx2 {
 
@@ -105,11 +105,6 @@ DATAIO_AVX2 __m256i keepingOrder()
 
 } // namespace
 
-bool available()
-{
-    return __builtin_cpu_supports("avx2");
-}
-
 DATAIO_AVX2 void swap16(const char* source, char* target, std::size_t samples)
 {
     swapSamples(source, target, samples, 2, reversing16(), portable::swap16);
@@ -131,11 +126,6 @@ DATAIO_AVX2 void wordsToFractions(const char* words, std::size_t count, bool swa
 #else
 
 namespace zd::detail::avx2 {
-
-bool available()
-{
-    return false;
-}
 
 void swap16(const char* source, char* target, std::size_t samples)
 {

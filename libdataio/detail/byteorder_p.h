@@ -28,7 +28,6 @@ void wordsToFractions(const char* words, std::size_t count, bool swapped, float*
 
 /// The same, bit for bit, by 32-byte vectors: to be called only where they are available.
 namespace avx2 {
-bool available();
 void swap16(const char* source, char* target, std::size_t samples);
 void swap32(const char* source, char* target, std::size_t samples);
 void wordsToFractions(const char* words, std::size_t count, bool swapped, float* out);

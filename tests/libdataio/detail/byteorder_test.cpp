@@ -1,3 +1,4 @@
+#include <libdataio/detail/avx2_p.h>
 #include <libdataio/detail/byteorder_p.h>
 
 #include <gtest/gtest.h>
