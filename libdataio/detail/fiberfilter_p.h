@@ -1,7 +1,6 @@
 #pragma once
 
 #include <libdataio/detail/fibergeometry_p.h>
-#include <libdataio/detail/vectorpath_p.h>
 
 #include <cstddef>
 #include <optional>
@@ -27,15 +26,27 @@ struct SinusDistortion {
 // the order given. Not-a-number in a test rejects the fibre.
 
 /// Keeps the fibres in the frame: column in [0, width - 1] and row in [0, height - 1].
-void fibersInFrame(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out,
-                   VectorPath path = VectorPath::Fastest);
+void fibersInFrame(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out);
 
 /// Keeps the fibres in the frame whose position, both as it is and rounded to the pixel, lies in the ellipse
 /// inscribed in `box`. With `distortion`, as for raw images, the ellipse is tested at the column with its distortion
 /// removed; the positions delivered are the uncorrected ones. A box without width or height, equal angles and
 /// distortion of a frame one column wide keep nothing.
 void fibersInBundle(const float* fractions, std::size_t fibers, FiberFrame frame, const BundleBox& box,
-                    const std::optional<SinusDistortion>& distortion, std::vector<float>& out,
-                    VectorPath path = VectorPath::Fastest);
+                    const std::optional<SinusDistortion>& distortion, std::vector<float>& out);
+
+/// What is done without distortion, for any processor.
+namespace portable {
+void fibersInFrame(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out);
+void fibersInBundle(const float* fractions, std::size_t fibers, FiberFrame frame, const BundleBox& box,
+                    std::vector<float>& out);
+} // namespace portable
+
+/// The same, bit for bit, by 32-byte vectors: to be called only where they are available.
+namespace avx2 {
+void fibersInFrame(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out);
+void fibersInBundle(const float* fractions, std::size_t fibers, FiberFrame frame, const BundleBox& box,
+                    std::vector<float>& out);
+} // namespace avx2
 
 } // namespace zd::detail
