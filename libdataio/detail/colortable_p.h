@@ -1,7 +1,5 @@
 #pragma once
 
-#include <libdataio/detail/vectorpath_p.h>
-
 #include <QRgb>
 
 #include <optional>
@@ -33,6 +31,12 @@ struct ColorTableMarks {
 /// Any palette is safe: fills are limited to the range of the samples, whatever the crop range, and to 16 Mi
 /// entries for one table, after which further pairs of nodes are not drawn.
 void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
-                     std::vector<QRgb>& table, VectorPath path = VectorPath::Fastest);
+                     std::vector<QRgb>& table);
+
+/// The same operation for any processor.
+namespace portable {
+void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
+                     std::vector<QRgb>& table);
+} // namespace portable
 
 } // namespace zd::detail
