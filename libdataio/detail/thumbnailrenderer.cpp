@@ -1,0 +1,222 @@
+#include <libdataio/detail/thumbnailrenderer_p.h>
+
+#include <common/zdpalette.h>
+#include <libdataio/detail/rounding_p.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+namespace zd::detail {
+
+namespace {
+
+constexpr QRgb opaqueBlack = 0xFF000000U;
+constexpr std::int64_t maximumPictureBytes = std::int64_t{256} << 20;
+constexpr std::int64_t bytesPerPixel = 4;
+constexpr std::int64_t bytesPer16 = sizeof(std::int16_t);
+
+/// The largest integer not above a value; 0 for what is not a number or lies beyond 2^60.
+std::int64_t floorOf(float value)
+{
+    const float twice = roundHalfEven(2 * value - 0.5F);
+    return std::fabs(twice) < 0x1p61F ? static_cast<std::int64_t>(twice) >> 1 : 0;
+}
+
+/// The pixel of the frame that pixel `position` of the thumbnail shows, along a side of `extent` pixels.
+int sourcePixel(int position, float step, int extent)
+{
+    const std::int64_t pixel = floorOf((static_cast<float>(position) + 0.5F) * step);
+    return static_cast<int>(std::clamp<std::int64_t>(pixel, 0, extent - 1));
+}
+
+std::int16_t load16(const char* sample)
+{
+    std::int16_t value;
+    std::memcpy(&value, sample, sizeof value);
+    return value;
+}
+
+/// Samples of row `row` that the frame holds.
+std::int64_t samplesInRow(const FrameSamples& frame, int row, std::int64_t sampleBytes)
+{
+    const std::int64_t start = std::int64_t{row} * frame.width * sampleBytes;
+    return std::clamp<std::int64_t>((frame.bytes - start) / sampleBytes, 0, frame.width);
+}
+
+/// The first sample of a row that the frame holds a part of.
+const char* rowOf(const FrameSamples& frame, int row, std::int64_t sampleBytes)
+{
+    return static_cast<const char*>(frame.data) + std::int64_t{row} * frame.width * sampleBytes;
+}
+
+/// Extends a contrast over samples.
+class ContrastMeter {
+public:
+    void take(int sample)
+    {
+        m_maximum = std::max(m_maximum, sample);
+        m_minimum = std::min(m_minimum, sample > lowest ? sample : highest);
+    }
+
+    Contrast contrast() const { return {m_minimum, std::max(m_maximum, m_minimum + leastWidth)}; }
+
+private:
+    static constexpr int lowest = -16384;
+    static constexpr int highest = 16383;
+    static constexpr int leastWidth = 32;
+
+    int m_minimum = highest;
+    int m_maximum = lowest + 1;
+};
+
+/// Samples a frame at the pixels that the thumbnail shows. `Pixel` is a pixel of the picture.
+template <typename Pixel>
+class Sampler {
+public:
+    Sampler(const FrameSamples& frame, float stepX, float stepY, QImage& picture)
+        : m_frame(frame), m_stepX(stepX), m_stepY(stepY), m_picture(picture)
+    {
+    }
+
+    /// Sets each pixel to `pixelAt` of the address of its sample, or to `missing` where the frame has none.
+    template <typename PixelAt>
+    void run(std::int64_t sampleBytes, Pixel missing, PixelAt pixelAt)
+    {
+        for (int first = 0; first < m_picture.width(); first += blockColumns) {
+            const int columns = std::min(blockColumns, m_picture.width() - first);
+            findOffsets(first, columns, sampleBytes);
+            for (int y = 0; y < m_picture.height(); ++y)
+                drawRow(y, first, columns, sampleBytes, missing, pixelAt);
+        }
+    }
+
+private:
+    // The offsets are kept for so many columns at a time: a picture may be one row of millions.
+    static constexpr int blockColumns = 4096;
+
+    void findOffsets(int first, int columns, std::int64_t sampleBytes)
+    {
+        for (int i = 0; i < columns; ++i)
+            m_offsets[static_cast<std::size_t>(i)] = sourcePixel(first + i, m_stepX, m_frame.width) * sampleBytes;
+    }
+
+    template <typename PixelAt>
+    void drawRow(int y, int first, int columns, std::int64_t sampleBytes, Pixel missing, PixelAt pixelAt)
+    {
+        const int row = sourcePixel(y, m_stepY, m_frame.height);
+        const std::int64_t end = samplesInRow(m_frame, row, sampleBytes) * sampleBytes;
+        const char* source = end > 0 ? rowOf(m_frame, row, sampleBytes) : nullptr;
+        auto* target = reinterpret_cast<Pixel*>(m_picture.scanLine(y)) + first;
+        if (m_offsets[static_cast<std::size_t>(columns - 1)] < end) {
+            for (int i = 0; i < columns; ++i)
+                target[i] = pixelAt(source + m_offsets[static_cast<std::size_t>(i)]);
+        } else {
+            for (int i = 0; i < columns; ++i) {
+                const std::int64_t offset = m_offsets[static_cast<std::size_t>(i)];
+                target[i] = offset < end ? pixelAt(source + offset) : missing;
+            }
+        }
+    }
+
+    const FrameSamples& m_frame;
+    float m_stepX;
+    float m_stepY;
+    QImage& m_picture;
+    std::array<std::int64_t, blockColumns> m_offsets;
+};
+
+} // namespace
+
+std::optional<ThumbnailGeometry> thumbnailGeometry(int width, int height, int maxWidth, int maxHeight)
+{
+    if (width < 1 || height < 1 || maxWidth < 1 || maxHeight < 1)
+        return std::nullopt;
+    const float scale = std::max(static_cast<float>(width) / static_cast<float>(maxWidth),
+                                 static_cast<float>(height) / static_cast<float>(maxHeight));
+    const std::int64_t columns = floorOf(static_cast<float>(width) / scale);
+    const std::int64_t rows = floorOf(static_cast<float>(height) / scale);
+    constexpr std::int64_t maximumPixels = maximumPictureBytes / bytesPerPixel;
+    if (columns < 1 || rows < 1 || columns > maximumPixels || rows > maximumPixels / columns)
+        return std::nullopt;
+    return ThumbnailGeometry{static_cast<int>(columns), static_cast<int>(rows), scale};
+}
+
+Contrast measureContrast(const FrameSamples& frame)
+{
+    constexpr int step = 4;
+    const int firstRow = frame.height / 10;
+    const auto endRow = static_cast<int>(std::int64_t{frame.height} * 9 / 10);
+    const int firstColumn = frame.width / 10;
+    const std::int64_t wanted = std::int64_t{frame.width} * 4 / 5 / step;
+    ContrastMeter meter;
+    for (int row = firstRow; row < endRow; row += step) {
+        const std::int64_t reach = samplesInRow(frame, row, bytesPer16) - firstColumn;
+        const std::int64_t held = std::clamp<std::int64_t>((reach + step - 1) / step, 0, wanted);
+        if (held < wanted)
+            meter.take(0);
+        if (held == 0)
+            break; // and so for all rows below
+        const char* sample = rowOf(frame, row, bytesPer16) + firstColumn * bytesPer16;
+        for (std::int64_t i = 0; i < held; ++i)
+            meter.take(load16(sample + i * step * bytesPer16));
+    }
+    return meter.contrast();
+}
+
+PaletteStretch paletteStretch(const ZdPalette& palette, const Contrast& contrast)
+{
+    const std::int64_t range = std::int64_t{palette.cropMax} - palette.cropMin;
+    if (range < 1)
+        return {};
+    const auto position = [&](int value) {
+        return static_cast<float>(std::int64_t{value} - palette.cropMin) / static_cast<float>(range);
+    };
+    const float low = position(contrast.minimum);
+    const float high = position(contrast.maximum);
+    const bool lowOutside = low < 0 || low > 1;
+    const bool highOutside = high < 0 || high > 1;
+    return {true, lowOutside, highOutside, lowOutside ? 0 : low, highOutside ? 1 : high};
+}
+
+void limitCropRange(ZdPalette& palette)
+{
+    palette.cropMin = std::max(palette.cropMin, 0);
+    palette.cropMax = std::min(palette.cropMax, 32767);
+}
+
+QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table)
+{
+    QImage picture(geometry.width, geometry.height, QImage::Format_Indexed8);
+    if (picture.isNull())
+        return picture;
+    QList<QRgb> colors(256, opaqueBlack);
+    std::copy_n(table.begin(), std::min<std::size_t>(table.size(), 256), colors.begin());
+    picture.setColorTable(colors);
+    Sampler<uchar>(frame, geometry.scale, geometry.scale, picture).run(1, 0, [](const char* sample) {
+        return static_cast<uchar>(*sample);
+    });
+    return picture;
+}
+
+QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table)
+{
+    QImage picture(geometry.width, geometry.height, QImage::Format_RGB32);
+    if (picture.isNull())
+        return picture;
+    if (table.size() != 65536) {
+        picture.fill(opaqueBlack);
+        return picture;
+    }
+    const float stepX = static_cast<float>(frame.width) / static_cast<float>(geometry.width);
+    const float stepY = static_cast<float>(frame.height) / static_cast<float>(geometry.height);
+    const QRgb* colors = table.data();
+    Sampler<QRgb>(frame, stepX, stepY, picture).run(bytesPer16, colors[0], [colors](const char* sample) {
+        return colors[static_cast<std::uint16_t>(load16(sample))];
+    });
+    return picture;
+}
+
+} // namespace zd::detail
