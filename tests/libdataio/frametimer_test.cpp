@@ -95,7 +95,7 @@ TEST(FrameTimer, ReadsAndWritesRawBuffers)
     EXPECT_THAT(times, ElementsAre(timeval{7, 7}));
 
     const std::string stored =
-        "?" + timeEntry(5, 999999) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(smallest, 0);
+        std::string("?") + timeEntry(5, 999999) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(smallest, 0);
     EXPECT_TRUE(times.readFromRawBuffer(stored.data() + 1, 32));
     EXPECT_THAT(times, ElementsAre(timeval{5, 999999}, timeval{-3, 2}, timeval{5, -1}, timeval{smallest, 0}));
 

@@ -97,7 +97,7 @@ TEST(ByteOrder, ConvertsWordsToTheNearestFractions)
 {
     const std::vector<std::uint32_t> words = awkwardWords();
     const std::string stored(reinterpret_cast<const char*>(words.data()), words.size() * 4);
-    const std::string turned = "?" + reversedSamples(stored, 4);
+    const std::string turned = std::string("?").append(reversedSamples(stored, 4));
     for (const Path& path : paths()) {
         SCOPED_TRACE(path.name);
         std::vector<float> fractions(words.size());
