@@ -10,13 +10,16 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
+# Reports name source files from the root of this tree, also when a compiler cache makes paths relative to the build.
+file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+
 add_library(dataio-settings INTERFACE)
 target_compile_features(dataio-settings INTERFACE cxx_std_20)
 # IEEE arithmetic is part of the format's rules: results are the same on every machine, bit for bit.
 target_compile_options(dataio-settings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wsign-compare
   -fno-fast-math -ffp-contract=off
-  "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/="
+  "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=" "-fmacro-prefix-map=${source_from_build}/="
   $<$<BOOL:${DATAIO_WERROR}>:-Werror>)
 target_compile_definitions(dataio-settings INTERFACE
   _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS

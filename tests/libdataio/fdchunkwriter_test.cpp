@@ -439,9 +439,13 @@ TEST_F(FDChunkWriterTest, ConfirmsAChunkAndReservesRoom)
     FDChunkWriter& writer = on(threeChunks);
     EXPECT_NO_THROW(writer.requireChunk(67, 5, 5));
     const Report foreign{"CHB_LFD_PARSE", "Cannot read chunk header, file may be corrupted.", 0};
-    for (const auto& [position, type, size] :
-         {std::tuple(67U, 5U, 6U), std::tuple(67U, 6U, 5U), std::tuple(104U, 5U, 5U), std::tuple(66U, 5U, 5U)})
-        EXPECT_EQ(reportOf(headerLogger, [&] { writer.requireChunk(position, type, size); }), foreign);
+    const auto reportOfRequiring = [&](unsigned int position, unsigned int type, unsigned int size) {
+        return reportOf(headerLogger, [&] { writer.requireChunk(position, type, size); });
+    };
+    EXPECT_EQ(reportOfRequiring(67, 5, 6), foreign);
+    EXPECT_EQ(reportOfRequiring(67, 6, 5), foreign);
+    EXPECT_EQ(reportOfRequiring(66, 5, 5), foreign);
+    EXPECT_EQ(reportOfRequiring(104, 5, 5), foreign);
     EXPECT_EQ(writer.offset(), 0U);
 
     for (const int error : {ENOSPC, EDQUOT, EFBIG}) {
