@@ -10,13 +10,20 @@ namespace zd {
 
 QString besidePath(const QString& movie, const QString& suffix)
 {
+    // A system call would see another path, one that ends before the null character.
+    if (movie.contains(QChar::Null))
+        return {};
     const QString resolved = QFileInfo(movie).canonicalFilePath();
     return (resolved.isEmpty() ? movie : resolved) + suffix;
 }
 
 bool beginsAs(int fd, const QByteArray& mark)
 {
-    return mark.startsWith(bytesAt(fd, 0, mark.size()));
+    struct stat status {};
+    if (systemCalls.fstat(fd, &status) == -1 || !S_ISREG(status.st_mode))
+        return false;
+    const QByteArray beginning = bytesAt(fd, 0, mark.size());
+    return beginning.size() == std::min<std::int64_t>(status.st_size, mark.size()) && mark.startsWith(beginning);
 }
 
 void removeBeside(const QByteArray& path, const QByteArray& mark)
@@ -41,6 +48,15 @@ Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes)
 {
     iovec piece{const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())};
     return writePieces(fd, &piece, 1, offset);
+}
+
+void syncDirectoryOf(const QByteArray& path)
+{
+    const qsizetype slash = path.lastIndexOf('/');
+    const QByteArray directory = slash < 0 ? QByteArray(".") : path.left(slash + 1);
+    const Descriptor fd(openFile(directory.constData(), O_RDONLY | O_DIRECTORY, 0));
+    if (fd)
+        syncFile(fd.get());
 }
 
 } // namespace zd

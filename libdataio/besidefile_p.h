@@ -10,10 +10,11 @@
 /// Files that stand beside a movie: an edit's journal, a recording's log, rescued frames.
 namespace zd {
 
-/// Path of the file beside the movie that a path leads to, symbolic links followed.
+/// Path of the file beside the movie that a path leads to, symbolic links followed; empty, which no file is, for a
+/// path with a null character.
 QString besidePath(const QString& movie, const QString& suffix);
 
-/// Whether a file begins as `mark` does, however little of it was written: another's file is left alone.
+/// Whether a regular file begins as `mark` does, however little of it was written: another's file is left alone.
 bool beginsAs(int fd, const QByteArray& mark);
 /// Removes the file at `path` if it begins as `mark` does; symbolic links are not followed.
 void removeBeside(const QByteArray& path, const QByteArray& mark);
@@ -22,6 +23,9 @@ void removeBeside(const QByteArray& path, const QByteArray& mark);
 QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length);
 /// Writes all the bytes at `offset`; what was moved, and the error that stopped it.
 Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes);
+
+/// Waits until the directory that holds `path` knows of it on the storage device, where the system can tell.
+void syncDirectoryOf(const QByteArray& path);
 
 /// A descriptor that closes itself.
 class Descriptor {

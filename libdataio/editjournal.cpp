@@ -4,20 +4,15 @@
 #include <libdataio/chunkheader.h>
 #include <libdataio/chunkinfo.h>
 #include <libdataio/fdchunkwriter.h>
-#include <libdataio/filereader.h>
-#include <libdataio/filewriter.h>
-#include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
-#include <libdataio/systemcalls_p.h>
-
-#include <common/iofileexception.h>
+#include <libdataio/rescuedframes_p.h>
 
 #include <QCryptographicHash>
-#include <QFileInfo>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cerrno>
 #include <vector>
 
@@ -28,19 +23,26 @@ namespace zd {
 
 namespace {
 
-// A journal: a header, then records of pieces of the movie. The header is a mark, the movie's length, the
-// hash of the info payload that replaces the old one (zeros when none does) and a hash of all that. A record is
-// offset, length, a hash of both and the bytes, and the bytes. Numbers are 64-bit little-endian, hashes SHA-1.
+using MovieEnd = EditJournal::MovieEnd;
+
+// A journal: a mark, then records. A record is its kind (1 byte), a number, the length of its bytes, a hash of all
+// that and the bytes, and the bytes. The first record is the tail of the movie. Numbers and lengths are 64-bit
+// little-endian, hashes SHA-1.
 const QByteArray mark = QByteArrayLiteral("VQFJRNL1");
-constexpr qsizetype markBytes = 8;
+constexpr char pieceKind = 'P'; // a piece of the movie as it was; the number is its offset
+constexpr char endKind = 'E';   // the hash of the info payload to come; the number is the movie's length then
+constexpr qsizetype kindBytes = 1;
 constexpr qsizetype numberBytes = 8;
 constexpr qsizetype hashBytes = 20;
-constexpr qsizetype headerBytes = markBytes + numberBytes + 2 * hashBytes;
-constexpr qsizetype recordHeaderBytes = 2 * numberBytes + hashBytes;
+constexpr qsizetype fieldBytes = kindBytes + 2 * numberBytes;
+constexpr qsizetype recordHeaderBytes = fieldBytes + hashBytes;
 
-QByteArray hashOf(const QByteArray& bytes)
+QByteArray hashOf(const QByteArray& first, const QByteArray& second = QByteArray())
 {
-    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha1);
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    hash.addData(first);
+    hash.addData(second);
+    return hash.result();
 }
 
 QByteArray number(std::int64_t value)
@@ -60,8 +62,8 @@ QByteArray journalPath(const QString& movie)
     return report::systemPath(besidePath(movie, QStringLiteral("-journal")));
 }
 
-/// Whether an info payload is long enough for the index that it says it holds.
-bool holdsItsIndex(const QByteArray& payload)
+/// Whether an info payload holds the index that it announces.
+bool holdsIndex(const QByteArray& payload)
 {
     if (payload.size() < layout::indexCountBytes)
         return false;
@@ -74,162 +76,151 @@ std::optional<QByteArray> infoEndingAt(int fd, std::int64_t end)
 {
     const QByteArray endBytes = bytesAt(fd, end - layout::headerBytes, layout::headerBytes);
     ChunkEndHeader endHeader;
-    if (endBytes.size() != layout::headerBytes || !endHeader.decode(endBytes.constData())
-        || endHeader.type() != ZD_INFO_CHUNK)
+    if (endBytes.size() != layout::headerBytes || !endHeader.decode(endBytes.constData()) ||
+        endHeader.type() != ZD_INFO_CHUNK)
         return std::nullopt;
     const std::int64_t size = endHeader.size();
     const QByteArray chunk = bytesAt(fd, end - layout::framingBytes - size, layout::headerBytes + size);
     ChunkStartHeader startHeader;
-    if (chunk.size() != layout::headerBytes + size || !startHeader.decode(chunk.constData())
-        || startHeader.type() != ZD_INFO_CHUNK || startHeader.size() != size)
+    if (chunk.size() != layout::headerBytes + size || !startHeader.decode(chunk.constData()) ||
+        startHeader.type() != ZD_INFO_CHUNK || startHeader.size() != size)
         return std::nullopt;
     const QByteArray payload = chunk.mid(layout::headerBytes);
-    return holdsItsIndex(payload) ? std::optional(payload) : std::nullopt;
+    return holdsIndex(payload) ? std::optional(payload) : std::nullopt;
 }
 
-/// Whether the movie ends in an info chunk that is complete: with a replacement under way, the old or the new one.
-bool isWhole(int movieFD, const QByteArray& oldInfoHash, const QByteArray& newInfoHash)
+/// Whether the movie ends in a complete info chunk. When the new end was announced, one that is neither the old nor
+/// the new one is torn, unless the length shows that somebody has put another movie here.
+bool isWhole(int movieFD, const MovieEnd& oldEnd, const std::optional<MovieEnd>& newEnd)
 {
-    const std::optional<QByteArray> info = infoEndingAt(movieFD, fileLength(movieFD));
-    if (!info || newInfoHash == QByteArray(hashBytes, '\0'))
+    const std::int64_t length = fileLength(movieFD);
+    const std::optional<QByteArray> info = infoEndingAt(movieFD, length);
+    if (!info || !newEnd)
         return info.has_value();
     const QByteArray hash = hashOf(*info);
-    return hash == oldInfoHash || hash == newInfoHash;
+    return hash == oldEnd.infoHash || hash == newEnd->infoHash || (length != oldEnd.length && length != newEnd->length);
 }
 
-void syncDirectoryOf(const QByteArray& path)
-{
-    const qsizetype slash = path.lastIndexOf('/');
-    const QByteArray directory = slash < 0 ? QByteArray(".") : path.left(slash + 1);
-    const Descriptor fd(openFile(directory.constData(), O_RDONLY | O_DIRECTORY, 0));
-    if (fd)
-        syncFile(fd.get());
-}
-
-using KeptPiece = RecordingRemains::Piece;
-
-/// What a journal says.
-struct JournalContent {
-    std::int64_t movieLength = 0;
-    QByteArray newInfoHash;
-    std::vector<KeptPiece> pieces; // the first is the movie's tail
+/// A record of a journal.
+struct Record {
+    char kind = 0;
+    std::int64_t number = 0;
+    QByteArray bytes;
 };
 
-std::optional<KeptPiece> readPiece(int fd, std::int64_t at)
+/// The record at `at`; nothing where the complete part of the journal ends.
+std::optional<Record> readRecord(int fd, std::int64_t at)
 {
     const QByteArray header = bytesAt(fd, at, recordHeaderBytes);
     if (header.size() != recordHeaderBytes)
         return std::nullopt;
-    const KeptPiece piece{numberAt(header, 0), bytesAt(fd, at + recordHeaderBytes, numberAt(header, numberBytes))};
-    const QByteArray hash = hashOf(header.left(2 * numberBytes) + piece.bytes);
-    const bool whole = piece.bytes.size() == numberAt(header, numberBytes) && hash == header.mid(2 * numberBytes);
-    return whole ? std::optional(piece) : std::nullopt;
+    const std::int64_t length = numberAt(header, kindBytes + numberBytes);
+    const Record record{header[0], numberAt(header, kindBytes), bytesAt(fd, at + recordHeaderBytes, length)};
+    const bool whole =
+        record.bytes.size() == length && hashOf(header.first(fieldBytes), record.bytes) == header.last(hashBytes);
+    return whole ? std::optional(record) : std::nullopt;
+}
+
+/// What a journal says. The kept pieces stay in it: an edit may have replaced many frames.
+struct JournalContent {
+    Record tail;
+    MovieEnd oldEnd;
+    std::optional<MovieEnd> newEnd;
+    std::vector<std::int64_t> pieces; // where the records of pieces other than the tail begin
+};
+
+/// Payload of the info chunk at the end of a movie's tail; empty when it holds no index.
+QByteArray infoOfTail(const QByteArray& tail)
+{
+    ChunkEndHeader header;
+    if (tail.size() < layout::framingBytes || !header.decode(tail.constData() + tail.size() - layout::headerBytes) ||
+        tail.size() < layout::framingBytes + header.size())
+        return {};
+    const QByteArray payload = tail.mid(tail.size() - layout::headerBytes - header.size(), header.size());
+    return holdsIndex(payload) ? payload : QByteArray();
+}
+
+/// Whether the record is a piece of a movie of that length.
+bool isPieceOf(const Record& record, std::int64_t movieLength)
+{
+    return record.kind == pieceKind && record.number >= 0 && record.number <= movieLength - record.bytes.size();
 }
 
 /// The complete part of a journal; nothing when not even the movie's tail is in it.
 std::optional<JournalContent> readJournal(int fd)
 {
-    const QByteArray header = bytesAt(fd, 0, headerBytes);
-    if (header.size() != headerBytes || !header.startsWith(mark)
-        || hashOf(header.left(headerBytes - hashBytes)) != header.right(hashBytes))
+    std::int64_t at = mark.size();
+    const std::optional<Record> first = bytesAt(fd, 0, at) == mark ? readRecord(fd, at) : std::nullopt;
+    if (!first || !isPieceOf(*first, static_cast<std::int64_t>(layout::largestSizeLimit)))
         return std::nullopt;
     JournalContent content;
-    content.movieLength = numberAt(header, markBytes);
-    content.newInfoHash = header.mid(markBytes + numberBytes, hashBytes);
-    std::int64_t at = headerBytes;
-    while (const std::optional<KeptPiece> piece = readPiece(fd, at)) {
-        content.pieces.push_back(*piece);
-        at += recordHeaderBytes + piece->bytes.size();
+    content.tail = *first;
+    content.oldEnd = {first->number + first->bytes.size(), hashOf(infoOfTail(first->bytes))};
+    at += recordHeaderBytes + first->bytes.size();
+    while (const std::optional<Record> record = readRecord(fd, at)) {
+        if (record->kind == endKind)
+            content.newEnd = {record->number, record->bytes};
+        else if (isPieceOf(*record, content.oldEnd.length))
+            content.pieces.push_back(at);
+        at += recordHeaderBytes + record->bytes.size();
     }
-    const bool complete = !content.pieces.empty()
-        && content.pieces[0].offset + content.pieces[0].bytes.size() == content.movieLength;
-    return complete ? std::optional(content) : std::nullopt;
+    return content;
 }
 
-/// Payload of the info chunk at the end of a movie's tail.
-QByteArray infoOfTail(const QByteArray& tail)
+void requireSettled(int fd)
 {
-    ChunkEndHeader header;
-    if (tail.size() < layout::framingBytes || !header.decode(tail.constData() + tail.size() - layout::headerBytes)
-        || tail.size() < layout::framingBytes + header.size())
-        return {};
-    return tail.mid(tail.size() - layout::headerBytes - header.size(), header.size());
-}
-
-/// Steps over a frame chunk whose two headers agree; damage ends the walk.
-bool nextWholeFrame(FileReader& file)
-{
-    try {
-        return file.nextChunk(ZD_FRAME_CHUNK) && file.prevChunk(ZD_FRAME_CHUNK) && file.nextChunk(ZD_FRAME_CHUNK);
-    } catch (const IOFileException&) {
-        return false;
-    }
-}
-
-/// The first unused path for the frames that an edit had appended.
-QString rescuePath(const QString& movie)
-{
-    const QString path = besidePath(movie, QStringLiteral("-rescued"));
-    QString unused = path;
-    for (int n = 2; QFileInfo::exists(unused); ++n)
-        unused = path + QStringLiteral("-%1").arg(n);
-    return unused;
-}
-
-/// Writes the frames from `start` on as a movie of their own, with the header that the edited movie had.
-void rescueAppendedFrames(const QString& movie, std::int64_t start, const QByteArray& oldInfo)
-{
-    FileReader source;
-    FileWriter rescued;
-    ChunkInfo info;
-    source.openFile(movie);
-    source.seek(static_cast<int>(start));
-    while (nextWholeFrame(source)) {
-        if (!rescued.openned()) {
-            rescued.openFile(rescuePath(movie), FileWriterCreate);
-            info.load(oldInfo.constData(), static_cast<unsigned int>(oldInfo.size()));
-            info.ChunkIndex::clear();
-            FrameTimer::removeFromAttChunk(info);
-        }
-        const auto size = static_cast<unsigned int>(source.chunkSize());
-        const int offset = rescued.addChunk(ZD_FRAME_CHUNK, source.data(), size);
-        info[ZD_FRAME_CHUNK].emplace_back(static_cast<std::uint32_t>(offset), size);
-    }
-    if (!rescued.openned())
-        return;
-    int size = 0;
-    const std::unique_ptr<char[]> payload(static_cast<char*>(info.save(size)));
-    rescued.addChunk(ZD_INFO_CHUNK, payload.get(), static_cast<unsigned int>(size));
-    rescued.sync();
-}
-
-/// Writes the kept pieces back, the oldest last, and gives the movie its old length.
-void writeBack(int movieFD, const JournalContent& content)
-{
-    for (auto piece = content.pieces.rbegin(); piece != content.pieces.rend(); ++piece) {
-        const Transfer transfer = writeBytesAt(movieFD, piece->offset, piece->bytes);
-        if (transfer.bytes != piece->bytes.size())
-            FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
-    }
-    if (truncateFile(movieFD, content.movieLength) == -1)
+    if (!EditJournal::settle(fd))
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
-    if (syncFile(movieFD) == -1 && EditJournal::isLoss(errno))
+}
+
+void writePiece(int movieFD, std::int64_t offset, const QByteArray& bytes)
+{
+    const Transfer transfer = writeBytesAt(movieFD, offset, bytes);
+    if (transfer.bytes != bytes.size())
+        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
+}
+
+void cut(int movieFD, std::int64_t length)
+{
+    if (truncateFile(movieFD, length) == -1)
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+}
+
+/// Gives the movie its old content. Its last header goes last: only with that does it look whole, so that a crash in
+/// between leaves it for the next attempt.
+void writeBack(int movieFD, int journalFD, const JournalContent& content)
+{
+    cut(movieFD, content.tail.number);
+    requireSettled(movieFD);
+    // Pieces may overlap where the index is damaged: the one kept first is the oldest and goes last.
+    for (auto at = content.pieces.rbegin(); at != content.pieces.rend(); ++at) {
+        if (const std::optional<Record> piece = readRecord(journalFD, *at))
+            writePiece(movieFD, piece->number, piece->bytes);
+    }
+    const QByteArray& tail = content.tail.bytes;
+    const qsizetype lastHeader = std::max<qsizetype>(0, tail.size() - layout::headerBytes);
+    writePiece(movieFD, content.tail.number, tail.first(lastHeader));
+    requireSettled(movieFD);
+    writePiece(movieFD, content.tail.number + lastHeader, tail.sliced(lastHeader));
+    requireSettled(movieFD);
+}
+
+/// Whether another edit holds the journal. Where files cannot be locked nobody can tell.
+bool isInUse(int journalFD)
+{
+    return systemCalls.flock(journalFD, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK;
 }
 
 } // namespace
 
-EditJournal::EditJournal(const QByteArray& path, int fd) : m_path(path), m_fd(fd)
-{
-}
+EditJournal::EditJournal(const QByteArray& path, int fd) : m_path(path), m_fd(fd) {}
 
 EditJournal::~EditJournal()
 {
     systemCalls.close(m_fd);
 }
 
-std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieFD, std::int64_t tailStart,
-                                                const std::optional<QByteArray>& newInfo)
+std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieFD, std::int64_t tailStart)
 {
     const QByteArray path = journalPath(movie);
     const int fd = openFile(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
@@ -238,12 +229,14 @@ std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieF
     std::unique_ptr<EditJournal> journal(new EditJournal(path, fd));
     try {
         systemCalls.flock(fd, LOCK_EX | LOCK_NB);
+        // A journal without its mark would be taken for another's file, and stay for ever.
+        writePiece(fd, 0, mark);
+        requireSettled(fd);
+        journal->m_length = mark.size();
         const std::int64_t length = fileLength(movieFD);
-        journal->m_oldInfoHash = hashOf(infoEndingAt(movieFD, length).value_or(QByteArray()));
-        journal->m_newInfoHash = newInfo ? hashOf(*newInfo) : QByteArray(hashBytes, '\0');
-        const QByteArray fields = mark + number(length) + journal->m_newInfoHash;
-        journal->_append(fields + hashOf(fields));
-        journal->keep(movieFD, tailStart, length - tailStart);
+        journal->m_oldEnd = {length, hashOf(infoEndingAt(movieFD, length).value_or(QByteArray()))};
+        journal->m_tailStart = tailStart;
+        journal->_keepPiece(movieFD, tailStart, length - tailStart);
         syncDirectoryOf(path);
     } catch (...) {
         journal->end();
@@ -254,15 +247,38 @@ std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieF
 
 void EditJournal::keep(int movieFD, std::int64_t offset, std::int64_t length)
 {
-    if (m_kept.contains(offset))
-        return;
+    if (offset < m_tailStart && !m_kept.contains(offset))
+        _keepPiece(movieFD, offset, length);
+}
+
+void EditJournal::_keepPiece(int movieFD, std::int64_t offset, std::int64_t length)
+{
     const QByteArray bytes = bytesAt(movieFD, offset, length);
     if (bytes.size() != length)
         ChunkHeaderBase::reportReadFailure(EIO, DATAIO_HERE);
-    const QByteArray fields = number(offset) + number(length);
-    _append(fields + hashOf(fields + bytes) + bytes);
-    _sync();
+    _append(pieceKind, offset, bytes);
     m_kept.insert(offset);
+}
+
+void EditJournal::announceEnd(std::int64_t movieLength, const QByteArray& infoPayload)
+{
+    const MovieEnd newEnd{movieLength, hashOf(infoPayload)};
+    _append(endKind, newEnd.length, newEnd.infoHash);
+    m_newEnd = newEnd;
+}
+
+/// Adds a record and waits until it is on the storage device.
+void EditJournal::_append(char kind, std::int64_t recordNumber, const QByteArray& bytes)
+{
+    const QByteArray fields = QByteArray(1, kind) + number(recordNumber) + number(bytes.size());
+    QByteArray header = fields + hashOf(fields, bytes);
+    iovec pieces[] = {{header.data(), static_cast<std::size_t>(header.size())},
+                      {const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())}};
+    const Transfer transfer = writePieces(m_fd, pieces, 2, m_length);
+    if (transfer.bytes != header.size() + bytes.size())
+        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
+    requireSettled(m_fd);
+    m_length += transfer.bytes;
 }
 
 void EditJournal::end() noexcept
@@ -273,7 +289,7 @@ void EditJournal::end() noexcept
 void EditJournal::endIfWhole(int movieFD) noexcept
 {
     try {
-        if (isWhole(movieFD, m_oldInfoHash, m_newInfoHash))
+        if (settle(movieFD) && isWhole(movieFD, m_oldEnd, m_newEnd))
             end();
     } catch (...) {
         // Without memory to tell, the journal stays: the next edit looks again.
@@ -284,8 +300,7 @@ bool EditJournal::restore(const QString& movie)
 {
     const QByteArray path = journalPath(movie);
     const Descriptor journal(openFile(path.constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (!journal || !beginsAs(journal.get(), mark)
-        || systemCalls.flock(journal.get(), LOCK_EX | LOCK_NB) == -1)
+    if (!journal || !beginsAs(journal.get(), mark) || isInUse(journal.get()))
         return false;
     const std::optional<JournalContent> content = readJournal(journal.get());
     // Its edit died before it was complete, and so before the movie changed.
@@ -294,16 +309,14 @@ bool EditJournal::restore(const QString& movie)
         return false;
     }
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDWR | O_NONBLOCK, 0));
-    const KeptPiece& tail = content->pieces[0];
-    if (!file || fileLength(file.get()) < tail.offset)
+    if (!file || fileLength(file.get()) < content->tail.number)
         return false;
-    const QByteArray oldInfo = infoOfTail(tail.bytes);
-    const bool undone = !isWhole(file.get(), hashOf(oldInfo), content->newInfoHash);
+    const bool undone = !isWhole(file.get(), content->oldEnd, content->newEnd);
     if (undone) {
-        rescueAppendedFrames(movie, tail.offset, oldInfo);
-        writeBack(file.get(), *content);
+        rescueFrames(movie, file.get(), content->tail.number, infoOfTail(content->tail.bytes));
+        writeBack(file.get(), journal.get(), *content);
     }
-    systemCalls.unlink(path.constData());
+    RecordingRemains::remove(movie);
     return undone;
 }
 
@@ -318,40 +331,28 @@ void EditJournal::addTo(RecordingRemains& remains, const QString& movie)
     if (!journal || !beginsAs(journal.get(), mark))
         return;
     remains.hasJournal = true;
-    remains.editGoesOn = systemCalls.flock(journal.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK;
+    remains.editGoesOn = isInUse(journal.get());
     const std::optional<JournalContent> content = readJournal(journal.get());
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
-    if (!content || !file)
+    if (!content || !file || isWhole(file.get(), content->oldEnd, content->newEnd))
         return;
-    const QByteArray oldInfo = infoOfTail(content->pieces[0].bytes);
-    if (isWhole(file.get(), hashOf(oldInfo), content->newInfoHash))
-        return;
-    remains.before = content->pieces;
-    if (remains.headerSource == RecordingRemains::HeaderSource::None && holdsItsIndex(oldInfo)) {
+    remains.before.push_back({content->tail.number, content->tail.bytes});
+    for (const std::int64_t at : content->pieces) {
+        if (const std::optional<Record> piece = readRecord(journal.get(), at))
+            remains.before.push_back({piece->number, piece->bytes});
+    }
+    const QByteArray info = infoOfTail(content->tail.bytes);
+    if (remains.headerSource == RecordingRemains::HeaderSource::None && !info.isEmpty()) {
         ChunkInfo record;
-        record.load(oldInfo.constData(), static_cast<unsigned int>(oldInfo.size()));
+        record.load(info.constData(), static_cast<unsigned int>(info.size()));
         record.dump(remains.headerText);
         remains.headerSource = RecordingRemains::HeaderSource::EditJournal;
     }
 }
 
-bool EditJournal::isLoss(int error)
+bool EditJournal::settle(int fd)
 {
-    return error == EIO || error == ENOSPC || error == EDQUOT;
-}
-
-void EditJournal::_append(const QByteArray& bytes)
-{
-    const Transfer transfer = writeBytesAt(m_fd, m_length, bytes);
-    if (transfer.bytes != bytes.size())
-        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
-    m_length += bytes.size();
-}
-
-void EditJournal::_sync()
-{
-    if (syncFile(m_fd) == -1 && isLoss(errno))
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+    return syncFile(fd) == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
 }
 
 } // namespace zd

@@ -19,11 +19,15 @@ struct RecordingRemains;
 /// goes on, so that nobody takes a living edit for a dead one.
 class EditJournal {
 public:
-    /// Starts a journal for the movie open on `movieFD` and keeps everything from `tailStart` to its end.
-    /// `newInfo` is the payload of an info chunk that is going to be written over the old one. Null when no file can
-    /// be made there: the edit then goes on without. Reports "FDCW_AC_WRITE" when it cannot be written whole.
-    static std::unique_ptr<EditJournal> begin(const QString& movie, int movieFD, std::int64_t tailStart,
-                                              const std::optional<QByteArray>& newInfo);
+    /// Length of a movie, and the hash of the info payload at its end.
+    struct MovieEnd {
+        std::int64_t length = 0;
+        QByteArray infoHash;
+    };
+
+    /// Starts a journal for the movie open on `movieFD` and keeps everything from `tailStart` to its end. Null when no
+    /// file can be made there: the edit then goes on without. Reports "FDCW_AC_WRITE" when it cannot be written whole.
+    static std::unique_ptr<EditJournal> begin(const QString& movie, int movieFD, std::int64_t tailStart);
     /// Undoes an edit that died; see `ImageWriter::undoInterruptedEdit`. Reports the failures of writing.
     static bool restore(const QString& movie);
     /// Removes a journal left beside a movie that has just been created anew.
@@ -31,32 +35,38 @@ public:
     /// Adds what a journal beside the movie says to its remains: the movie as it was, unless it is whole, and its
     /// header when none was found yet.
     static void addTo(RecordingRemains& remains, const QString& movie);
-    /// Whether an error of `fdatasync` means lost data, not a file system without that call.
-    static bool isLoss(int error);
+    /// Waits until a file is on the storage device. False, with errno set, when the system says that data were lost;
+    /// a file system that cannot wait is no loss.
+    static bool settle(int fd);
 
     EditJournal(const EditJournal&) = delete;
     EditJournal& operator=(const EditJournal&) = delete;
     ~EditJournal(); ///< lets go of the journal; the file stays
 
-    /// Keeps a piece of the movie that is about to be written over, once for each offset.
+    /// Keeps a piece of the movie that is about to be written over, once for each offset. What the edit has
+    /// appended itself is not kept.
     void keep(int movieFD, std::int64_t offset, std::int64_t length);
+    /// Says how the movie ends when the edit is done, just before its info chunk is written: a torn info chunk is
+    /// told from a whole one by that. A later call replaces an earlier one.
+    void announceEnd(std::int64_t movieLength, const QByteArray& infoPayload);
     /// The edit is done: removes the journal.
     void end() noexcept;
-    /// Removes the journal if the movie is whole.
+    /// Removes the journal if the movie is whole on the storage device.
     void endIfWhole(int movieFD) noexcept;
 
 private:
     EditJournal(const QByteArray& path, int fd);
 
-    void _append(const QByteArray& bytes);
-    void _sync();
+    void _keepPiece(int movieFD, std::int64_t offset, std::int64_t length);
+    void _append(char kind, std::int64_t number, const QByteArray& bytes);
 
     QByteArray m_path;
     int m_fd;
     std::int64_t m_length = 0;
+    std::int64_t m_tailStart = 0;
     std::set<std::int64_t> m_kept; // offsets
-    QByteArray m_newInfoHash;
-    QByteArray m_oldInfoHash;
+    MovieEnd m_oldEnd;
+    std::optional<MovieEnd> m_newEnd;
 };
 
 } // namespace zd

@@ -301,8 +301,8 @@ std::optional<ImageWriter::Size> ImageWriter::_frameSize()
         int h = 0;
         int bits = 0;
         m_headerFrameSize.reset();
-        if (m_info.get(layout::key::width, w) && m_info.get(layout::key::height, h)
-            && m_info.get(layout::key::pixBits, bits)) {
+        if (m_info.get(layout::key::width, w) && m_info.get(layout::key::height, h) &&
+            m_info.get(layout::key::pixBits, bits)) {
             Size bytes = bits / 8 + (bits % 8 != 0 ? 1 : 0);
             if (!__builtin_mul_overflow(bytes, Size{h}, &bytes) && !__builtin_mul_overflow(bytes, Size{w}, &bytes))
                 m_headerFrameSize = bytes;
@@ -380,6 +380,7 @@ void ImageWriter::_goToEnd()
 
 ChunkRecord ImageWriter::_appendChunk(int type, const void* data, unsigned int size)
 {
+    _settleCut();
     m_partialChunk = true;
     const int offset = m_file.addChunk(static_cast<unsigned int>(type), data, size);
     m_partialChunk = false;
@@ -444,10 +445,10 @@ ImageWriter::Size ImageWriter::_tailSize(Size moreFrames) const
     Size text = 0;
     for (const auto& [name, value] : std::as_const(m_info).attributes())
         text += name.size() + value.text().size() + 2;
-    return 4 * layout::framingBytes + listSize(m_fiberCenters) * layout::fiberWordBytes
-        + (listSize(m_frameTimer) + moreFrames) * layout::frameTimeBytes
-        + (listSize(m_laserPowers) + moreFrames) * layout::laserPowerBytes + layout::indexCountBytes
-        + records * layout::indexRecordBytes + text;
+    return 4 * layout::framingBytes + listSize(m_fiberCenters) * layout::fiberWordBytes +
+           (listSize(m_frameTimer) + moreFrames) * layout::frameTimeBytes +
+           (listSize(m_laserPowers) + moreFrames) * layout::laserPowerBytes + layout::indexCountBytes +
+           records * layout::indexRecordBytes + text;
 }
 
 void ImageWriter::organizeIndex(unsigned int firstFrame, unsigned int circularSize)
@@ -535,8 +536,8 @@ void ImageWriter::_loadFiberCenters(const void* data, int size)
     const auto* words = static_cast<const char*>(data);
     m_fiberCenters.resize(count);
     for (std::size_t i = 0; i < count; ++i)
-        m_fiberCenters[i] = layout::decodeFiberWord(qFromLittleEndian<quint32>(words + i * sizeof(quint32)),
-                                                    i % 2 == 0 ? w : h);
+        m_fiberCenters[i] =
+            layout::decodeFiberWord(qFromLittleEndian<quint32>(words + i * sizeof(quint32)), i % 2 == 0 ? w : h);
 }
 
 void ImageWriter::_saveFrameTimer()
@@ -567,6 +568,10 @@ void ImageWriter::_saveInfo()
 {
     int size = 0;
     const std::unique_ptr<char[]> payload = serialised(m_info, size);
+    if (m_journal) {
+        _settleEdit();
+        m_journal->announceEnd(m_end + layout::framingBytes + size, QByteArray::fromRawData(payload.get(), size));
+    }
     _addTailChunk(ZD_INFO_CHUNK, payload.get(), static_cast<std::size_t>(size));
 }
 
@@ -585,6 +590,7 @@ void ImageWriter::_clear(bool autotime)
     m_end = 0;
     m_tailStart.reset();
     m_partialChunk = false;
+    m_cutSettled = true;
     m_roomCheckedTo = 0;
     m_log.reset();
     m_logTried = false;
@@ -601,13 +607,15 @@ void ImageWriter::modify(const QString& name)
     try {
         _loadInfo();
         _takeTailBack();
-        _beginEdit(name, std::nullopt);
+        _beginEdit(name);
+        RecordingLog::discard(name); // what an earlier recording left says nothing of this edit
         m_file.truncate();
     } catch (...) {
         _abandonEdit();
         throw;
     }
     m_end = m_file.offset();
+    m_cutSettled = m_journal == nullptr;
     m_name = name;
 }
 
@@ -681,7 +689,9 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
         int size = 0;
         const std::unique_ptr<char[]> payload = serialised(m_info, size);
         const QByteArray newInfo(payload.get(), size);
-        _beginEdit(name, newInfo);
+        _beginEdit(name);
+        if (m_journal)
+            m_journal->announceEnd(m_file.offset() + layout::framingBytes + newInfo.size(), newInfo);
         _writeInfoOverOld(newInfo);
         _finishEdit();
     } catch (...) {
@@ -725,10 +735,27 @@ void ImageWriter::_writeBack(unsigned int start, const std::vector<char>& payloa
     }
 }
 
-void ImageWriter::_beginEdit(const QString& name, const std::optional<QByteArray>& newInfo)
+void ImageWriter::_beginEdit(const QString& name)
 {
     if (m_journaled)
-        m_journal = EditJournal::begin(name, m_file.descriptor(), m_file.offset(), newInfo);
+        m_journal = EditJournal::begin(name, m_file.descriptor(), m_file.offset());
+}
+
+/// Waits until everything that the edit has written is on the storage device.
+void ImageWriter::_settleEdit()
+{
+    if (!EditJournal::settle(m_file.descriptor()))
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+}
+
+/// Before anything else of the movie changes, no crash may bring back the info chunk that was cut off: it would
+/// make the movie look whole.
+void ImageWriter::_settleCut()
+{
+    if (m_cutSettled)
+        return;
+    _settleEdit();
+    m_cutSettled = true;
 }
 
 /// The edit is complete in the file: from here on it stands, whatever happens.
@@ -736,8 +763,7 @@ void ImageWriter::_finishEdit()
 {
     if (!m_journal)
         return;
-    if (!m_file.sync() && EditJournal::isLoss(errno))
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+    _settleEdit();
     m_journal->end();
     m_journal.reset();
 }
@@ -782,8 +808,8 @@ void ImageWriter::_requireFrame(unsigned int index, const char* codeNoFrames, co
 {
     const auto entry = m_info.find(ZD_FRAME_CHUNK);
     if (entry == m_info.end() || entry->second.empty())
-        report::fail(logger, Library, codeNoFrames,
-                     report::translated("Cannot replace frame, indice out of bounds."), location);
+        report::fail(logger, Library, codeNoFrames, report::translated("Cannot replace frame, indice out of bounds."),
+                     location);
     if (index >= entry->second.size())
         _reportFrameBound(codeBound, location);
 }

@@ -177,7 +177,9 @@ private:
     void _takeTailBack();
     void _writeInfoOverOld(const QByteArray& payload);
     void _writeBack(unsigned int start, const std::vector<char>& payload) noexcept;
-    void _beginEdit(const QString& name, const std::optional<QByteArray>& newInfo);
+    void _beginEdit(const QString& name);
+    void _settleEdit();
+    void _settleCut();
     void _finishEdit();
     void _abandonEdit() noexcept;
     [[noreturn]] static void _reportFrameBound(const char* code, const LocationInfo& location);
@@ -195,11 +197,12 @@ private:
     Size m_end = 0;                  // end of the last complete chunk
     std::optional<Size> m_tailStart; // where a `close` that failed began to write
     bool m_partialChunk = false;     // bytes of a failed write may lie behind m_end
+    bool m_cutSettled = true;        // the cut of `modify` is on the storage device
 
     std::uint64_t m_sizeLimit = layout::commonSizeLimit;
-    Size m_roomCheckedTo = 0;            // up to this end of the movie the tail is known to fit
-    std::uint64_t m_roomRevision = 0;    // with the attributes of this revision
-    std::optional<Size> m_headerFrameSize;  // size of a frame by the attributes ...
+    Size m_roomCheckedTo = 0;                      // up to this end of the movie the tail is known to fit
+    std::uint64_t m_roomRevision = 0;              // with the attributes of this revision
+    std::optional<Size> m_headerFrameSize;         // size of a frame by the attributes ...
     std::uint64_t m_frameSizeRevision = neverSeen; // ... of this revision
 
     bool m_journaled = true;
@@ -208,9 +211,9 @@ private:
     QString m_name;
     bool m_logged = false;
     std::unique_ptr<RecordingLog> m_log;
-    bool m_logTried = false;                          // one attempt a movie
-    std::uint64_t m_keptRevision = neverSeen;         // header that a crash would leave behind
-    bool m_fibersKept = false;                        // the same of the fibre centres
+    bool m_logTried = false;                  // one attempt a movie
+    std::uint64_t m_keptRevision = neverSeen; // header that a crash would leave behind
+    bool m_fibersKept = false;                // the same of the fibre centres
 };
 
 } // namespace zd

@@ -21,9 +21,9 @@ namespace {
 // payload, and a CRC-16 over all that; a record that does not check ends the log. A later header or list of
 // fibre centres replaces an earlier one.
 const QByteArray mark = QByteArrayLiteral("VQFRLOG1");
-constexpr char headerKind = 'H';  // attribute text, Latin-1
-constexpr char fibersKind = 'C';  // floats
-constexpr char frameKind = 'F';   // offset, seconds, microseconds, laser power, whether there is a time: 17 bytes
+constexpr char headerKind = 'H'; // attribute text, Latin-1
+constexpr char fibersKind = 'C'; // floats
+constexpr char frameKind = 'F';  // offset, seconds, microseconds, laser power, whether there is a time: 17 bytes
 constexpr qsizetype recordStartBytes = 5;
 constexpr qsizetype checksumBytes = 2;
 constexpr qsizetype frameBytes = 17;
@@ -75,8 +75,8 @@ AttributeChunk essentialHeader(const AttributeChunk& header)
 
 bool setHeaderAttribute(int fd, const QByteArray& text)
 {
-    return systemCalls.fsetxattr(fd, headerExtendedAttribute, text.constData(), static_cast<std::size_t>(text.size()), 0)
-        == 0;
+    return systemCalls.fsetxattr(fd, headerExtendedAttribute, text.constData(), static_cast<std::size_t>(text.size()),
+                                 0) == 0;
 }
 
 QByteArray readHeaderAttribute(int fd)
@@ -85,7 +85,8 @@ QByteArray readHeaderAttribute(int fd)
     if (size <= 0)
         return {};
     QByteArray text(size, '\0');
-    const ssize_t read = systemCalls.fgetxattr(fd, headerExtendedAttribute, text.data(), static_cast<std::size_t>(size));
+    const ssize_t read =
+        systemCalls.fgetxattr(fd, headerExtendedAttribute, text.data(), static_cast<std::size_t>(size));
     return read == size ? text : QByteArray();
 }
 
@@ -105,26 +106,6 @@ void take(RecordingRemains& remains, char kind, const QByteArray& payload)
         frame.laserPower = std::bit_cast<float>(wordAt(payload, 12));
         frame.hasTime = payload[16] != 0;
         remains.frames[wordAt(payload, 0)] = frame;
-    }
-}
-
-void readLog(const QString& movie, RecordingRemains& remains)
-{
-    const Descriptor log(openFile(logPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (!log)
-        return;
-    const QByteArray bytes = bytesAt(log.get(), 0, fileLength(log.get()));
-    if (!bytes.startsWith(mark))
-        return;
-    remains.hasLog = true;
-    qsizetype at = mark.size();
-    while (bytes.size() - at >= recordStartBytes + checksumBytes) {
-        const qsizetype length = wordAt(bytes, at + 1);
-        const qsizetype end = at + recordStartBytes + length;
-        if (end + checksumBytes > bytes.size() || checksum(bytes.mid(at, end - at)) != bytes.mid(end, checksumBytes))
-            return;
-        take(remains, bytes[at], bytes.mid(at + recordStartBytes, length));
-        at = end + checksumBytes;
     }
 }
 
@@ -154,9 +135,7 @@ std::unique_ptr<RecordingLog> RecordingLog::begin(const QString& movie)
     return log;
 }
 
-RecordingLog::RecordingLog(const QByteArray& path, int fd) : m_path(path), m_fd(fd)
-{
-}
+RecordingLog::RecordingLog(const QByteArray& path, int fd) : m_path(path), m_fd(fd) {}
 
 RecordingLog::~RecordingLog()
 {
@@ -170,18 +149,22 @@ void RecordingLog::header(const AttributeChunk& header)
 
 void RecordingLog::fiberCenters(const std::vector<float>& centers)
 {
-    QByteArray payload;
-    for (const float coordinate : centers)
-        payload += word(std::bit_cast<quint32>(coordinate));
+    QByteArray payload(static_cast<qsizetype>(centers.size() * sizeof(float)), '\0');
+    for (std::size_t i = 0; i < centers.size(); ++i)
+        qToLittleEndian(std::bit_cast<quint32>(centers[i]), payload.data() + i * sizeof(float));
     _append(fibersKind, payload);
 }
 
-void RecordingLog::frame(std::uint32_t offset, const timeval* time, float laserPower)
+void RecordingLog::frame(std::uint32_t offset, const timeval* time, float laserPower) noexcept
 {
     const timeval known = time != nullptr ? *time : timeval{};
-    _append(frameKind,
-            word(offset) + word(static_cast<quint32>(known.tv_sec)) + word(static_cast<quint32>(known.tv_usec))
-                + word(std::bit_cast<quint32>(laserPower)) + QByteArray(1, time != nullptr ? '\1' : '\0'));
+    try {
+        _append(frameKind, word(offset) + word(static_cast<quint32>(known.tv_sec)) +
+                               word(static_cast<quint32>(known.tv_usec)) + word(std::bit_cast<quint32>(laserPower)) +
+                               QByteArray(1, time != nullptr ? '\1' : '\0'));
+    } catch (...) {
+        m_broken = true;
+    }
 }
 
 void RecordingLog::end() noexcept
@@ -199,10 +182,36 @@ void RecordingLog::_append(char kind, const QByteArray& payload)
     m_length += record.size();
 }
 
-RecordingRemains RecordingRemains::of(const QString& movie)
+RecordingRemains RecordingLog::contentOf(const QString& movie)
 {
     RecordingRemains remains;
-    readLog(movie, remains);
+    const Descriptor log(openFile(logPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
+    if (!log)
+        return remains;
+    const QByteArray bytes = bytesAt(log.get(), 0, fileLength(log.get()));
+    if (!bytes.startsWith(mark))
+        return remains;
+    remains.hasLog = true;
+    qsizetype at = mark.size();
+    while (bytes.size() - at >= recordStartBytes + checksumBytes) {
+        const qsizetype length = wordAt(bytes, at + 1);
+        const qsizetype end = at + recordStartBytes + length;
+        if (end + checksumBytes > bytes.size() || checksum(bytes.mid(at, end - at)) != bytes.mid(end, checksumBytes))
+            return remains;
+        take(remains, bytes[at], bytes.mid(at + recordStartBytes, length));
+        at = end + checksumBytes;
+    }
+    return remains;
+}
+
+void RecordingLog::discard(const QString& movie)
+{
+    removeBeside(logPath(movie), mark);
+}
+
+RecordingRemains RecordingRemains::of(const QString& movie)
+{
+    RecordingRemains remains = RecordingLog::contentOf(movie);
     EditJournal::addTo(remains, movie);
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
     const QByteArray text = file ? readHeaderAttribute(file.get()) : QByteArray();
@@ -216,8 +225,10 @@ RecordingRemains RecordingRemains::of(const QString& movie)
 
 void RecordingRemains::remove(const QString& movie)
 {
-    removeBeside(logPath(movie), mark);
+    RecordingLog::discard(movie);
     EditJournal::discard(movie);
+    if (movie.contains(QChar::Null))
+        return;
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
     if (file)
         dropHeader(file.get());

@@ -12,6 +12,7 @@
 namespace zd {
 
 class AttributeChunk;
+struct RecordingRemains;
 
 /// Name of the extended attribute of a movie file that holds its header text while it is recorded.
 inline constexpr char headerExtendedAttribute[] = "user.dataio.header";
@@ -26,6 +27,10 @@ void dropHeader(int movieFD);
 /// fibre centres, and the time and laser power of every frame. Best effort: a log that cannot be written ends.
 class RecordingLog {
 public:
+    /// What the log beside a movie says, until it ends or breaks off.
+    static RecordingRemains contentOf(const QString& movie);
+    /// Removes a log that an earlier recording of the movie left.
+    static void discard(const QString& movie);
     /// Starts the log of a movie, replacing one left by an earlier recording. Null when there can be none.
     static std::unique_ptr<RecordingLog> begin(const QString& movie);
 
@@ -35,8 +40,8 @@ public:
 
     void header(const AttributeChunk& header);
     void fiberCenters(const std::vector<float>& centers);
-    /// `time` is null when the frame has none.
-    void frame(std::uint32_t offset, const timeval* time, float laserPower);
+    /// `time` is null when the frame has none. The frame is recorded already: nothing is reported.
+    void frame(std::uint32_t offset, const timeval* time, float laserPower) noexcept;
     /// The movie is whole: removes the log.
     void end() noexcept;
 

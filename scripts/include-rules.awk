@@ -33,7 +33,7 @@ BEGIN {
           " filereader filereserve filewriter payloadbuffer readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
           " imagefilelayout")
-    group("images", "imagewriter imagereader editjournal recordinglog recordingremains besidefile")
+    group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile")
     group("copying", "imageutilities")
     below["system"] = below["detail"] = below["report"] = below["framing"] = ""
     below["container"] = below["records"] = "system detail report framing"
