@@ -78,4 +78,17 @@ Report repeatedReportOf(const char* logger, Operation operation)
     return logged;
 }
 
+/// The code of what `operation` reports, quietly; empty when it reports nothing.
+template <typename Operation>
+std::string codeOf(Operation operation)
+{
+    LogCapture silence(0);
+    try {
+        operation();
+    } catch (const IOFileException& e) {
+        return e.code().toStdString();
+    }
+    return {};
+}
+
 } // namespace zd::test

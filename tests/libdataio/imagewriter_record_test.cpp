@@ -1,0 +1,657 @@
+#include <libdataio/imagewriter.h>
+
+#include <common/zdpalette.h>
+#include <libdataio/imagereader.h>
+#include <tests/support/allocations.h>
+#include <tests/support/faults.h>
+#include <tests/support/moviebuilder.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/moviewalk.h>
+#include <tests/support/report.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <limits>
+#include <optional>
+
+namespace zd {
+
+namespace {
+
+using namespace test;
+
+const std::string pixels0 = countingFrame(16, '\x01');
+const std::string pixels1 = countingFrame(16, '\x41');
+constexpr timeval time0{1'600'000'000, 250'000};
+constexpr timeval time1{1'600'000'000, 333'333};
+
+/// The movie that `record` makes, put together by hand.
+MovieBuilder exampleBuilder()
+{
+    return MovieBuilder()
+        .frame(pixels0)
+        .frame(pixels1)
+        .chunk(7, timeBytes(1'600'000'000, 250'000) + timeBytes(1'600'000'000, 333'333))
+        .chunk(8, "\x7F\xFF")
+        .frameFormat(4, 2, 5, 16);
+}
+
+void setFormat(ImageWriter& writer)
+{
+    writer.width(4);
+    writer.height(2);
+    writer.pixType(ZD_USHORT);
+}
+
+class Recording : public testing::Test {
+protected:
+    /// Two frames with times and laser powers; the movie stays open.
+    void record(ImageWriter& writer)
+    {
+        writer.create(m_path, false);
+        setFormat(writer);
+        writer.addFrame(pixels0.data(), time0, 0.5F);
+        writer.addFrame(pixels1.data(), 16, time1, -1.0F);
+    }
+
+    std::string file() const { return readFile(m_path); }
+
+    TemporaryDirectory m_directory;
+    const QString m_path = m_directory.path("movie.vqf");
+};
+
+TEST_F(Recording, WritesTheDocumentedBytes)
+{
+    ImageWriter writer;
+    EXPECT_FALSE(writer.isOpen());
+    writer.close(); // nothing is open
+    record(writer);
+    EXPECT_TRUE(writer.isOpen());
+    EXPECT_EQ(file(), chunk(2, pixels0) + chunk(2, pixels1)) << "frames are complete when the call returns";
+    writer.close();
+    EXPECT_FALSE(writer.isOpen());
+
+    const std::string bytes = file();
+    EXPECT_EQ(bytes.size(), 309U);
+    EXPECT_EQ(bytes, exampleBuilder().movie());
+    EXPECT_EQ(bytes.substr(0, 16), hex("0A3C43535441 00000002 00000010 3E0A"));
+    EXPECT_EQ(bytes.substr(194, 52), word(4) + words({2, 0, 16, 2, 48, 16, 7, 96, 16, 8, 144, 2}));
+    EXPECT_EQ(bytes.substr(246, 47), "endian=2\nheight=2\npixbits=16\npixtype=5\nwidth=4\n");
+    writer.close(); // again: nothing happens
+    EXPECT_EQ(file(), bytes);
+}
+
+TEST_F(Recording, StampsFramesWithTheClock)
+{
+    const auto now = [] { return std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now()); };
+    const auto before = now();
+    ImageWriter writer;
+    writer.create(m_path, true);
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), time0, 0.5F); }), "IW_AF_INFO2") << "the size comes first";
+    setFormat(writer);
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), time0, 0.5F); }), "IW_AF_AUTOTIME1");
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), 16, time0, 0.5F); }), "IW_AF_AUTOTIME2");
+    EXPECT_EQ(codeOf([&] { writer.addFrameAtEnd(pixels0.data(), 16, time0, 0.5F); }), "IW_AF_AUTOTIME3");
+    writer.addFrame(pixels0.data(), 0.5F);
+    writer.addFrame(pixels0.data(), 16, 0.5F);
+    writer.addFrameAtEnd(pixels1.data(), 16, -1.0F);
+    writer.replaceFrame(pixels1.data(), 1, 0.25F);
+    writer.close();
+    const auto after = now();
+
+    EXPECT_EQ(framesOf(file()), (std::vector<std::string>{pixels0, pixels1, pixels1}));
+    ImageReader reader(m_path);
+    const FrameTimer& times = reader.getFrameTimer();
+    ASSERT_EQ(times.size(), 3U);
+    EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
+    for (const timeval& time : times) {
+        EXPECT_GE(toTimePoint(time), before);
+        EXPECT_LE(toTimePoint(time), after);
+        EXPECT_LT(time.tv_usec, 1'000'000);
+    }
+}
+
+TEST_F(Recording, WritesOnlyTheSideDataThatThereIs)
+{
+    const auto typesAfter = [this](bool autotime, auto fill) {
+        ImageWriter writer;
+        writer.create(m_path, autotime);
+        setFormat(writer);
+        fill(writer);
+        writer.close();
+        std::vector<std::uint32_t> types;
+        for (const WalkedChunk& chunk : walkMovie(file()))
+            types.push_back(chunk.type);
+        return types;
+    };
+    using Types = std::vector<std::uint32_t>;
+    EXPECT_EQ(typesAfter(false, [](ImageWriter&) {}), Types({5}));
+    EXPECT_EQ(typesAfter(true, [](ImageWriter&) {}), Types({7, 5}));
+    EXPECT_EQ(file().substr(0, 32), chunk(7, ""));
+    EXPECT_EQ(typesAfter(false, [](ImageWriter& w) { w.addFrame(pixels0.data(), 1.0F); }), Types({2, 8, 5}));
+    EXPECT_EQ(typesAfter(true,
+                         [](ImageWriter& w) {
+                             w.addRasterFiberContinuousIndexes({1, 1});
+                             w.addFrame(pixels0.data(), 1.0F);
+                         }),
+              Types({2, 6, 7, 8, 5}));
+    EXPECT_EQ(typesAfter(false,
+                         [](ImageWriter& w) {
+                             w.addRasterFiberContinuousIndexes({1, 1});
+                             w.addRasterFiberContinuousIndexes({});
+                         }),
+              Types({5}));
+}
+
+TEST_F(Recording, EncodesSideData)
+{
+    ImageWriter writer;
+    writer.create(m_path, false);
+    setFormat(writer);
+    const timeval late{5, 1};
+    const timeval early{-3, 999'999};
+    const timeval between{5, 0};
+    const float powers[] = {0, 0.5F, 1, -1, 2};
+    const timeval times[] = {late, early, between, between, late};
+    for (int i = 0; i < 5; ++i)
+        writer.addFrame(pixels0.data(), times[i], powers[i]);
+    writer.addRasterFiberContinuousIndexes({-3, 1, 4, 1.5F, 2.5F});
+    EXPECT_EQ(writer.getRasterFiberContinuousIndexes(), (std::vector<float>{-3, 1, 4, 1.5F, 2.5F}));
+    writer.close();
+
+    const std::vector<WalkedChunk> chunks = walkMovie(file());
+    ASSERT_EQ(chunks.size(), 9U);
+    EXPECT_EQ(chunks[5].payload, words({0, 2147483647, 3221225471, 2147483647, 2684354559})) << "an odd list ends in x";
+    EXPECT_EQ(chunks[6].payload,
+              timeBytes(-3, 999'999) + timeBytes(5, 0) + timeBytes(5, 0) + timeBytes(5, 1) + timeBytes(5, 1));
+    EXPECT_EQ(chunks[7].payload, hex("00 7F FE FF FC"));
+}
+
+TEST_F(Recording, StoresHeaderValues)
+{
+    ImageWriter writer;
+    EXPECT_EQ(writer.pixBytes(), 0);
+    EXPECT_EQ(writer.getComment(), QString());
+    writer.create(m_path, false);
+    EXPECT_EQ(codeOf([&] { writer.pixType(ZD_UNKNOWN); }), "IW_PT_INFO");
+    const std::pair<int, int> bitsAndBytes[] = {{1, 1}, {8, 1}, {12, 2}, {24, 3}, {0, 1}, {-16, -1}};
+    for (const auto& [bits, bytes] : bitsAndBytes) {
+        writer.attribute(QStringLiteral("pixbits"), bits);
+        EXPECT_EQ(writer.pixBytes(), bytes) << bits;
+    }
+    writer.pixType(ZD_RGB);
+    EXPECT_EQ(codeOf([&] { writer.pixType(static_cast<ZDImagePixelType>(99)); }), "IW_PT_INFO");
+    EXPECT_EQ(writer.pixBytes(), 3) << "the bits stay";
+    writer.width(7);
+    writer.width(8);
+    writer.height(9);
+    writer.frameDelay(83);
+    writer.dimension(2);
+    writer.palette("unused", 6);
+    writer.indexed(true);
+    writer.setComment(QStringLiteral("a\nb\ac\r"));
+    EXPECT_EQ(writer.getComment(), QStringLiteral("a\nb c\r"));
+    writer.setSpecificComment(QStringLiteral("\n"));
+    writer.attribute(QStringLiteral("x"), 1.5F);
+    writer.attribute(QStringLiteral("y"), QStringLiteral("t\u00E9"));
+    writer.setPlugAttribute(QStringLiteral("gain"), 3);
+    writer.setPlugAttribute(QStringLiteral("f"), -0.25F);
+    writer.setPlugAttribute(QStringLiteral("t"), QStringLiteral("u"));
+    writer.removeAttribute(QStringLiteral("gain"));
+    writer.removeAttribute(QStringLiteral("plug_t"));
+    writer.addBundleBoundingBoxCoords(10, 20, 110, 120);
+    writer.attributeChunk().set(QStringLiteral("z"), 1);
+    writer.close();
+
+    EXPECT_EQ(headerText(file()),
+              "bbox_max_x=1.100000e+02\nbbox_max_y=1.200000e+02\nbbox_min_x=1.000000e+01\nbbox_min_y=2.000000e+01\n"
+              "comment=a\ab c\r\ndatadimension=2\nendian=2\nframedelay=83\nheight=9\nindexed=1\npalette=1\npixbits=24\n"
+              "pixtype=99\nplug_f=-2.500000e-01\nplug_gain=3\nspecific_comment=\a\nwidth=8\nx=1.500000e+00\n"
+              "y=t\xE9\nz=1\n");
+}
+
+TEST_F(Recording, StoresThePalette)
+{
+    ZdPalette palette;
+    palette.name = QStringLiteral("hot");
+    palette.cropMin = 10;
+    palette.cropMax = 20;
+    palette.addColor(0, 0, 0, 0);
+    palette.addColor(1, 1, 0.5F, 0.25F);
+    ImageWriter writer;
+    writer.create(m_path, false);
+    writer.attribute(QStringLiteral("pal_name"), QStringLiteral("old"));
+    writer.attribute(QStringLiteral("kept"), 1);
+    writer.setPalette(palette);
+    writer.close();
+    EXPECT_EQ(headerText(file()),
+              "endian=2\nkept=1\npal_cropMax=20\npal_cropMin=10\n"
+              "pal_n0_b=0.000000e+00\npal_n0_g=0.000000e+00\npal_n0_r=0.000000e+00\npal_n0_val=0.000000e+00\n"
+              "pal_n1_b=2.500000e-01\npal_n1_g=5.000000e-01\npal_n1_r=1.000000e+00\npal_n1_val=1.000000e+00\n"
+              "pal_name=hot\npal_nbcols=2\n");
+}
+
+TEST_F(Recording, TakesTheFrameSizeFromTheHeader)
+{
+    struct Case {
+        int width, height, bits;
+        std::optional<std::size_t> bytes; // none: not defined
+    };
+    const Case cases[] = {
+        {5, 3, 12, 30},
+        {5, 3, 24, 45},
+        {5, 3, 1, 15},
+        {0, 3, 16, 0},
+        {5, 3, 0, 0},
+        {-1, 3, 8, std::nullopt},
+        {5, 3, -16, std::nullopt},
+        {46341, 46341, 16, std::nullopt},
+        {65536, 65536, 8, std::nullopt},
+        {2147483647, 2147483647, 2147483647, std::nullopt},
+    };
+    const std::string pixels(64, 'p');
+    ImageWriter writer;
+    for (const Case& c : cases) {
+        writer.create(m_path, false);
+        EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), "IW_AF_INFO1") << "nothing is defined";
+        writer.width(c.width);
+        writer.height(c.height);
+        EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), "IW_AF_INFO1") << "no bits are defined";
+        writer.attribute(QStringLiteral("pixbits"), c.bits);
+        EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), time0, 1.0F); }), c.bytes ? "" : "IW_AF_INFO2");
+        EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), c.bytes ? "" : "IW_AF_INFO1");
+        writer.close();
+        const std::string frame = pixels.substr(0, c.bytes.value_or(0));
+        EXPECT_EQ(framesOf(file()), std::vector<std::string>(c.bytes ? 2 : 0, frame))
+            << c.width << " x " << c.height << " x " << c.bits;
+    }
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), "IW_AF_INFO1");
+}
+
+TEST_F(Recording, RefusesFramesWithoutAFile)
+{
+    ImageWriter writer;
+    setFormat(writer);
+    const auto refused = [](auto operation) { EXPECT_EQ(codeOf(operation), "FDCW_AC_BADFD"); };
+    const auto refuseAll = [&] {
+        refused([&] { writer.addFrame(pixels0.data(), 0.5F); });
+        refused([&] { writer.addFrame(pixels0.data(), 16, 0.5F); });
+        refused([&] { writer.addFrameAtEnd(pixels0.data(), 16, 0.5F); });
+        EXPECT_EQ(writer.roomLeft(), 0U);
+        EXPECT_FALSE(writer.sync());
+    };
+    refuseAll();
+    record(writer);
+    EXPECT_TRUE(writer.sync());
+    writer.close();
+    refuseAll();
+    refused([&] { writer.addFrame(pixels0.data(), time0, 0.5F); });
+    refused([&] { writer.addFrameAtEnd(pixels0.data(), 16, time0, 0.5F); });
+    refused([&] { writer.replaceFrame(pixels0.data(), 0, 0.5F); });
+    refused([&] { writer.replaceFrame(pixels0.data(), 0, time0, 0.5F); });
+    EXPECT_EQ(file(), exampleBuilder().movie());
+
+    writer.create(m_path, false);
+    writer.close();
+    EXPECT_EQ(file(), MovieBuilder().attribute("endian", "2").movie()) << "nothing is left of the movie before";
+}
+
+TEST_F(Recording, RefusesImpossibleSizes)
+{
+    ImageWriter writer;
+    record(writer);
+    const Report negative = reportOf("dataio.fdchunkwriter", [&] { writer.addFrame(pixels0.data(), -1, 0.5F); });
+    EXPECT_EQ(negative, (Report{"FDCW_AC_WRITE", "Could not write all data: Invalid argument", 4}));
+    EXPECT_EQ(codeOf([&] { writer.addFrameAtEnd(pixels0.data(), std::numeric_limits<int>::min(), time0, 0.5F); }),
+              "FDCW_AC_WRITE");
+    EXPECT_EQ(codeOf([&] { writer.addFrame(nullptr, 16, time0, 0.5F); }), "FDCW_AC_WRITE");
+    writer.close();
+    EXPECT_EQ(file(), exampleBuilder().movie());
+}
+
+TEST_F(Recording, KeepsRoomForTheRestOfTheMovie)
+{
+    constexpr std::uint64_t limit = 1000;
+    ImageWriter writer;
+    EXPECT_EQ(writer.sizeLimit(), 2147483647U);
+    writer.setSizeLimit(~std::uint64_t{0});
+    EXPECT_EQ(writer.sizeLimit(), 4294967295U);
+    writer.setSizeLimit(limit);
+    EXPECT_EQ(writer.sizeLimit(), limit);
+    writer.create(m_path, true);
+    setFormat(writer);
+    writer.addRasterFiberContinuousIndexes({1, 1, 2, 1});
+    const std::string pixels(limit, 'p');
+
+    int frames = 0;
+    while (writer.roomLeft() >= 100) {
+        const std::uint64_t room = writer.roomLeft();
+        writer.addFrame(pixels.data(), 60, 0.5F);
+        EXPECT_EQ(writer.roomLeft(), room - 60 - 32 - 12 - 8 - 1) << "chunk, record, time and laser power";
+        ++frames;
+    }
+    const auto room = static_cast<int>(writer.roomLeft());
+    const Report refused = reportOf("dataio.fdchunkwriter", [&] { writer.addFrame(pixels.data(), room + 1, 0.5F); });
+    EXPECT_EQ(refused, (Report{"FDCW_AC_WRITE", "Could not write all data: File too large", 4}));
+    writer.attribute(QStringLiteral("long"), QStringLiteral("text"));
+    EXPECT_EQ(writer.roomLeft(), static_cast<std::uint64_t>(room - 10)) << "name, =, value and line feed";
+    writer.removeAttribute(QStringLiteral("long"));
+    writer.addFrame(pixels.data(), room, 0.5F);
+    EXPECT_EQ(writer.roomLeft(), 0U);
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 0, 0.5F); }), "FDCW_AC_WRITE");
+    writer.close();
+
+    EXPECT_LE(file().size(), limit);
+    walkMovie(file());
+    ImageReader reader(m_path);
+    EXPECT_EQ(reader.nbFrames(), frames + 1);
+    EXPECT_EQ(reader.getFrameTimer().size(), static_cast<std::size_t>(frames + 1));
+}
+
+TEST_F(Recording, ASecondMovieClosesTheFirst)
+{
+    const QString second = m_directory.path("second.vqf");
+    ImageWriter writer;
+    record(writer);
+    writer.create(second, false);
+    EXPECT_EQ(file(), exampleBuilder().movie());
+    writer.addFrame(pixels1.data(), 16, 0.5F);
+    const std::string secondBytes = readFile(second);
+
+    writer.addRasterFiberContinuousIndexes({1, 1});
+    EXPECT_EQ(codeOf([&] { writer.create(m_path, true); }), "IW_ARFCI_INFO") << "the second has no frame size";
+    EXPECT_EQ(codeOf([&] { writer.modify(m_path); }), "IW_ARFCI_INFO");
+    EXPECT_EQ(codeOf([&] { writer.modifyAttribute(m_path, AttributeChunk()); }), "IW_ARFCI_INFO");
+    EXPECT_EQ(file(), exampleBuilder().movie());
+    EXPECT_EQ(readFile(second), secondBytes);
+    setFormat(writer);
+    writer.addFrame(pixels0.data(), time0, -1.0F);
+    EXPECT_EQ(codeOf([&] { writer.create(m_directory.path("no/such/folder"), true); }), "FW_OF_OPEN");
+    EXPECT_FALSE(writer.isOpen());
+    EXPECT_EQ(readFile(second), MovieBuilder()
+                                    .frame(pixels1)
+                                    .frame(pixels0)
+                                    .chunk(6, words({1073741823, 2147483647}))
+                                    .chunk(7, timeBytes(time0.tv_sec, time0.tv_usec))
+                                    .chunk(8, "\x7F\xFF")
+                                    .frameFormat(4, 2, 5, 16)
+                                    .movie());
+}
+
+TEST_F(Recording, TheDestructorCloses)
+{
+    {
+        ImageWriter writer;
+        record(writer);
+    }
+    EXPECT_EQ(file(), exampleBuilder().movie());
+    {
+        ImageWriter writer;
+        writer.create(m_path, false);
+        writer.addFrame(pixels0.data(), 16, -1.0F);
+        writer.addRasterFiberContinuousIndexes({1, 1});
+    }
+    EXPECT_EQ(file(), MovieBuilder().frame(pixels0).chunk(8, "\xFF").attribute("endian", "2").movie())
+        << "without the fibre centres, which lack a frame size";
+    {
+        ImageWriter writer;
+        record(writer);
+        Faults full({.at = 1, .error = ENOSPC, .lasting = true, .among = call::writes});
+        writer.~ImageWriter();
+        new (&writer) ImageWriter;
+    }
+    EXPECT_EQ(file(), chunk(2, pixels0) + chunk(2, pixels1)) << "a failure is dropped";
+}
+
+/// Runs `operation` with a fault in its n-th system call, for every n, and checks what is left each time.
+template <typename Prepare, typename Operation, typename Check>
+void withEveryFault(const Fault& kind, Prepare prepare, Operation operation, Check check)
+{
+    bool struck = true;
+    for (int n = 1; struck; ++n) {
+        SCOPED_TRACE(testing::Message() << "call " << n << ", error " << kind.error << ", share "
+                                        << static_cast<int>(kind.share));
+        ImageWriter writer;
+        prepare(writer);
+        std::string code;
+        {
+            Fault fault = kind;
+            fault.at = n;
+            Faults faults(fault);
+            code = codeOf([&] { operation(writer); });
+            struck = faults.struck();
+        }
+        check(writer, code);
+        ASSERT_LT(n, 100);
+    }
+}
+
+TEST_F(Recording, AFailedCloseIsRepeated)
+{
+    const auto prepare = [this](ImageWriter& writer) {
+        record(writer);
+        writer.addRasterFiberContinuousIndexes({1, 1});
+    };
+    const std::string whole = MovieBuilder()
+                                  .frame(pixels0)
+                                  .frame(pixels1)
+                                  .chunk(6, words({1073741823, 2147483647}))
+                                  .chunk(7, timeBytes(1'600'000'000, 250'000) + timeBytes(1'600'000'000, 333'333))
+                                  .chunk(8, "\x7F\xFF")
+                                  .frameFormat(4, 2, 5, 16)
+                                  .movie();
+    const std::string longer = MovieBuilder()
+                                   .frame(pixels0)
+                                   .frame(pixels1)
+                                   .frame(pixels0)
+                                   .chunk(6, words({1073741823, 2147483647}))
+                                   .chunk(7, timeBytes(1'600'000'000, 250'000) + timeBytes(1'600'000'000, 333'333) +
+                                                 timeBytes(1'700'000'000, 0))
+                                   .chunk(8, std::string("\x7F\xFF\x00", 3))
+                                   .frameFormat(4, 2, 5, 16)
+                                   .movie();
+    int failures = 0;
+    for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne, Share::All}) {
+        const Fault fault{.error = ENOSPC, .share = share, .among = call::writes | call::seek | call::truncate};
+        withEveryFault(
+            fault, prepare, [](ImageWriter& writer) { writer.close(); },
+            [&](ImageWriter& writer, const std::string& code) {
+                failures += code.empty() ? 0 : 1;
+                EXPECT_EQ(writer.isOpen(), !code.empty());
+                EXPECT_TRUE(file().starts_with(chunk(2, pixels0) + chunk(2, pixels1)));
+                writer.close();
+                EXPECT_EQ(file(), whole);
+            });
+        withEveryFault(
+            fault, prepare, [](ImageWriter& writer) { writer.close(); },
+            [&](ImageWriter& writer, const std::string& code) {
+                if (code.empty())
+                    return;
+                writer.addFrame(pixels0.data(), {1'700'000'000, 0}, 0.0F);
+                writer.close();
+                EXPECT_EQ(file(), longer);
+            });
+    }
+    EXPECT_GE(failures, 20);
+}
+
+TEST_F(Recording, AFailedFrameLeavesNoTrace)
+{
+    const auto prepare = [this](ImageWriter& writer) {
+        writer.create(m_path, false);
+        setFormat(writer);
+        writer.addFrame(pixels0.data(), time0, 0.5F);
+    };
+    int failures = 0;
+    for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne, Share::All}) {
+        const auto operation = [](ImageWriter& writer) { writer.addFrame(pixels1.data(), 16, time1, -1.0F); };
+        const auto check = [&](ImageWriter& writer, const std::string& code) {
+            if (!code.empty()) {
+                ++failures;
+                EXPECT_TRUE(code == "CHB_WFD_WRITE" || code == "FDCW_AC_WRITE") << code;
+                operation(writer);
+            }
+            writer.close();
+            EXPECT_EQ(file(), exampleBuilder().movie());
+        };
+        withEveryFault({.error = EIO, .share = share, .among = call::writes | call::seek}, prepare, operation, check);
+    }
+    EXPECT_GE(failures, 5);
+
+    const auto nothingElse = [&](ImageWriter& writer, const std::string&) {
+        writer.close();
+        EXPECT_TRUE(file() == exampleBuilder().movie() ||
+                    file() == MovieBuilder()
+                                  .frame(pixels0)
+                                  .chunk(7, timeBytes(time0.tv_sec, time0.tv_usec))
+                                  .chunk(8, "\x7F")
+                                  .frameFormat(4, 2, 5, 16)
+                                  .movie());
+    };
+    withEveryFault(
+        {.error = ENOSPC, .share = Share::Half}, prepare,
+        [](ImageWriter& writer) { writer.addFrame(pixels1.data(), 16, time1, -1.0F); }, nothingElse);
+}
+
+TEST_F(Recording, ShortWritesAndInterruptionsAreCarriedOn)
+{
+    for (const Share share : {Share::OneByte, Share::Half, Share::AllButOne}) {
+        withEveryFault(
+            {.error = 0, .share = share}, [](ImageWriter&) {},
+            [this](ImageWriter& writer) {
+                record(writer);
+                writer.close();
+            },
+            [this](ImageWriter&, const std::string& code) {
+                EXPECT_EQ(code, "");
+                EXPECT_EQ(file(), exampleBuilder().movie());
+            });
+    }
+}
+
+TEST_F(Recording, FramesAndListsStayInStepWithoutMemory)
+{
+    for (int n = 1;; ++n) {
+        ImageWriter writer;
+        writer.create(m_path, false);
+        setFormat(writer);
+        writer.addFrame(pixels0.data(), time0, 0.5F);
+        bool failed = false;
+        {
+            Allocations allocations({.at = n});
+            try {
+                for (int i = 0; i < 100; ++i)
+                    writer.addFrame(pixels1.data(), 16, time1, 1.0F);
+            } catch (const std::bad_alloc&) {
+                failed = true;
+            }
+        }
+        writer.close();
+        walkMovie(file());
+        ImageReader reader(m_path);
+        const auto frames = static_cast<std::size_t>(reader.nbFrames());
+        EXPECT_EQ(reader.getFrameTimer().size(), frames);
+        float power = 0;
+        EXPECT_TRUE(reader.getLaserPower(static_cast<unsigned int>(frames - 1), power));
+        if (!failed) {
+            EXPECT_EQ(frames, 101U);
+            EXPECT_GT(n, 3) << "the lists must have grown";
+            return;
+        }
+    }
+}
+
+/// Records as many frames as there are laser powers, each one byte that counts up, and closes after `arrange`.
+template <typename Arrange>
+std::string arranged(const QString& path, int frames, bool withPowers, Arrange arrange)
+{
+    ImageWriter writer;
+    writer.create(path, false);
+    for (char i = 0; i < frames; ++i)
+        writer.addFrame(&i, 1, timeval{100 + i, 0}, static_cast<float>(i) / 254);
+    if (!withPowers) {
+        writer.close();
+        std::string bytes = readFile(path);
+        MovieBuilder builder;
+        for (char i = 0; i < frames; ++i)
+            builder.frame(std::string(1, i));
+        writeFile(path, builder.attribute("endian", "2").movie());
+        writer.modify(path);
+    }
+    arrange(writer);
+    writer.close();
+    return readFile(path);
+}
+
+std::string orderOf(const std::string& movie)
+{
+    std::string order;
+    for (const std::string& frame : framesOf(movie))
+        order.push_back(static_cast<char>('0' + frame[0]));
+    return order;
+}
+
+std::string powersOf(const std::string& movie)
+{
+    std::string order;
+    for (const WalkedChunk& chunk : walkMovie(movie)) {
+        for (const char code : chunk.type == 8 ? chunk.payload : std::string())
+            order.push_back(static_cast<char>('0' + code));
+    }
+    return order;
+}
+
+TEST_F(Recording, PutsACircularPartInOrder)
+{
+    const auto order = [this](unsigned int first, unsigned int size) {
+        const std::string movie =
+            arranged(m_path, 10, true, [=](ImageWriter& writer) { writer.organizeIndex(first, size); });
+        EXPECT_EQ(orderOf(movie), powersOf(movie));
+        EXPECT_EQ(walkMovie(movie)[10].payload.substr(0, 16), timeBytes(100, 0) + timeBytes(101, 0)) << "times stay";
+        return orderOf(movie);
+    };
+    EXPECT_EQ(order(3, 6), "3450126789");
+    EXPECT_EQ(order(1, 9), "1234567809");
+    EXPECT_EQ(order(0, 0), "0123456789");
+    EXPECT_EQ(order(0, 4'000'000'000U), "0123456789");
+
+    const std::string unchanged = arranged(m_path, 10, true, [](ImageWriter& writer) {
+        const std::pair<unsigned int, unsigned int> bad[] = {{3, 10}, {3, 3}, {10, 5}, {5, 4}, {4'000'000'000U, 5}};
+        for (const auto& [first, size] : bad) {
+            const Report report = reportOf("dataio.imagewriter", [&] { writer.organizeIndex(first, size); });
+            EXPECT_EQ(report,
+                      (Report{"IW_IO_INDEX",
+                              "ImageWriter::organizeIndex: bad arguments.\nfirstFrame " + std::to_string(first) +
+                                  " \n circularSize " + std::to_string(size) + " \n index size 10",
+                              0}));
+        }
+    });
+    EXPECT_EQ(orderOf(unchanged), "0123456789");
+    ImageWriter empty;
+    empty.organizeIndex(3, 2);
+    empty.setFirstFrame(7);
+}
+
+TEST_F(Recording, MakesAFrameTheFirst)
+{
+    const auto order = [this](int frames, unsigned int first, bool withPowers) {
+        const std::string movie =
+            arranged(m_path, frames, withPowers, [=](ImageWriter& writer) { writer.setFirstFrame(first); });
+        EXPECT_EQ(powersOf(movie), withPowers ? orderOf(movie) : "");
+        return orderOf(movie);
+    };
+    EXPECT_EQ(order(5, 3, true), "34012");
+    EXPECT_EQ(order(5, 0, true), "01234");
+    EXPECT_EQ(order(5, 2, false), "23401");
+    EXPECT_EQ(order(1, 0, true), "0");
+    const std::string unchanged = arranged(m_path, 5, true, [](ImageWriter& writer) {
+        EXPECT_EQ(codeOf([&] { writer.setFirstFrame(5); }), "IW_SFF_BOUND");
+        EXPECT_EQ(codeOf([&] { writer.setFirstFrame(4'000'000'000U); }), "IW_SFF_BOUND");
+    });
+    EXPECT_EQ(orderOf(unchanged), "01234");
+}
+
+} // namespace
+
+} // namespace zd
