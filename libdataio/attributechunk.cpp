@@ -186,7 +186,9 @@ void AttributeChunk::merge(const AttributeChunk& other)
 
 void AttributeChunk::parse(const QString& text)
 {
-    parseLines(QStringView(text), attributes());
+    // The text may be one of the values that parsing replaces.
+    const QString held = text;
+    parseLines(QStringView(held), attributes());
 }
 
 void AttributeChunk::parseLatin1(const char* data, std::size_t size)

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstring>
 #include <ctime>
-#include <limits>
 #include <optional>
 #include <utility>
 
@@ -62,8 +61,8 @@ std::optional<TimeName> parseTimeName(QStringView name, std::size_t limit)
     return std::nullopt;
 }
 
-/// The numbered time attributes by their number, gaps included. As many times as there are attributes can have no
-/// gap before a number beyond that, so such numbers are left out.
+/// The numbered time attributes by their number, gaps included. Numbers that are not below the count of attributes
+/// are left out: there is a gap before them.
 std::vector<TimeEntries> findTimes(const AttributeChunk::Map& attributes)
 {
     std::vector<TimeEntries> times;

@@ -168,6 +168,11 @@ TEST(AttributeChunk, TrimsAndSkipsByTheSameRulesInBothForms)
     expectParsed("a=1\r2\n", "a=1\r2\n");
     expectParsed("a=\0b\n\0=1"s, "\0=1\na=\0b\n"s);
 
+    AttributeChunk own;
+    own.set(text("a"), text("a=a much longer text than the one before\nb=2"));
+    own.parse(own.attributes()[text("a")].text());
+    EXPECT_EQ(dumped(own), "a=a much longer text than the one before\nb=2\n");
+
     AttributeChunk chunk;
     chunk.parseLatin1(nullptr, 0);
     chunk.parse(QStringLiteral("\u2003\u20AC=\U0001F39E\u2028\n"));
