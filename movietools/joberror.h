@@ -16,9 +16,6 @@ struct JobError {
     QString code;    ///< the library's code; empty for what a job itself found
 };
 
-/// Thrown by a job whose progress callback asked it to stop.
-struct JobCancelled {};
-
 /// A report of the library about the file at `path`. `workPath` is another name under which the library knew the
 /// file; it does not appear in the words.
 JobError jobError(const IOFileException& report, const QString& path, const QString& workPath = {});

@@ -24,6 +24,14 @@ unsigned processMask()
     return mask;
 }
 
+QString withoutLinks(const QString& path)
+{
+    const QFileInfo target(path);
+    if (!target.isSymLink())
+        return path;
+    return target.exists() ? target.canonicalFilePath() : target.symLinkTarget();
+}
+
 // Whether `path` names the file that `target` describes.
 bool isSameFile(const QString& path, const struct stat& target)
 {
@@ -38,8 +46,7 @@ OutputFile::OutputFile(const QString& path, Existing existing, const QStringList
                        Work work)
     : m_path(path)
 {
-    const QFileInfo target(path);
-    const QString followed = target.isSymLink() ? target.symLinkTarget() : path;
+    const QString followed = withoutLinks(path);
     m_target = followed.toUtf8();
     m_folder = QFileInfo(followed).path().toUtf8();
     checkTarget(existing, inputs);

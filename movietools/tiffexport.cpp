@@ -19,12 +19,6 @@ namespace {
 // Upper bound of what a page takes besides its pixels: its directory and what the entries point to.
 constexpr std::uint64_t bytesOfDirectory = 512;
 
-void report(const ProgressCallback& progress, const Progress& done)
-{
-    if (progress && !progress(done))
-        throw JobCancelled{};
-}
-
 std::uint64_t stackBytes(std::uint64_t pages, std::uint64_t frameBytes, std::uint64_t descriptionBytes)
 {
     return pages * (frameBytes + bytesOfDirectory) + descriptionBytes + bytesOfDirectory;

@@ -22,12 +22,6 @@ namespace {
 // Permissions of a recording: movies may show patients.
 constexpr unsigned moviePermissions = 0600;
 
-void report(const ProgressCallback& progress, const Progress& done)
-{
-    if (progress && !progress(done))
-        throw JobCancelled{};
-}
-
 QString changedAdvice()
 {
     return QStringLiteral("leave the stacks alone while they are imported");

@@ -4,6 +4,7 @@
 #include <libdataio/imagereader.h>
 #include <movietools/joberror.h>
 #include <movietools/movieindex.h>
+#include <movietools/progress.h>
 #include <vqf/console.h>
 #include <vqf/interruption.h>
 #include <vqf/timetext.h>

@@ -3,6 +3,7 @@
 #include <common/iofileexception.h>
 #include <log/logger.h>
 #include <movietools/joberror.h>
+#include <movietools/progress.h>
 #include <vqf/console.h>
 #include <vqf/interruption.h>
 

@@ -52,7 +52,8 @@ protected:
     TemporaryDirectory directory;
 };
 
-INSTANTIATE_TEST_SUITE_P(, OutputFileTest, testing::Values(OutputFile::Work::Unnamed, OutputFile::Work::Named));
+INSTANTIATE_TEST_SUITE_P(, OutputFileTest, testing::Values(OutputFile::Work::Unnamed, OutputFile::Work::Named),
+                         [](const auto& param) { return param.index == 0 ? "Unnamed" : "Named"; });
 
 TEST_P(OutputFileTest, AppearsCompleteOrNotAtAll)
 {
@@ -72,9 +73,10 @@ TEST_P(OutputFileTest, AppearsCompleteOrNotAtAll)
     EXPECT_EQ(test::readFile(directory.path("new")), "bytes");
     EXPECT_EQ(namesIn(directory), "new");
 
-    // Replaced through a symbolic link, which stays one; permissions stay, too.
+    // Replaced through symbolic links, which stay; permissions stay, too.
     ::chmod(directory.path("new").toUtf8().constData(), 0604);
-    QFile::link(directory.path("new"), directory.path("link"));
+    QFile::link(directory.path("new"), directory.path("between"));
+    QFile::link(directory.path("between"), directory.path("link"));
     {
         OutputFile file(directory.path("link"), Existing::Replace, {}, 0666, GetParam());
         test::writeFile(file.workPath(), "more");
@@ -82,7 +84,7 @@ TEST_P(OutputFileTest, AppearsCompleteOrNotAtAll)
     }
     EXPECT_EQ(test::readFile(directory.path("new")), "more");
     EXPECT_EQ(permissionsOf(directory.path("new")), 0604U);
-    EXPECT_EQ(namesIn(directory), "link new");
+    EXPECT_EQ(namesIn(directory), "between link new");
 }
 
 TEST_P(OutputFileTest, RefusesTargetsBeforeAnythingIsWritten)

@@ -104,6 +104,27 @@ TEST(TiffImport, KeepsEveryPixelInEveryForm)
     }
 }
 
+TEST(TiffImport, TakesWhatJpegDecodesToButNothingMadeUp)
+{
+    for (const StackForm& form :
+         {StackForm{.compression = 7}, StackForm{.channels = 3, .photometric = 6, .compression = 7}}) {
+        const TemporaryDirectory directory;
+        const QString stack = directory.path("stack.tif");
+        test::writeStack(stack, form, width, height, testPages(form, 2));
+        EXPECT_EQ(import(directory, {stack}).type, form.channels == 1 ? ZD_UCHAR : ZD_RGB);
+        ImageReader movie(directory.path("movie.vqf"));
+        EXPECT_TRUE(frameBytes(movie, 1) == test::readStack(stack)[1].pixels);
+        QFile::remove(directory.path("movie.vqf"));
+
+        // The decoder fills up the rest of a strip that ends early, here by a marker in the middle of it.
+        std::string bytes = test::readFile(stack);
+        const std::size_t scan = bytes.find("\xFF\xDA");
+        ASSERT_NE(scan, std::string::npos);
+        test::writeFile(stack, bytes.replace(scan + 40, 2, "\xFF\xD9"));
+        EXPECT_THAT(problemOf(directory, {stack}), HasSubstr("page 1 cannot be read"));
+    }
+}
+
 TEST(TiffImport, RecordsTimesPowersAndAttributes)
 {
     const TemporaryDirectory directory;

@@ -26,6 +26,13 @@ void require(bool done)
         throw std::runtime_error("the TIFF library failed");
 }
 
+// The JPEG codec turns colours around only when it is asked to.
+void exchangeRgb(::TIFF* tiff, std::uint16_t photometric)
+{
+    if (photometric == PHOTOMETRIC_YCBCR)
+        TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+}
+
 void describePage(::TIFF* tiff, const StackForm& form, std::uint32_t width, std::uint32_t height)
 {
     TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
@@ -37,12 +44,13 @@ void describePage(::TIFF* tiff, const StackForm& form, std::uint32_t width, std:
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, int{form.compression});
     TIFFSetField(tiff, TIFFTAG_ORIENTATION, int{form.orientation});
     TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, form.separate ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+    exchangeRgb(tiff, form.photometric);
     if (form.photometric == PHOTOMETRIC_PALETTE) {
         std::vector<std::uint16_t> ramp(std::size_t{1} << form.bits);
         TIFFSetField(tiff, TIFFTAG_COLORMAP, ramp.data(), ramp.data(), ramp.data());
     }
     if (form.tile == 0) {
-        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, form.compression == COMPRESSION_JPEG ? 16 : 3);
     } else {
         TIFFSetField(tiff, TIFFTAG_TILEWIDTH, form.tile);
         TIFFSetField(tiff, TIFFTAG_TILELENGTH, form.tile);
@@ -124,6 +132,7 @@ std::vector<StackPage> readStack(const QString& path)
             page.description = text;
         if (TIFFGetField(tiff.get(), TIFFTAG_SOFTWARE, &text) != 0)
             page.software = text;
+        exchangeRgb(tiff.get(), page.photometric);
         const auto rowBytes = static_cast<std::size_t>(TIFFScanlineSize(tiff.get()));
         page.pixels.resize(rowBytes * page.height);
         for (std::uint32_t row = 0; row < page.height; ++row)

@@ -13,10 +13,10 @@ struct StackForm {
     std::uint16_t bits = 8;
     std::uint16_t format = 1; ///< 1 unsigned, 2 signed, 3 float
     std::uint16_t channels = 1;
-    std::uint16_t photometric = 1; ///< 0 white is zero, 1 black is zero, 2 RGB, 3 palette
-    std::uint16_t compression = 1; ///< 1 none, 5 LZW, 8 deflate, 32773 PackBits
+    std::uint16_t photometric = 1; ///< 0 white is zero, 1 black is zero, 2 RGB, 3 palette, 6 YCbCr
+    std::uint16_t compression = 1; ///< 1 none, 5 LZW, 7 JPEG, 8 deflate, 32773 PackBits
     const char* mode = "w";        ///< of the TIFF library: byte order and classic or big
-    std::uint32_t tile = 0;        ///< side of a tile; 0: strips of three rows
+    std::uint32_t tile = 0;        ///< side of a tile; 0: strips of three rows (JPEG: sixteen)
     bool separate = false;         ///< channels apart
     std::uint16_t orientation = 1;
     std::string description = {}; ///< of the first page
