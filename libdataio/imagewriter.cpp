@@ -823,16 +823,23 @@ void ImageWriter::_reportFrameBound(const char* code, const LocationInfo& locati
 /// as long as the movie.
 void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
 {
+    if (!isOpen())
+        FDChunkWriter::reportNotOpen(DATAIO_HERE);
     const std::vector<ChunkRecord>& records = m_info[ZD_FRAME_CHUNK];
     const ChunkRecord record = records[index];
+    const Size length = layout::framingBytes + record.length;
+    if (record.offset + length > _endOfMovie())
+        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
     m_file.requireChunk(record.offset, ZD_FRAME_CHUNK, record.length);
-    if (m_laserPowers.size() < records.size())
-        m_laserPowers.resize(records.size(), -1.0F);
+    m_laserPowers.reserve(records.size());
     if (m_journal)
-        m_journal->keep(m_file.descriptor(), record.offset, layout::framingBytes + record.length);
+        m_journal->keep(m_file.descriptor(), record.offset, length);
+    _settleCut();
     if (!m_file.seek(record.offset))
         FDChunkWriter::reportSeekFailure(DATAIO_HERE);
     m_file.addChunk(ZD_FRAME_CHUNK, data, record.length);
+    if (m_laserPowers.size() < records.size())
+        m_laserPowers.resize(records.size(), -1.0F);
 }
 
 } // namespace zd

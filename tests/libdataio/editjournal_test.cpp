@@ -8,6 +8,7 @@
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
+#include <tests/support/nosynchronisation.h>
 #include <tests/support/powerloss.h>
 #include <tests/support/report.h>
 
@@ -114,12 +115,7 @@ constexpr Calls changes =
 
 class Journal : public testing::Test {
 protected:
-    Journal()
-    {
-        writeFile(m_path, before);
-        systemCalls.fdatasync = [](int) { return 0; }; // a real one waits, and a test cannot cut the power
-    }
-    ~Journal() override { systemCalls = m_system; }
+    Journal() { writeFile(m_path, before); }
 
     std::string file() const { return readFile(m_path); }
     QString beside(const char* suffix) const { return m_path + QString::fromUtf8(suffix); }
@@ -164,7 +160,7 @@ protected:
         writeFile(m_path, before);
     }
 
-    const SystemCalls m_system = systemCalls;
+    const NoSynchronisation m_noSynchronisation;
     const std::string before = movieBefore();
     TemporaryDirectory m_directory;
     const QString m_path = m_directory.path("movie.vqf");
