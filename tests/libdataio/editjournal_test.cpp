@@ -102,6 +102,13 @@ std::vector<Edit> allEdits()
              framesAppended = 1;
              writer.close();
          }},
+        {"a replaced frame",
+         [](const QString& path, FrameCount&) {
+             ImageWriter writer;
+             writer.modify(path);
+             writer.replaceFrame(replacement.data(), 0, 0.0F);
+             writer.close();
+         }},
         {"a longer header", [](const QString& path, FrameCount&) { editAttributes(path, QString(400, u'l')); }},
         {"a header of the same length",
          [](const QString& path, FrameCount&) { editAttributes(path, QStringLiteral("after!")); }},
@@ -157,6 +164,7 @@ protected:
     {
         for (const QString& name : leftovers())
             QFile::remove(m_directory.path(name.toUtf8().constData()));
+        QFile::remove(m_path);
         writeFile(m_path, before);
     }
 

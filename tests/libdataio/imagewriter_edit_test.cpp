@@ -46,7 +46,11 @@ MovieBuilder fullMovie()
 class Editing : public testing::Test {
 protected:
     std::string file() const { return readFile(m_path); }
-    void put(const std::string& bytes) const { writeFile(m_path, bytes); }
+    void put(const std::string& bytes) const
+    {
+        QFile::remove(m_path); // a file that is cut and rewritten goes to the disk at once, which takes long
+        writeFile(m_path, bytes);
+    }
 
     /// Edits a movie of these bytes and returns those of the closed result.
     std::string edited(const std::string& bytes, const std::function<void(ImageWriter&)>& edit)
