@@ -29,7 +29,7 @@ constexpr std::int64_t largestPaddedFrame = 64 << 20;
 std::int64_t frameBytes(int width, int height, int sampleBytes)
 {
     const std::int64_t samples = std::int64_t{width} * height;
-    if (samples <= 0 || samples > static_cast<std::int64_t>(layout::largestSizeLimit))
+    if (width < 1 || height < 1 || samples > static_cast<std::int64_t>(layout::largestSizeLimit))
         return 0;
     return samples * sampleBytes;
 }
@@ -430,8 +430,8 @@ bool ImageReader::getLaserPower(unsigned int index, float& out)
 bool ImageReader::getBundleBoundingBox(std::vector<float>& box)
 {
     box.assign(4, 0.0F);
-    if (m_info.get(layout::key::boxMinX, box[0]) && m_info.get(layout::key::boxMinY, box[1])
-        && m_info.get(layout::key::boxMaxX, box[2]) && m_info.get(layout::key::boxMaxY, box[3]))
+    if (m_info.get(layout::key::boxMinX, box[0]) && m_info.get(layout::key::boxMinY, box[1]) &&
+        m_info.get(layout::key::boxMaxX, box[2]) && m_info.get(layout::key::boxMaxY, box[3]))
         return true;
     box.clear();
     return false;
@@ -449,9 +449,9 @@ void ImageReader::getRasterFiberContinuousIndexes(std::vector<float>& out, Fiber
     const auto words = static_cast<std::size_t>(m_file.chunkSize()) / static_cast<std::size_t>(layout::fiberWordBytes);
     const float* fractions = _dataFloats();
     if (words % 2 != 0)
-        report::note(logger, LogLevel::getInfo(), "",
-                     [] { return QStringLiteral("Odd number of floats for fibers! Discarding last float."); },
-                     DATAIO_HERE);
+        report::note(
+            logger, LogLevel::getInfo(), "",
+            [] { return QStringLiteral("Odd number of floats for fibers! Discarding last float."); }, DATAIO_HERE);
 
     switch (mode) {
     case NoFiberFiltering:
@@ -502,13 +502,14 @@ void ImageReader::_fibersInBundle(const float* fractions, std::size_t fibers, co
 
 void ImageReader::_warnNoDistortion() const
 {
-    warn("NODISTOPARAMS",
-         [this] {
-             return QStringLiteral("User asked for fibers with BundleBoundingBoxFiberFiltering on a raw image that does "
-                                   "not have sinus distortion parameters. Size filtering only is applied. fileName=[%1]")
-                 .arg(QString::fromLatin1(m_fileName.toLocal8Bit()));
-         },
-         DATAIO_HERE);
+    warn(
+        "NODISTOPARAMS",
+        [this] {
+            return QStringLiteral("User asked for fibers with BundleBoundingBoxFiberFiltering on a raw image that does "
+                                  "not have sinus distortion parameters. Size filtering only is applied. fileName=[%1]")
+                .arg(QString::fromLatin1(m_fileName.toLocal8Bit()));
+        },
+        DATAIO_HERE);
 }
 
 void ImageReader::getRasterFiberIndexes(std::vector<unsigned int>& out, FiberFilteringMode mode)
@@ -596,7 +597,8 @@ QImage ImageReader::_thumbnail16(const detail::FrameSamples& samples, const deta
         colors.initDefault();
     _stretch(colors, detail::measureContrast(samples));
     std::vector<QRgb> table;
-    detail::buildColorTable(colors, detail::SampleRange::Signed16, {.lowest = false, .maskLevel = getMaskLevel()}, table);
+    detail::buildColorTable(colors, detail::SampleRange::Signed16, {.lowest = false, .maskLevel = getMaskLevel()},
+                            table);
     return detail::renderRgb32(samples, geometry, table);
 }
 
@@ -608,28 +610,31 @@ void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) 
     const auto cropMin = [&] { return QString::number(colors.cropMin); };
     const auto cropMax = [&] { return QString::number(colors.cropMax); };
     if (!stretch.validRange) {
-        warn("PIXOUTOFRANGE",
-             [&] {
-                 return QStringLiteral("Bad pelette range. cropMin=[%1],cropMax=[%2],fileName=[%3]")
-                     .arg(cropMin(), cropMax(), m_fileName);
-             },
-             DATAIO_HERE);
+        warn(
+            "PIXOUTOFRANGE",
+            [&] {
+                return QStringLiteral("Bad pelette range. cropMin=[%1],cropMax=[%2],fileName=[%3]")
+                    .arg(cropMin(), cropMax(), m_fileName);
+            },
+            DATAIO_HERE);
         return;
     }
     if (stretch.lowOutside)
-        warn("PIXOUTOFRANGE",
-             [&] {
-                 return QStringLiteral("Min value ouside crop range. min=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
-                     .arg(QString::number(contrast.minimum), cropMin(), cropMax(), m_fileName);
-             },
-             DATAIO_HERE);
+        warn(
+            "PIXOUTOFRANGE",
+            [&] {
+                return QStringLiteral("Min value ouside crop range. min=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
+                    .arg(QString::number(contrast.minimum), cropMin(), cropMax(), m_fileName);
+            },
+            DATAIO_HERE);
     if (stretch.highOutside)
-        warn("PIXOUTOFRANGE",
-             [&] {
-                 return QStringLiteral("Max value outside crop range. max=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
-                     .arg(QString::number(contrast.maximum), cropMin(), cropMax(), m_fileName);
-             },
-             DATAIO_HERE);
+        warn(
+            "PIXOUTOFRANGE",
+            [&] {
+                return QStringLiteral("Max value outside crop range. max=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
+                    .arg(QString::number(contrast.maximum), cropMin(), cropMax(), m_fileName);
+            },
+            DATAIO_HERE);
     colors.adjustNodeValues(stretch.low, stretch.high);
 }
 
