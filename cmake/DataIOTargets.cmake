@@ -12,6 +12,7 @@ endif()
 
 # Reports name source files from the root of this tree, also when a compiler cache makes paths relative to the build.
 file(RELATIVE_PATH source_from_build "${CMAKE_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+string(REGEX REPLACE "/$" "" source_from_build "${source_from_build}")
 
 add_library(dataio-settings INTERFACE)
 target_compile_features(dataio-settings INTERFACE cxx_std_20)
