@@ -9,7 +9,7 @@ int main()
     zd::ZdPalette palette;
     palette.initUnsigned8();
     zd::Logger::setLevel(QStringLiteral("consumer"), 3);
-    const bool sound = palette.assertIntegrity() && palette.cropMax == 255
-                       && zd::Logger::logger(QStringLiteral("consumer")).level == 3;
+    const bool sound = palette.assertIntegrity() && palette.cropMax == 255 &&
+                       zd::Logger::logger(QStringLiteral("consumer")).level == 3;
     return sound ? 0 : 1;
 }

@@ -46,9 +46,9 @@ bool sameMovie(const QString& path)
         const void* data = nullptr;
         zd::timeval time{};
         const Frame expected = frameNumber(i);
-        same = reader.getFrame(data, static_cast<unsigned int>(i)) && reader.getFrameTiming(static_cast<unsigned>(i), time)
-               && reader.frameSize() == sizeof expected && std::memcmp(data, expected.data(), sizeof expected) == 0
-               && time.tv_sec == 100 + i && time.tv_usec == 5;
+        same = reader.getFrame(data, static_cast<unsigned int>(i)) &&
+               reader.getFrameTiming(static_cast<unsigned>(i), time) && reader.frameSize() == sizeof expected &&
+               std::memcmp(data, expected.data(), sizeof expected) == 0 && time.tv_sec == 100 + i && time.tv_usec == 5;
     }
     return same;
 }
