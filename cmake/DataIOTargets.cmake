@@ -45,6 +45,9 @@ function(dataio_public_library target name)
     SOVERSION ${PROJECT_VERSION_MAJOR}
     EXPORT_NAME ${name}
     INSTALL_RPATH "$ORIGIN")
+  if(NOT DATAIO_SANITIZE) # whose symbols come with the program
+    target_link_options(${target} PRIVATE LINKER:--no-undefined)
+  endif()
   install(TARGETS ${target} EXPORT DataIOTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
     FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/dataio")

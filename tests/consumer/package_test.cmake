@@ -1,7 +1,7 @@
 # Installs the build tree, moves the installed tree, builds the consumer project against it and runs its programs.
 #
-# Needs SOURCE_DIR and BUILD_DIR of the project, WORK_DIR for everything made here, and GENERATOR, COMPILER, BUILD_TYPE
-# and SANITIZE as the build tree has them.
+# Needs SOURCE_DIR and BUILD_DIR of the project, WORK_DIR for everything made here, and LIBRARY_FOLDER, GENERATOR,
+# COMPILER, BUILD_TYPE, SANITIZE and TOOLS as the build tree has them.
 
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -60,3 +60,6 @@ run("${WORK_DIR}/build/by_package" "${WORK_DIR}/by_package.vqf")
 run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${libraries}"
   "${WORK_DIR}/build/by_pkgconfig" "${WORK_DIR}/by_pkgconfig.vqf")
 run("${WORK_DIR}/build/palette")
+if(TOOLS)
+  run("${prefix}/bin/vqf" info "${WORK_DIR}/by_package.vqf")
+endif()

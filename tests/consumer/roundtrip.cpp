@@ -47,7 +47,8 @@ bool sameMovie(const QString& path)
         zd::timeval time{};
         const Frame expected = frameNumber(i);
         same = reader.getFrame(data, static_cast<unsigned int>(i)) &&
-               reader.getFrameTiming(static_cast<unsigned>(i), time) && reader.frameSize() == sizeof expected &&
+               reader.getFrameTiming(static_cast<unsigned>(i), time) &&
+               reader.frameSize() == std::int64_t{sizeof expected} &&
                std::memcmp(data, expected.data(), sizeof expected) == 0 && time.tv_sec == 100 + i && time.tv_usec == 5;
     }
     return same;
