@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+
+namespace zd::movietools {
+
+/// Bytes that can be read at any offset, in any order.
+class ByteSource {
+public:
+    ByteSource() = default;
+    ByteSource(const ByteSource&) = delete;
+    ByteSource& operator=(const ByteSource&) = delete;
+    virtual ~ByteSource();
+
+    virtual std::int64_t length() const = 0;
+    /// Reads `size` bytes from `offset` (neither negative), or fewer where the source ends; returns how many.
+    /// Throws JobError when the system fails.
+    virtual std::int64_t read(std::int64_t offset, char* buffer, std::int64_t size) const = 0;
+    /// The same as an array. Its size is limited by what the source holds.
+    QByteArray bytes(std::int64_t offset, std::int64_t size) const;
+};
+
+/// A file as it lies on disk, whatever it holds, with its length at the moment of opening.
+class FileBytes : public ByteSource {
+public:
+    /// Opens a regular file for reading. Throws JobError.
+    explicit FileBytes(const QString& path);
+    ~FileBytes() override;
+
+    std::int64_t length() const override { return m_length; }
+    std::int64_t read(std::int64_t offset, char* buffer, std::int64_t size) const override;
+    /// Shows `bytes` in place of what the file holds at `offset`; nothing is written. Pieces do not overlap.
+    void overlay(std::int64_t offset, const QByteArray& bytes);
+
+private:
+    std::int64_t readFile(std::int64_t offset, char* buffer, std::int64_t size) const;
+
+    QString m_path;
+    int m_fd;
+    std::int64_t m_length = 0;
+    std::map<std::int64_t, QByteArray> m_overlays;
+};
+
+/// Bytes in memory.
+class MemoryBytes : public ByteSource {
+public:
+    explicit MemoryBytes(const QByteArray& bytes) : m_bytes(bytes) {}
+
+    std::int64_t length() const override { return m_bytes.size(); }
+    std::int64_t read(std::int64_t offset, char* buffer, std::int64_t size) const override;
+
+private:
+    QByteArray m_bytes;
+};
+
+} // namespace zd::movietools
