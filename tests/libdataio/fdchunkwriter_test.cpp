@@ -5,7 +5,6 @@
 #include <tests/support/filesizelimit.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
-#include <tests/support/standardoutput.h>
 
 #include <QCoreApplication>
 #include <QTranslator>
@@ -401,18 +400,6 @@ TEST_F(FDChunkWriterTest, FourTextsCanBeTranslatedAndNoCode)
               (Report{"FDCW_TRUNC", withSystemText("ERROR WHILE REMOVING OLD INDEX CHUNK:", EBADF), 4}));
     EXPECT_EQ(reportOf(logger, [&] { on(startHeader(2, 0x7FFFFFFF)).nextChunk(2); }).message,
               withSystemText("Could not read next chunk data: ", ENOMEM));
-}
-
-TEST_F(FDChunkWriterTest, PrintsItsState)
-{
-    FDChunkWriter writer;
-    writer.setFD(Descriptor(QStringLiteral("/dev/null"), O_RDONLY).release());
-    writer.seek(42);
-    const int fd = writer.descriptor();
-    char expected[200];
-    std::snprintf(expected, sizeof expected, "------------------ FDChunkWriter %p\nsize = 0\noffset = 42\nfd = %d",
-                  static_cast<void*>(&writer), fd);
-    EXPECT_EQ(standardOutputOf([&] { writer.dumpDebug(); }), expected);
 }
 
 TEST_F(FDChunkWriterTest, ClosingKeepsAllButTheDescriptor)

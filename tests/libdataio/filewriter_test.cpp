@@ -6,7 +6,7 @@
 #include <tests/support/report.h>
 #include <tests/support/standardoutput.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <clocale>
 #include <cstdlib>
@@ -20,6 +20,7 @@ namespace zd {
 namespace {
 
 using namespace test;
+using testing::MatchesRegex;
 
 constexpr const char* logger = "dataio.filewriter";
 constexpr const char* chunkLogger = "dataio.fdchunkwriter";
@@ -163,8 +164,8 @@ TEST_F(FileWriterTest, PrintsItsState)
     m_writer.openFile(m_path, FileWriterCreate);
     const std::string fd = std::to_string(m_writer.descriptor());
     m_writer.addChunk(2, "0123456789", 10);
-    const std::string open = printed();
-    EXPECT_EQ(open.substr(open.find('\n')), "\nsize = 0\noffset = 42\nfd = " + fd + "fd = " + fd + "\n");
+    EXPECT_THAT(printed(), MatchesRegex("------------------ FDChunkWriter 0x[0-9a-f]+\nsize = 0\noffset = 42\nfd = " +
+                                        fd + "fd = " + fd + "\n"));
     m_writer.closeFile();
     EXPECT_EQ(printed(), "writer = (nil)\nfd = " + fd + "\n") << "the result of the last open call";
     EXPECT_THROW(m_writer.openFile(m_directory.path("."), FileWriterModify), IOFileException);

@@ -38,28 +38,4 @@ TEST(ReportTest, AFailureIsThrownAtEveryLevelAndLoggedFromOne)
     }
 }
 
-TEST(ReportTest, ANoteIsFormedOnlyWhenItsLevelIsReached)
-{
-    Logger& logger = Logger::logger(QStringLiteral("dataio.imagereader"));
-    for (const LogLevel* rank : {&LogLevel::getWarning(), &LogLevel::getInfo()}) {
-        for (int level = 0; level <= 3; ++level) {
-            const LogCapture log(level);
-            int formed = 0;
-            const auto message = [&] {
-                ++formed;
-                return QStringLiteral("text");
-            };
-            report::note(logger, *rank, "", message, DATAIO_HERE);
-            EXPECT_EQ(formed, level >= rank->rank() ? 1 : 0);
-            ASSERT_EQ(log.records.size(), static_cast<std::size_t>(formed));
-            if (formed == 1) {
-                EXPECT_EQ(log.records[0].level, rank->rank());
-                EXPECT_EQ(log.records[0].origin, Library);
-                EXPECT_EQ(log.records[0].code, QString());
-                EXPECT_EQ(log.records[0].message, QStringLiteral("text"));
-            }
-        }
-    }
-}
-
 } // namespace zd
