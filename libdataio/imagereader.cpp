@@ -585,8 +585,8 @@ QImage ImageReader::_thumbnail8(const detail::FrameSamples& samples, const detai
             colors.initUnsigned8();
     }
     detail::limitCropRange(colors);
-    std::vector<QRgb> table;
-    detail::buildColorTable(colors, range, {.lowest = true, .maskLevel = std::nullopt}, table);
+    const detail::ColorTable table =
+        detail::buildColorTable(colors, range, {.lowest = true, .maskLevel = std::nullopt});
     return detail::renderIndexed8(samples, geometry, table);
 }
 
@@ -596,9 +596,8 @@ QImage ImageReader::_thumbnail16(const detail::FrameSamples& samples, const deta
     if (!palette(colors))
         colors.initDefault();
     _stretch(colors, detail::measureContrast(samples));
-    std::vector<QRgb> table;
-    detail::buildColorTable(colors, detail::SampleRange::Signed16, {.lowest = false, .maskLevel = getMaskLevel()},
-                            table);
+    const detail::ColorTable table =
+        detail::buildColorTable(colors, detail::SampleRange::Signed16, {.lowest = false, .maskLevel = getMaskLevel()});
     return detail::renderRgb32(samples, geometry, table);
 }
 

@@ -124,7 +124,7 @@ FillOrdinary fastestFill()
 class EntryRange {
 public:
     EntryRange(QRgb* entries, std::int64_t lowest, std::int64_t highest, FillOrdinary fillOrdinary)
-        : m_entries(entries), m_lowest(lowest), m_highest(highest), m_fillOrdinary(fillOrdinary)
+        : m_entries(entries), m_lowest(lowest), m_highest(highest), m_fillOrdinary(fillOrdinary), m_defined(lowest - 1)
     {
     }
 
@@ -136,9 +136,8 @@ public:
     /// Fills the values from `start` to `end` with one colour.
     void fill(std::int64_t start, std::int64_t end, const Color& color)
     {
-        forPieces(start, end, [&](std::int64_t first, std::int64_t last) {
-            std::fill_n(m_entries + indexOf(first), last - first + 1, packed(color));
-        });
+        define(start, end);
+        fillWith(packed(color), start, end);
     }
 
     /// Fills the values from `start` to `end` with the gradient between two colours; nothing once the fills together
@@ -154,13 +153,31 @@ public:
             fill(start, end, startColor);
             return;
         }
+        define(start, end);
         const Gradient gradient = gradientBetween(startColor, endColor, std::max<std::int64_t>(end - start, 1));
         forPieces(start, end, [&](std::int64_t first, std::int64_t last) {
             fillPiece(gradient, first - start, last - start, m_entries + indexOf(first));
         });
     }
 
+    /// Sets the values that nothing has filled to 0.
+    void finish() { define(m_highest + 1, m_highest); }
+
 private:
+    /// Notes that the values from `start` to `end` are filled, and sets those left out before them to 0.
+    void define(std::int64_t start, std::int64_t end)
+    {
+        fillWith(0, m_defined + 1, start - 1);
+        m_defined = std::max({m_defined, std::min(start - 1, m_highest), std::min(end, m_highest)});
+    }
+
+    void fillWith(QRgb entry, std::int64_t start, std::int64_t end)
+    {
+        forPieces(start, end, [&](std::int64_t first, std::int64_t last) {
+            std::fill_n(m_entries + indexOf(first), last - first + 1, entry);
+        });
+    }
+
     /// Calls `fillPiece` for the one or two pieces of the range from `start` to `end` that have entries in a row.
     template <typename FillPiece>
     void forPieces(std::int64_t start, std::int64_t end, FillPiece fillPiece)
@@ -191,6 +208,7 @@ private:
     std::int64_t m_lowest;
     std::int64_t m_highest;
     FillOrdinary m_fillOrdinary;
+    std::int64_t m_defined;                            ///< all values up to this one are set
     std::int64_t m_remaining = std::int64_t{16} << 20; ///< entries that gradients may still fill
 };
 
@@ -263,6 +281,7 @@ private:
             drawPair(*node, *std::next(node));
         if (m_high != m_highest)
             m_entries.fill(m_high, m_highest, aboveColor());
+        m_entries.finish();
     }
 
     void drawPair(const PalNode& a, const PalNode& b)
@@ -286,7 +305,7 @@ private:
 
     void drawTransformed()
     {
-        const std::vector<QRgb> colors = nodeColors();
+        const ColorTable colors = nodeColors();
         m_entries.fill(m_lowest, std::int64_t{m_low} - 1, belowColor());
         m_entries.fill(m_high, m_highest, aboveColor());
         const auto width = static_cast<float>(std::int64_t{m_high} - m_low);
@@ -300,10 +319,10 @@ private:
     }
 
     /// The colours of all nodes in even steps from the first node to the last; 0 where no pair of nodes reaches.
-    std::vector<QRgb> nodeColors() const
+    ColorTable nodeColors() const
     {
-        std::vector<QRgb> colors(gradientColors);
-        EntryRange entries(colors.data(), 0, gradientColors - 1, m_fillOrdinary);
+        ColorTable colors(gradientColors);
+        EntryRange entries(colors.entries(), 0, gradientColors - 1, m_fillOrdinary);
         const float origin = m_palette.first().value;
         const float span = m_palette.last().value - origin;
         const float scale = span == 0 ? 0.0F : static_cast<float>(gradientColors - 1) / span;
@@ -313,6 +332,7 @@ private:
             if (indexOf(*node) != indexOf(next))
                 entries.fill(indexOf(*node), indexOf(next), colorOf(*node), colorOf(next));
         }
+        entries.finish();
         return colors;
     }
 
@@ -341,36 +361,34 @@ std::int32_t lowestOf(SampleRange range)
     return -32768;
 }
 
-void build(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, std::vector<QRgb>& table,
-           FillOrdinary fillOrdinary)
+ColorTable build(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, FillOrdinary fillOrdinary)
 {
     if (palette.size() == 0)
-        return;
+        return {};
     const std::int32_t lowest = lowestOf(range);
     const std::int32_t entries = range == SampleRange::Signed16 ? 65536 : 256;
-    table.assign(static_cast<std::size_t>(entries), 0);
-    TableBuilder builder(palette, lowest, lowest + entries - 1, fillOrdinary, table.data());
+    ColorTable table(static_cast<std::size_t>(entries));
+    TableBuilder builder(palette, lowest, lowest + entries - 1, fillOrdinary, table.entries());
     builder.draw();
     if (marks.lowest)
         builder.mark(lowest);
     if (marks.maskLevel)
         builder.mark(*marks.maskLevel);
+    return table;
 }
 
 } // namespace
 
-void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
-                     std::vector<QRgb>& table)
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks)
 {
-    build(palette, range, marks, table, fastestFill());
+    return build(palette, range, marks, fastestFill());
 }
 
 namespace portable {
 
-void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
-                     std::vector<QRgb>& table)
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks)
 {
-    build(palette, range, marks, table, fillOrdinaryPortable);
+    return build(palette, range, marks, fillOrdinaryPortable);
 }
 
 } // namespace portable

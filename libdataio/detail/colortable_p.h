@@ -2,8 +2,9 @@
 
 #include <QRgb>
 
+#include <cstddef>
+#include <memory>
 #include <optional>
-#include <vector>
 
 namespace zd {
 class ZdPalette;
@@ -24,19 +25,39 @@ struct ColorTableMarks {
     std::optional<int> maskLevel; ///< this value, modulo the number of entries
 };
 
-/// Replaces `table` with the palette's colour of every sample value: the entry of value v lies at index
-/// v modulo the number of entries. Colours are opaque, except those that the gradient of a palette with a
-/// transfer function does not cover, which are 0. A palette without nodes leaves `table` alone.
+/// One colour for each value of a range of samples: that of value v at index v modulo the number of entries.
+class ColorTable {
+public:
+    /// No entries.
+    ColorTable() = default;
+    /// That many entries, which hold anything yet.
+    explicit ColorTable(std::size_t entries)
+        : m_size(entries), m_entries(std::make_unique_for_overwrite<QRgb[]>(entries))
+    {
+    }
+
+    std::size_t size() const { return m_size; }
+    QRgb* entries() { return m_entries.get(); }
+    const QRgb* data() const { return m_entries.get(); }
+    const QRgb* begin() const { return m_entries.get(); }
+    const QRgb* end() const { return m_entries.get() + m_size; }
+    QRgb operator[](std::size_t index) const { return m_entries[index]; }
+
+private:
+    std::size_t m_size = 0;
+    std::unique_ptr<QRgb[]> m_entries;
+};
+
+/// The palette's colour of every sample value; a table without entries for a palette without nodes. Colours are
+/// opaque; entries that no pair of nodes covers are 0.
 ///
 /// Any palette is safe: fills are limited to the range of the samples, whatever the crop range, and to 16 Mi
 /// entries for one table, after which further pairs of nodes are not drawn.
-void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
-                     std::vector<QRgb>& table);
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks);
 
 /// The same operation for any processor.
 namespace portable {
-void buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
-                     std::vector<QRgb>& table);
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks);
 } // namespace portable
 
 } // namespace zd::detail

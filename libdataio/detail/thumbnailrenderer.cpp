@@ -52,24 +52,57 @@ const char* rowOf(const FrameSamples& frame, int row, std::int64_t sampleBytes)
     return static_cast<const char*>(frame.data) + std::int64_t{row} * frame.width * sampleBytes;
 }
 
-/// Extends a contrast over samples.
+/// Every how manieth row and column of a frame counts in its contrast.
+constexpr int contrastStep = 4;
+
+/// Finds the contrast of samples. They are compared eight at a time, whether or not all count.
 class ContrastMeter {
 public:
-    void take(int sample)
+    void take(std::int16_t sample)
     {
-        m_maximum = std::max(m_maximum, sample);
-        m_minimum = std::min(m_minimum, sample > lowest ? sample : highest);
+        m_maximum = std::max<int>(m_maximum, sample);
+        m_lowest = std::min<int>(m_lowest, static_cast<std::int16_t>(sample - displacement));
     }
 
-    Contrast contrast() const { return {m_minimum, std::max(m_maximum, m_minimum + leastWidth)}; }
+    /// Takes every fourth of `count` adjoining samples, from the first on.
+    void takeFourths(const char* samples, std::int64_t count)
+    {
+        Lanes maxima = Lanes{} + std::int16_t{-16383};
+        Lanes lowest = Lanes{} + std::int16_t{16383 - displacement};
+        std::int64_t done = 0;
+        for (; done + laneCount <= count; done += laneCount) {
+            Lanes lanes;
+            std::memcpy(&lanes, samples + done * bytesPer16, sizeof lanes);
+            const auto displaced = reinterpret_cast<Lanes>(reinterpret_cast<UnsignedLanes>(lanes) - displacement);
+            maxima = lanes > maxima ? lanes : maxima;
+            lowest = displaced < lowest ? displaced : lowest;
+        }
+        for (int lane = 0; lane < laneCount; lane += contrastStep) {
+            m_maximum = std::max<int>(m_maximum, maxima[lane]);
+            m_lowest = std::min<int>(m_lowest, lowest[lane]);
+        }
+        for (; done < count; done += contrastStep)
+            take(load16(samples + done * bytesPer16));
+    }
+
+    Contrast contrast() const
+    {
+        constexpr int leastWidth = 32;
+        const int minimum = m_lowest + displacement;
+        return {minimum, std::max(m_maximum, minimum + leastWidth)};
+    }
 
 private:
-    static constexpr int lowest = -16384;
-    static constexpr int highest = 16383;
-    static constexpr int leastWidth = 32;
+    static constexpr int laneCount = 8;
+    using Lanes [[gnu::vector_size(laneCount * bytesPer16)]] = std::int16_t;
+    using UnsignedLanes [[gnu::vector_size(laneCount * bytesPer16)]] = std::uint16_t;
 
-    int m_minimum = highest;
-    int m_maximum = lowest + 1;
+    // Less this, modulo 2^16, the samples from -16383 on keep their order, and those below come after all of them: the
+    // least is the minimum of those that count.
+    static constexpr std::uint16_t displacement = 16385;
+
+    int m_maximum = -16383;
+    int m_lowest = 16383 - displacement;
 };
 
 /// Samples a frame at the pixels that the thumbnail shows. `Pixel` is a pixel of the picture.
@@ -146,22 +179,18 @@ std::optional<ThumbnailGeometry> thumbnailGeometry(int width, int height, int ma
 
 Contrast measureContrast(const FrameSamples& frame)
 {
-    constexpr int step = 4;
     const int firstRow = frame.height / 10;
     const auto endRow = static_cast<int>(std::int64_t{frame.height} * 9 / 10);
     const int firstColumn = frame.width / 10;
-    const std::int64_t wanted = std::int64_t{frame.width} * 4 / 5 / step;
+    const std::int64_t columns = std::int64_t{frame.width} * 4 / 5 / contrastStep * contrastStep;
     ContrastMeter meter;
-    for (int row = firstRow; row < endRow; row += step) {
-        const std::int64_t reach = samplesInRow(frame, row, bytesPer16) - firstColumn;
-        const std::int64_t held = std::clamp<std::int64_t>((reach + step - 1) / step, 0, wanted);
-        if (held < wanted)
+    for (int row = firstRow; row < endRow; row += contrastStep) {
+        const std::int64_t held = samplesInRow(frame, row, bytesPer16) - firstColumn;
+        if (held <= columns - contrastStep)
             meter.take(0);
-        if (held == 0)
+        if (held <= 0)
             break; // and so for all rows below
-        const char* sample = rowOf(frame, row, bytesPer16) + firstColumn * bytesPer16;
-        for (std::int64_t i = 0; i < held; ++i)
-            meter.take(load16(sample + i * step * bytesPer16));
+        meter.takeFourths(rowOf(frame, row, bytesPer16) + firstColumn * bytesPer16, std::min(held, columns));
     }
     return meter.contrast();
 }
@@ -187,7 +216,7 @@ void limitCropRange(ZdPalette& palette)
     palette.cropMax = std::min(palette.cropMax, 32767);
 }
 
-QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table)
+QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table)
 {
     QImage picture(geometry.width, geometry.height, QImage::Format_Indexed8);
     if (picture.isNull())
@@ -201,7 +230,7 @@ QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geomet
     return picture;
 }
 
-QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table)
+QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table)
 {
     QImage picture(geometry.width, geometry.height, QImage::Format_RGB32);
     if (picture.isNull())

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <vector>
+#include <span>
 
 namespace zd {
 class ZdPalette;
@@ -60,10 +60,10 @@ void limitCropRange(ZdPalette& palette);
 
 /// Draws a frame of 8-bit samples as an indexed picture with the colours of `table`; entries that the table does
 /// not hold are opaque black. Null when there is no memory for the picture.
-QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table);
+QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table);
 
 /// Draws a frame of 16-bit samples as an RGB32 picture through a `table` of 65536 colours; with a table of any
 /// other size the picture is opaque black. Null when there is no memory for the picture.
-QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, const std::vector<QRgb>& table);
+QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table);
 
 } // namespace zd::detail

@@ -39,9 +39,8 @@ ZdPalette palette(int cropMin, int cropMax, std::initializer_list<std::pair<floa
 
 std::vector<QRgb> table(const ZdPalette& colors, SampleRange range, const ColorTableMarks& marks = {})
 {
-    std::vector<QRgb> result;
-    buildColorTable(colors, range, marks, result);
-    return result;
+    const ColorTable result = buildColorTable(colors, range, marks);
+    return {result.begin(), result.end()};
 }
 
 TEST(ColorTable, RampsCoverEachRange)
@@ -176,15 +175,16 @@ TEST(ColorTable, TransferFunctionsOutsideTheirContractAreLimited)
     EXPECT_EQ(table(single, SampleRange::Unsigned8), std::vector<QRgb>(256, white));
 }
 
-TEST(ColorTable, PalettesWithoutNodesLeaveTheTable)
+TEST(ColorTable, ValuesWithoutAColorAreDefined)
 {
-    std::vector<QRgb> entries{1, 2, 3};
-    buildColorTable(ZdPalette(), SampleRange::Signed16, {true, 0}, entries);
-    EXPECT_EQ(entries, (std::vector<QRgb>{1, 2, 3}));
-    // A table is replaced, not drawn over.
-    entries.assign(70000, 5);
-    buildColorTable(palette(5, 5, {{notANumber, 1}}), SampleRange::Unsigned8, {}, entries);
-    EXPECT_EQ(entries, std::vector<QRgb>(256, white));
+    EXPECT_EQ(buildColorTable(ZdPalette(), SampleRange::Signed16, {true, 0}).size(), 0U);
+    EXPECT_EQ(table(palette(5, 5, {{notANumber, 1}}), SampleRange::Unsigned8), std::vector<QRgb>(256, white));
+
+    // Both ends of the crop range move to the samples'; the nodes then lie at -102.5, -77, 101.5 and 76.
+    const std::vector<QRgb> gaps =
+        table(palette(-1000, 1000, {{0.1F, 1}, {0.2F, 1}, {0.9F, 1}, {0.8F, 1}}), SampleRange::Signed8);
+    for (int v = -128; v < 128; ++v)
+        EXPECT_EQ(gaps[static_cast<std::size_t>(v) % 256], v >= -102 && v <= 101 ? white : 0) << v;
 }
 
 TEST(ColorTable, FillsAreCapped)
@@ -373,17 +373,15 @@ void expectReference(const ZdPalette& colors, SampleRange range)
 {
     Reference reference(range);
     reference.build(colors);
-    std::vector<QRgb> entries;
-    portable::buildColorTable(colors, range, {}, entries);
-    ASSERT_EQ(entries, reference.entries);
-    buildColorTable(colors, range, {}, entries);
-    ASSERT_EQ(entries, reference.entries);
+    const ColorTable portable = portable::buildColorTable(colors, range, {});
+    ASSERT_EQ(std::vector<QRgb>(portable.begin(), portable.end()), reference.entries);
+    ASSERT_EQ(table(colors, range), reference.entries);
 }
 
 TEST(ColorTable, EveryPathGivesTheReference)
 {
     RandomPalette palettes;
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 200; ++round) {
         const ZdPalette colors = palettes.next();
         SCOPED_TRACE(round);
         expectReference(colors, SampleRange::Signed8);

@@ -114,6 +114,39 @@ TEST(ThumbnailContrast, MissingSamplesCountAsZero)
     EXPECT_EQ(contrastOf({frame.samples.data(), 3200, largest, largest}), "0..32");
 }
 
+/// The contrast told step by step.
+std::string referenceContrast(const Frame16& frame, std::int64_t bytes)
+{
+    int minimum = 16383;
+    int maximum = -16383;
+    for (int row = frame.height / 10; row < 9 * frame.height / 10; row += 4) {
+        for (int k = 0; k < 4 * frame.width / 5 / 4; ++k) {
+            const std::size_t index = static_cast<std::size_t>(row * frame.width + frame.width / 10 + 4 * k);
+            const int sample = static_cast<std::int64_t>(2 * index + 2) <= bytes ? frame.samples[index] : 0;
+            maximum = std::max(maximum, sample);
+            if (sample > -16384)
+                minimum = std::min(minimum, sample);
+        }
+    }
+    return std::to_string(minimum) + ".." + std::to_string(std::max(maximum, minimum + 32));
+}
+
+TEST(ThumbnailContrast, RandomFramesGiveTheReference)
+{
+    std::mt19937 random(8);
+    for (int round = 0; round < 300; ++round) {
+        Frame16 frame(static_cast<int>(1 + random() % 120), static_cast<int>(1 + random() % 60), 0);
+        // Few values, so that each sample counts: around the limits of the minimum, or anywhere.
+        const int center = round % 2 == 0 ? -16384 : static_cast<int>(random() % 60000) - 30000;
+        for (std::int16_t& sample : frame.samples)
+            sample = static_cast<std::int16_t>(center + static_cast<int>(random() % 400) - 200);
+        const std::int64_t complete = frame.view().bytes;
+        for (const std::int64_t missing : {std::int64_t{0}, static_cast<std::int64_t>(random()) % complete})
+            EXPECT_EQ(contrastOf(frame.view(missing)), referenceContrast(frame, complete - missing))
+                << frame.width << " x " << frame.height << ", " << missing << " bytes missing";
+    }
+}
+
 TEST(ThumbnailPalette, ContrastIsPlacedInTheCropRange)
 {
     const auto describe = [](int cropMin, int cropMax, const Contrast& contrast) {
