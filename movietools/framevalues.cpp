@@ -26,6 +26,7 @@ void forEachNumber(const QString& path, Take take)
     if (!file.open(QIODevice::ReadOnly))
         throw JobError{
             path, QStringLiteral("cannot be read: %1").arg(file.errorString()), QStringLiteral("check the name"), {}};
+    bool isEmpty = true;
     for (std::uint64_t line = 1; !file.atEnd(); ++line) {
         const QByteArray text = file.readLine(longestLine).trimmed();
         if (text.isEmpty() || text.startsWith('#'))
@@ -35,9 +36,12 @@ void forEachNumber(const QString& path, Take take)
         if (!isNumber || !std::isfinite(value))
             refuseLine(path, line, QStringLiteral("is no number"), QStringLiteral("write one number in each line"));
         take(value, line);
+        isEmpty = false;
     }
     if (file.error() != QFileDevice::NoError)
         throw JobError{path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {}, {}};
+    if (isEmpty)
+        throw JobError{path, QStringLiteral("holds no numbers"), QStringLiteral("write one number in each line"), {}};
 }
 
 } // namespace

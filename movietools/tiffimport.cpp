@@ -4,6 +4,7 @@
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
+#include <libdataio/recordingremains.h>
 #include <movietools/framevalues.h>
 #include <movietools/joberror.h>
 #include <movietools/movieindex.h>
@@ -91,6 +92,7 @@ TiffImportResult TiffImport::run()
         throw jobError(failure, output.path(), output.workPath());
     }
     output.commit();
+    RecordingRemains::remove(output.path()); // those of a movie that had this name before
 
     TiffImportResult result;
     result.frames = static_cast<unsigned>(m_done.framesDone);
@@ -141,7 +143,7 @@ void TiffImport::checkCounts() const
     };
     if (!m_options.times.empty())
         require(m_options.times.size(), QStringLiteral("times"));
-    if (m_options.laserPowers.size() > 1)
+    if (!m_options.laserPowers.empty())
         require(m_options.laserPowers.size(), QStringLiteral("laser powers"));
 }
 
@@ -254,10 +256,9 @@ std::optional<timeval> TiffImport::timeOf(std::uint64_t frame) const
 
 float TiffImport::laserPowerOf(std::uint64_t frame) const
 {
-    const std::vector<float>& powers = m_options.laserPowers;
-    if (powers.empty())
-        return -1;
-    return powers.size() == 1 ? powers.front() : powers[frame];
+    if (frame < m_options.laserPowers.size())
+        return m_options.laserPowers[frame];
+    return m_options.laserPower.value_or(-1.0F);
 }
 
 } // namespace

@@ -20,7 +20,8 @@ struct TiffImportOptions {
     std::optional<double> frameRate; ///< frames per second, above 0; sets "framedelay" in milliseconds
     std::optional<timeval> start;    ///< time of the first frame; the others follow at the frame rate
     std::vector<timeval> times;      ///< instead: one time per frame, in order; empty: none
-    std::vector<float> laserPowers;  ///< one per frame, or one for all; empty: not known
+    std::optional<float> laserPower; ///< of all frames; without it, not known
+    std::vector<float> laserPowers;  ///< instead: one per frame
     std::vector<std::pair<QString, QString>> attributes; ///< further attributes, as movies keep them
     QString comment;                                     ///< may have several lines
 };

@@ -87,7 +87,7 @@ void addLaserPowers(const ImportArguments& arguments, movietools::TiffImportOpti
     if (arguments.laserPowerOption->count() > 0) {
         if (!movietools::isLaserPower(arguments.laserPower) || arguments.laserPower < 0)
             throw UsageError{"--laser-power is a fraction of full power, from 0 to 1"};
-        options.laserPowers = {static_cast<float>(arguments.laserPower)};
+        options.laserPower = static_cast<float>(arguments.laserPower);
     }
     if (!arguments.laserPowers.empty())
         options.laserPowers = movietools::readLaserPowers(QString::fromStdString(arguments.laserPowers));

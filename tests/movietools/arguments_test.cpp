@@ -70,6 +70,8 @@ TEST(FrameValues, AreReadLineByLine)
     test::writeFile(path, "0\n0.25\n1\n-1\n");
     EXPECT_EQ(readLaserPowers(path), (std::vector<float>{0, 0.25F, 1, -1}));
     EXPECT_EQ(problem("0\n#\n1.001\n", false), "line 3 is above 1");
+    EXPECT_EQ(problem("# nothing\n", false), "holds no numbers");
+    EXPECT_EQ(problem("", true), "holds no numbers");
     EXPECT_THROW(readLaserPowers(directory.path("none")), JobError);
 }
 

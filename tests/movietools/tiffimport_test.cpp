@@ -1,5 +1,7 @@
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
+#include <libdataio/imagewriter.h>
+#include <libdataio/recordingremains.h>
 #include <movietools/joberror.h>
 #include <movietools/tiffimport.h>
 #include <tests/support/moviebytes.h>
@@ -168,13 +170,23 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     EXPECT_EQ(palette.last().r, 0);
     movie.close();
 
+    { // what a recording of that name left behind belongs to the movie that is replaced
+        ImageWriter recording;
+        recording.setRecordingLog(true);
+        recording.create(directory.path("dying.vqf"), true);
+        recording.addFrame("data", 4, 1);
+        QFile::copy(directory.path("dying.vqf-log"), directory.path("movie.vqf-log"));
+        ASSERT_TRUE(RecordingRemains::of(options.movie).hasLog);
+    }
     options.replace = true;
     options.times.clear();
     options.start = timeval{100, 500000};
     options.frameRate = 3;
-    options.laserPowers = {0.5F};
+    options.laserPowers.clear();
+    options.laserPower = 0.5F;
     importTiff(options, {});
     movie.open(options.movie);
+    EXPECT_FALSE(RecordingRemains::of(options.movie).hasLog);
     EXPECT_EQ(movie.getFrameTimer(), (FrameTimer{{100, 500000}, {100, 833333}, {101, 166667}}));
     EXPECT_TRUE(movie.getLaserPower(2, power) && power == 0.5F);
     EXPECT_TRUE(movie.frameDelay(delay) && delay == 333);
@@ -188,8 +200,8 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
         }
         return std::string("nothing was reported");
     };
-    options.laserPowers = {0, 1};
-    EXPECT_EQ(problem(), "would have 3 frames, and there are 2 laser powers");
+    options.laserPowers = {1};
+    EXPECT_EQ(problem(), "would have 3 frames, and there are 1 laser powers");
     options.laserPowers.clear();
     options.start = timeval{2147483647, 0};
     options.frameRate = 0.5;
