@@ -619,7 +619,8 @@ TEST_F(Recording, PutsACircularPartInOrder)
     const std::string unchanged = arranged(m_path, 10, true, [](ImageWriter& writer) {
         const std::pair<unsigned int, unsigned int> bad[] = {{3, 10}, {3, 3}, {10, 5}, {5, 4}, {4'000'000'000U, 5}};
         for (const auto& [first, size] : bad) {
-            const Report report = reportOf("dataio.imagewriter", [&] { writer.organizeIndex(first, size); });
+            const Report report =
+                reportOf("dataio.imagewriter", [&, first = first, size = size] { writer.organizeIndex(first, size); });
             EXPECT_EQ(report,
                       (Report{"IW_IO_INDEX",
                               "ImageWriter::organizeIndex: bad arguments.\nfirstFrame " + std::to_string(first) +
