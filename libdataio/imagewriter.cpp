@@ -1,6 +1,7 @@
 #include <libdataio/imagewriter.h>
 
 #include <libdataio/attributepaletteadaptor.h>
+#include <libdataio/besidefile_p.h>
 #include <libdataio/chunkheader.h>
 #include <libdataio/editjournal_p.h>
 #include <libdataio/fdchunkwriter.h>
@@ -127,7 +128,13 @@ void ImageWriter::close()
 
 bool ImageWriter::sync()
 {
-    return m_file.sync();
+    if (!m_file.sync())
+        return false;
+    // A new file is not there before its directory says so.
+    if (!m_nameSettled)
+        syncDirectoryOf(report::systemPath(besidePath(m_name, QString())));
+    m_nameSettled = true;
+    return true;
 }
 
 void ImageWriter::dumpDebug()
@@ -591,6 +598,7 @@ void ImageWriter::_clear(bool autotime)
     m_tailStart.reset();
     m_partialChunk = false;
     m_cutSettled = true;
+    m_nameSettled = false;
     m_roomCheckedTo = 0;
     m_log.reset();
     m_logTried = false;
@@ -679,6 +687,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
     _closeOpenMovie();
     m_autotime = false;
     m_info.clear();
+    m_keptRevision = neverSeen;
     undoInterruptedEdit(name);
     m_file.openFile(name, FileWriterModify);
     try {
@@ -694,6 +703,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
             m_journal->announceEnd(m_file.offset() + layout::framingBytes + newInfo.size(), newInfo);
         _writeInfoOverOld(newInfo);
         _finishEdit();
+        _dropKeptHeader();
     } catch (...) {
         _abandonEdit();
         throw;
@@ -739,6 +749,19 @@ void ImageWriter::_beginEdit(const QString& name)
 {
     if (m_journaled)
         m_journal = EditJournal::begin(name, m_file.descriptor(), m_file.offset());
+    // Without a journal the header is kept at least, as it is while a movie is recorded.
+    if (m_journal)
+        return;
+    keepHeader(m_file.descriptor(), m_info);
+    m_keptRevision = m_info.revision();
+}
+
+/// Removes the header that this writer has kept for recovery, if any.
+void ImageWriter::_dropKeptHeader() noexcept
+{
+    if (m_keptRevision != neverSeen)
+        dropHeader(m_file.descriptor());
+    m_keptRevision = neverSeen;
 }
 
 /// Waits until everything that the edit has written is on the storage device.
@@ -768,13 +791,25 @@ void ImageWriter::_finishEdit()
     m_journal.reset();
 }
 
-/// Closes the file of an edit that failed. Its journal goes when the movie is whole, else it stays for the next edit.
+/// Closes the file of an edit that failed. What was kept of it goes when the movie is whole, else it stays for the next
+/// edit, or for recovery.
 void ImageWriter::_abandonEdit() noexcept
 {
     if (m_journal)
         m_journal->endIfWhole(m_file.descriptor());
+    else if (m_keptRevision != neverSeen && _endsInInfo())
+        _dropKeptHeader();
     m_journal.reset();
     m_file.closeFile();
+}
+
+bool ImageWriter::_endsInInfo() noexcept
+{
+    try {
+        return m_file.seekEnd() && _stepBackOver(ZD_INFO_CHUNK);
+    } catch (...) {
+        return false;
+    }
 }
 
 bool ImageWriter::undoInterruptedEdit(const QString& name)

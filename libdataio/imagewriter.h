@@ -48,7 +48,8 @@ public:
     /// stays open, and another `close` starts its end again. Reports "IW_ARFCI_INFO" for fibre centres without
     /// a frame size, and the failures of writing.
     void close();
-    /// Waits until what has been written is on the storage device; false when the system does not confirm it.
+    /// Waits until the movie, as far as it has been written, is on the storage device under its name; false when the
+    /// system does not confirm it.
     bool sync();
     void dumpDebug();
 
@@ -131,7 +132,8 @@ public:
     void replaceFrame(const void* data, unsigned int index, timeval time, float laserPower);
 
     /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
-    /// On at first; where the directory cannot be written the edit goes on without.
+    /// On at first; where the directory cannot be written the edit goes on without. Without a journal the header
+    /// alone is kept, as that of a recording is.
     void setJournaled(bool on) { m_journaled = on; }
     bool journaled() const { return m_journaled; }
     /// Whether a recording also keeps header, times, laser powers and fibre centres in a log beside the movie
@@ -182,6 +184,8 @@ private:
     void _settleCut();
     void _finishEdit();
     void _abandonEdit() noexcept;
+    void _dropKeptHeader() noexcept;
+    bool _endsInInfo() noexcept;
     [[noreturn]] static void _reportFrameBound(const char* code, const LocationInfo& location);
     void _requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
                        const LocationInfo& location);
@@ -198,6 +202,7 @@ private:
     std::optional<Size> m_tailStart; // where a `close` that failed began to write
     bool m_partialChunk = false;     // bytes of a failed write may lie behind m_end
     bool m_cutSettled = true;        // the cut of `modify` is on the storage device
+    bool m_nameSettled = false;      // `sync` has seen to the directory as well
 
     std::uint64_t m_sizeLimit = layout::commonSizeLimit;
     Size m_roomCheckedTo = 0;                      // up to this end of the movie the tail is known to fit
