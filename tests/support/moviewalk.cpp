@@ -78,15 +78,24 @@ std::vector<WalkedChunk> recordsOf(const std::string& bytes, const std::string& 
 
 } // namespace
 
-std::vector<WalkedChunk> walk(const std::string& bytes)
+std::vector<WalkedChunk> completeChunks(const std::string& bytes)
 {
-    std::vector<WalkedChunk> forwards;
+    std::vector<WalkedChunk> chunks;
     std::size_t at = 0;
     while (const auto chunk = chunkAt(bytes, at)) {
-        forwards.push_back(*chunk);
+        chunks.push_back(*chunk);
         at += chunk->payload.size() + 2 * headerBytes;
     }
-    EXPECT_EQ(at, bytes.size()) << "the forward walk breaks off";
+    return chunks;
+}
+
+std::vector<WalkedChunk> walk(const std::string& bytes)
+{
+    const std::vector<WalkedChunk> forwards = completeChunks(bytes);
+    std::size_t walked = 0;
+    for (const WalkedChunk& chunk : forwards)
+        walked += chunk.payload.size() + 2 * headerBytes;
+    EXPECT_EQ(walked, bytes.size()) << "the forward walk breaks off";
 
     std::vector<WalkedChunk> backwards;
     std::size_t end = bytes.size();

@@ -15,6 +15,9 @@ struct WalkedChunk {
     friend bool operator==(const WalkedChunk&, const WalkedChunk&) = default;
 };
 
+/// The complete chunks from the start of a file on, until something else comes.
+std::vector<WalkedChunk> completeChunks(const std::string& bytes);
+
 /// Walks a file's bytes forwards and backwards and checks that both meet the same chunks, that headers agree in
 /// pairs and that no byte is left over. Shares no code with the library.
 std::vector<WalkedChunk> walk(const std::string& bytes);

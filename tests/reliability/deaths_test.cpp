@@ -1,0 +1,179 @@
+#include <tests/reliability/scenarios.h>
+
+#include <libdataio/recordingremains.h>
+#include <tests/support/descriptor.h>
+#include <tests/support/faults.h>
+#include <tests/support/moviewalk.h>
+#include <tests/support/powerloss.h>
+
+#include <gtest/gtest.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace zd {
+
+namespace {
+
+using namespace test;
+
+/// Memory that a process shares with its children.
+template <typename T>
+T& sharedValue()
+{
+    void* memory = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return *new (memory) T;
+}
+
+class Deaths : public testing::Test {
+protected:
+    Deaths()
+    {
+        const Descriptor probe(m_stage.movie(), O_RDWR | O_CREAT);
+        m_hasExtendedAttributes = fsetxattr(probe.get(), "user.probe", "1", 1, 0) == 0;
+    }
+
+    /// Runs the scenario in a process that is killed by `fault`; false when it ended before.
+    bool dies(const Scenario& scenario, const Fault& fault)
+    {
+        m_stage.prepare(scenario);
+        m_stepsDone = 0;
+        const pid_t child = fork();
+        if (child == 0) {
+            Faults faults(fault);
+            ImageWriter writer;
+            for (const Step& step : scenario.steps) {
+                step.run(writer, m_stage.movie());
+                m_stepsDone = m_stepsDone + 1;
+            }
+            _exit(0);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
+        return WIFSIGNALED(status);
+    }
+
+    /// Frames whose operation returned.
+    std::vector<std::string> recorded(const Scenario& scenario) const
+    {
+        std::vector<std::string> frames;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(m_stepsDone); ++i) {
+            if (!scenario.steps[i].pixels.empty())
+                frames.push_back(scenario.steps[i].pixels);
+        }
+        return frames;
+    }
+
+    /// What is needed to make a movie of the frames again.
+    void expectHeaderKept(const Scenario& scenario) const
+    {
+        const std::vector<WalkedChunk> chunks = completeChunks(m_stage.file());
+        const bool hasFrames = std::any_of(chunks.begin(), chunks.end(), [](auto& chunk) { return chunk.type == 2; });
+        if ((!chunks.empty() && chunks.back().type == 5) || !hasFrames)
+            return;
+        const RecordingRemains remains = RecordingRemains::of(m_stage.movie());
+        if (m_hasExtendedAttributes || scenario.logged) {
+            EXPECT_TRUE(remains.headerText.contains(QStringLiteral("width=4\n"))) << remains.headerText.toStdString();
+        }
+        if (!scenario.logged)
+            return;
+        EXPECT_EQ(remains.headerSource, RecordingRemains::HeaderSource::RecordingLog);
+        EXPECT_EQ(remains.fiberCenters.size(), 4U);
+        ASSERT_GE(remains.frames.size(), recorded(scenario).size());
+        for (const auto& [offset, known] : remains.frames) {
+            EXPECT_EQ(known.time, (timeval{offset == 0 ? 1 : 2, 0}));
+            EXPECT_EQ(known.laserPower, 0.5F);
+        }
+    }
+
+    const Stage m_stage;
+    bool m_hasExtendedAttributes = false;
+    volatile int& m_stepsDone = sharedValue<int>();
+};
+
+std::vector<Scenario> withoutJournal()
+{
+    std::vector<Scenario> scenarios = recordings();
+    for (const Scenario& scenario : edits(false))
+        scenarios.push_back(scenario);
+    return scenarios;
+}
+
+TEST_F(Deaths, NoFrameAndNoHeaderIsLost)
+{
+    int deaths = 0;
+    for (const Scenario& scenario : withoutJournal()) {
+        const std::string done = m_stage.result(scenario);
+        for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne, Share::All}) {
+            const bool partial = share != Share::Nothing && share != Share::All;
+            bool died = true;
+            for (int n = 1; died; ++n) {
+                SCOPED_TRACE(testing::Message() << scenario.name << ", call " << n << ", share " << int(share));
+                died = dies(scenario,
+                            {.at = n, .share = share, .among = partial ? call::writes : call::all, .deadly = true});
+                deaths += died ? 1 : 0;
+                if (!QFile::exists(m_stage.movie()))
+                    continue;
+                m_stage.expectNoFrameLost(scenario, recorded(scenario));
+                expectHeaderKept(scenario);
+                EXPECT_TRUE(died || m_stage.file() == done);
+                ASSERT_FALSE(HasFailure());
+            }
+        }
+    }
+    RecordProperty("deaths", deaths);
+    EXPECT_GT(deaths, 300);
+}
+
+/// A recording that asks for synchronisation after each frame.
+TEST_F(Deaths, SynchronisedFramesSurviveAPowerFailure)
+{
+    const Scenario scenario = recordings()[1];
+    m_stage.prepare(scenario);
+    const TemporaryDirectory rebuilt;
+    PowerLoss power(QFileInfo(m_stage.movie()).absolutePath());
+    std::vector<std::size_t> changesAtSync;
+    {
+        ImageWriter writer;
+        for (const Step& step : scenario.steps) {
+            step.run(writer, m_stage.movie());
+            if (step.kind == Step::Kind::Frame) {
+                ASSERT_TRUE(writer.sync());
+                changesAtSync.push_back(power.changes());
+            }
+        }
+    }
+    power.stop();
+    int disks = 0;
+    for (std::size_t count = 0; count <= power.changes() + 1; ++count) {
+        const std::vector<std::size_t> unsettled = power.unsettled(count);
+        std::vector<std::vector<std::size_t>> losses{{}, unsettled};
+        for (const std::size_t change : unsettled)
+            losses.push_back({change});
+        for (const std::vector<std::size_t>& lost : losses) {
+            const auto disk = power.disk(count, lost);
+            const auto synchronised = std::count_if(changesAtSync.begin(), changesAtSync.end(),
+                                                    [count](std::size_t changes) { return changes < count; });
+            if (synchronised == 0)
+                continue;
+            ASSERT_TRUE(disk.contains("movie.vqf"));
+            const std::vector<WalkedChunk> chunks = completeChunks(disk.at("movie.vqf"));
+            ASSERT_GE(static_cast<std::ptrdiff_t>(chunks.size()), synchronised) << count << " changes";
+            EXPECT_EQ(chunks[0].payload, scenario.steps[1].pixels);
+            ++disks;
+        }
+    }
+    EXPECT_GT(disks, 10);
+}
+
+} // namespace
+
+} // namespace zd
