@@ -242,17 +242,15 @@ TEST_F(Reading, RestoresThePalette)
     EXPECT_EQ(palette.name, standard.name);
     EXPECT_EQ(palette.size(), standard.size());
     MovieBuilder movie;
-    movie.attribute("pal_nbcols", "2").attribute("pal_cropMin", "5").attribute("pal_cropMax", "9");
-    for (const char* key : {"n0_val", "n0_r", "n0_g", "n0_b", "n1_val", "n1_r", "n1_g"})
+    for (const char* key : {"n0_val", "n0_r", "n0_g", "n0_b"})
         movie.attribute(std::string("pal_") + key, "0.5");
-    open(movie);
-    EXPECT_FALSE(m_reader.palette(palette)) << "a value is missing";
+    open(movie.attribute("pal_nbcols", "2"));
+    EXPECT_FALSE(m_reader.palette(palette)) << "a node is missing";
     EXPECT_EQ(palette.size(), 1);
-    open(movie.attribute("pal_n1_b", "0.25"));
+    open(movie.attribute("pal_nbcols", "1").attribute("pal_cropMax", "9"));
     EXPECT_TRUE(m_reader.palette(palette));
-    EXPECT_EQ(palette.size(), 2);
-    EXPECT_EQ(palette.cropMin, 5);
-    EXPECT_EQ(palette.last().b, 0.25F);
+    EXPECT_EQ(palette.cropMax, 9);
+    EXPECT_EQ(palette.last().b, 0.5F);
     open(MovieBuilder().attribute("pal_nbcols", "0"));
     EXPECT_TRUE(m_reader.palette(palette)) << "the default, but nothing was wrong";
     EXPECT_EQ(palette.size(), standard.size());
