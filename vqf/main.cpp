@@ -59,7 +59,7 @@ ExitCode run(const Command& command)
     } catch (const movietools::JobError& error) {
         complain(error);
     } catch (const movietools::JobCancelled&) {
-        complain(QStringLiteral("stopped; no output was left"));
+        complain(QStringLiteral("stopped; no file was written"));
         return ExitCode::Interrupted;
     } catch (const IOFileException& report) {
         complain(movietools::jobError(report, {}));

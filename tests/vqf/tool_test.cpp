@@ -225,7 +225,7 @@ TEST_F(Tool, LeavesNothingBehindWhenItIsStopped)
         const Ended ended = test::runUntilWriting(directory.path(""), arguments, signal);
         EXPECT_EQ(ended.code, 130);
         EXPECT_EQ(ended.output, "");
-        EXPECT_EQ(ended.errors, "vqf: stopped; no output was left\n");
+        EXPECT_EQ(ended.errors, "vqf: stopped; no file was written\n");
     }
     EXPECT_EQ(test::runUntilWriting(directory.path(""), arguments, SIGKILL).code, 137);
     EXPECT_EQ(names(), "a.tif m.vqf x.tif");
