@@ -29,7 +29,10 @@ struct WalkedPiece {
     std::int64_t length = 0;   ///< bytes on disk, headers included
 
     std::int64_t end() const { return offset + length; }
-    std::int64_t payload() const { return offset + ChunkHeaderBase::encodedSize; } ///< offset of the payload
+    std::int64_t payload() const
+    {
+        return offset + std::int64_t{ChunkHeaderBase::encodedSize};
+    } ///< offset of the payload
     /// Whether this is a chunk that lies whole in the file, its payload within known bounds.
     bool isWhole() const { return kind == Kind::Chunk || kind == Kind::DamagedChunk; }
 
