@@ -296,6 +296,13 @@ void EditJournal::endIfWhole(int movieFD) noexcept
     }
 }
 
+void EditJournal::undo(int movieFD)
+{
+    if (const std::optional<JournalContent> content = readJournal(m_fd))
+        writeBack(movieFD, m_fd, *content);
+    end();
+}
+
 bool EditJournal::restore(const QString& movie)
 {
     const QByteArray path = journalPath(movie);

@@ -49,6 +49,8 @@ public:
     /// Says how the movie ends when the edit is done, just before its info chunk is written: a torn info chunk is
     /// told from a whole one by that. A later call replaces an earlier one.
     void announceEnd(std::int64_t movieLength, const QByteArray& infoPayload);
+    /// Puts the movie back as it was before the edit and removes the journal. Reports the failures of writing.
+    void undo(int movieFD);
     /// The edit is done: removes the journal.
     void end() noexcept;
     /// Removes the journal if the movie is whole on the storage device.

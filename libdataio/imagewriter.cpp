@@ -119,11 +119,17 @@ void ImageWriter::close()
     _saveInfo();
     _finishEdit();
     m_tailStart.reset();
+    _endRecordingAids();
+    m_file.closeFile();
+}
+
+/// Removes what was kept for a crash.
+void ImageWriter::_endRecordingAids()
+{
     dropHeader(m_file.descriptor());
     if (m_log)
         m_log->end();
     m_log.reset();
-    m_file.closeFile();
 }
 
 bool ImageWriter::sync()
@@ -810,6 +816,18 @@ bool ImageWriter::_endsInInfo() noexcept
     } catch (...) {
         return false;
     }
+}
+
+bool ImageWriter::rollBack()
+{
+    if (!m_journal)
+        return false;
+    m_journal->undo(m_file.descriptor());
+    m_journal.reset();
+    _endRecordingAids();
+    m_tailStart.reset();
+    m_file.closeFile();
+    return true;
 }
 
 bool ImageWriter::undoInterruptedEdit(const QString& name)

@@ -142,6 +142,10 @@ public:
     /// ("user.dataio.header"), where the file system has them.
     void setRecordingLog(bool on) { m_logged = on; }
     bool recordingLog() const { return m_logged; }
+    /// Gives up the changes since `modify`: the movie is again as it was, byte for byte, and closed. False, with nothing
+    /// done, when there is no journal to undo them by: no edit is open, or it goes on without one. When writing fails
+    /// the movie stays open.
+    bool rollBack();
     /// Puts a movie back as it was before an edit that never ended, by its journal. Returns false when there
     /// was nothing to put back: no journal, one of an edit that ended or never began, or one of an edit that is
     /// going on. Frames that the edit had appended are saved first, as a movie of their own
@@ -162,6 +166,7 @@ private:
     void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
     void _requireRoom(Size size);
     void _keepForRecovery();
+    void _endRecordingAids();
     Size _endOfMovie() const;
     Size _tailSize(Size moreFrames) const;
     Size _roomFor(Size end, Size moreFrames) const;

@@ -7,6 +7,7 @@
 #include <libdataio/recordingremains.h>
 #include <movietools/framevalues.h>
 #include <movietools/joberror.h>
+#include <movietools/movieedit.h>
 #include <movietools/movieindex.h>
 #include <movietools/outputfile.h>
 #include <movietools/tiffpages_p.h>
@@ -47,6 +48,8 @@ ZdPalette whiteToBlack(ZDImagePixelType type)
     return palette;
 }
 
+void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format);
+
 /// One import, from the first look at the stacks to the finished movie.
 class TiffImport {
 public:
@@ -56,9 +59,12 @@ public:
     }
 
     TiffImportResult run();
+    TiffImportResult append();
 
 private:
+    TiffImportResult result(const QString& path) const;
     void survey();
+    void checkFits(const QString& path) const;
     void checkFormat(const TiffPages& pages);
     void checkCounts() const;
     std::uint64_t movieBytes() const;
@@ -93,14 +99,62 @@ TiffImportResult TiffImport::run()
     }
     output.commit();
     RecordingRemains::remove(output.path()); // those of a movie that had this name before
+    return result(output.path());
+}
 
+TiffImportResult TiffImport::append()
+{
+    const QString& path = m_options.movie;
+    survey();
+    checkCounts();
+    checkFits(path);
+    MovieEdit edit(path);
+    try {
+        writeFrames(edit.writer());
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, path);
+    }
+    edit.commit();
+    return result(path);
+}
+
+TiffImportResult TiffImport::result(const QString& path) const
+{
     TiffImportResult result;
     result.frames = static_cast<unsigned>(m_done.framesDone);
     result.width = static_cast<int>(m_format.width);
     result.height = static_cast<int>(m_format.height);
     result.type = m_format.type;
-    result.bytes = fileBytes(output.path());
+    result.bytes = fileBytes(path);
     return result;
+}
+
+// Whether the pages can follow the frames of a movie.
+void TiffImport::checkFits(const QString& path) const
+{
+    ImageReader movie;
+    openMovie(movie, path);
+    requireFormat(movie, path, m_format);
+    const FrameTimer& times = movie.getFrameTimer();
+    const bool timed = !times.empty();
+    const bool givesTimes = !m_options.times.empty() || m_options.start;
+    if (timed && times.size() != static_cast<std::size_t>(movie.nbFrames()))
+        throw JobError{path,
+                       QStringLiteral("has %1 times for %2 frames").arg(times.size()).arg(movie.nbFrames()),
+                       QStringLiteral("a time for a new frame would belong to another one"),
+                       {}};
+    if (movie.nbFrames() > 0 && timed != givesTimes)
+        throw JobError{path,
+                       timed ? QStringLiteral("has a time for every frame, and the new frames have none")
+                             : QStringLiteral("has no times, and the new frames have some"),
+                       timed ? QStringLiteral("give --times, or --start and --rate") : QStringLiteral("leave them out"),
+                       {}};
+    const std::optional<timeval> first = timeOf(0);
+    if (timed && first && *first < times.back())
+        throw JobError{path,
+                       QStringLiteral("ends after the time of the first new frame"),
+                       QStringLiteral("a movie keeps its times in order: check them"),
+                       {}};
 }
 
 // Counts the pages and compares them, so that nothing is written for stacks that make no movie.
@@ -261,7 +315,63 @@ float TiffImport::laserPowerOf(std::uint64_t frame) const
     return m_options.laserPower.value_or(-1.0F);
 }
 
+// The movie's size and pixel type in the words of a page.
+void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format)
+{
+    int width = 0;
+    int height = 0;
+    ZDImagePixelType type = ZD_UNKNOWN;
+    movie.width(width);
+    movie.height(height);
+    movie.pixType(type);
+    // Types of one kind and length hold the same samples.
+    const bool sameSamples = type == format.type || (GetPixGroup(type) == GetPixGroup(format.type) &&
+                                                     GetPixBits(type) == GetPixBits(format.type));
+    if (!sameSamples || width != static_cast<int>(format.width) || height != static_cast<int>(format.height))
+        throw JobError{path,
+                       QStringLiteral("has frames of %1, and the pages are %2")
+                           .arg(pictureText(width, height, type), formatText(format)),
+                       QStringLiteral("convert the pages first"),
+                       {}};
+}
+
 } // namespace
+
+TiffImportResult appendTiff(const TiffImportOptions& options, const ProgressCallback& progress)
+{
+    return TiffImport(options, progress).append();
+}
+
+void replaceFrame(const QString& movie, unsigned index, const QString& stack, const std::optional<timeval>& time,
+                  const std::optional<float>& laserPower)
+{
+    TiffPages pages(stack);
+    ImageReader reader;
+    openMovie(reader, movie);
+    requireFormat(reader, movie, pages.format());
+    if (index >= static_cast<unsigned>(reader.nbFrames()))
+        throw JobError{movie,
+                       QStringLiteral("has no frame %1: there are %2").arg(index).arg(reader.nbFrames()),
+                       QStringLiteral("frames are counted from 0"),
+                       {}};
+    float power = -1;
+    reader.getLaserPower(index, power);
+    power = laserPower.value_or(power);
+    reader.close();
+    const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(pages.format().frameBytes());
+    pages.readPixels(pixels.get());
+
+    MovieEdit edit(movie);
+    try {
+        if (time)
+            edit.writer().replaceFrame(pixels.get(), index, *time, power);
+        else
+            edit.writer().replaceFrame(pixels.get(), index, power);
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, movie);
+    }
+    edit.commit();
+}
 
 TiffImportResult importTiff(const TiffImportOptions& options, const ProgressCallback& progress)
 {

@@ -43,4 +43,15 @@ struct TiffImportResult {
 /// Throws JobError, and JobCancelled when `progress` asks to stop.
 TiffImportResult importTiff(const TiffImportOptions& options, const ProgressCallback& progress);
 
+/// Records the pages as further frames of the movie `options.movie`, which must exist and have frames of that
+/// size and type; `replace`, `attributes` and `comment` are not used. A movie whose frames have times needs times
+/// for the new ones, which do not run back behind the old; one without takes none. Any failure, and a stop that
+/// `progress` asks for, leaves the movie as it was.
+TiffImportResult appendTiff(const TiffImportOptions& options, const ProgressCallback& progress);
+
+/// Writes the first page of `stack` over frame `index` of a movie, of which it must have the size and type. Without
+/// `time` and `laserPower` the frame keeps those it has. A failure leaves the movie as it was. Throws JobError.
+void replaceFrame(const QString& movie, unsigned index, const QString& stack, const std::optional<timeval>& time,
+                  const std::optional<float>& laserPower);
+
 } // namespace zd::movietools

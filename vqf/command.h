@@ -32,5 +32,12 @@ Command addImportCommand(CLI::App& program);
 Command addInfoCommand(CLI::App& program);
 Command addFramesCommand(CLI::App& program);
 Command addExportCommand(CLI::App& program);
+Command addThumbCommand(CLI::App& program);
+Command addFibersCommand(CLI::App& program);
+Command addAttrCommand(CLI::App& program);
+Command addOrderCommand(CLI::App& program);
+Command addCopyHeaderCommand(CLI::App& program);
+Command addAppendCommand(CLI::App& program);
+Command addReplaceCommand(CLI::App& program);
 
 } // namespace zd::tool

@@ -2,14 +2,12 @@
 
 #include <libdataio/attributechunk.h>
 #include <movietools/attributerules.h>
-#include <movietools/framevalues.h>
 #include <movietools/tiffimport.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
+#include <vqf/framearguments.h>
 #include <vqf/progressline.h>
-#include <vqf/timetext.h>
 
-#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -34,15 +32,9 @@ struct ImportArguments {
     std::vector<std::string> stacks;
     std::string movie;
     bool force = false;
-    double rate = 0;
-    std::string times;
-    std::string start;
-    double laserPower = 0;
-    std::string laserPowers;
+    FrameArguments frames;
     std::vector<std::string> attributes;
     std::string comment;
-    CLI::Option* rateOption = nullptr;
-    CLI::Option* laserPowerOption = nullptr;
 };
 
 void addAttribute(const std::string& argument, movietools::TiffImportOptions& options)
@@ -61,38 +53,6 @@ void addAttribute(const std::string& argument, movietools::TiffImportOptions& op
     options.attributes.emplace_back(name, value);
 }
 
-void addTimes(const ImportArguments& arguments, movietools::TiffImportOptions& options)
-{
-    if (arguments.rateOption->count() > 0) {
-        if (!(arguments.rate > 0) || !std::isfinite(arguments.rate))
-            throw UsageError{"--rate must be above 0 frames per second"};
-        options.frameRate = arguments.rate;
-    }
-    std::optional<timeval> start;
-    if (!arguments.start.empty()) {
-        start = parseTime(QString::fromStdString(arguments.start));
-        if (!start)
-            throw UsageError{"--start " + arguments.start + ": write it as 2024-03-01T10:00:00Z, a time before 2038"};
-        if (arguments.times.empty() && !options.frameRate)
-            throw UsageError{"--start needs --rate or --times"};
-    }
-    if (arguments.times.empty())
-        options.start = start;
-    else
-        options.times = movietools::readFrameTimes(QString::fromStdString(arguments.times), start);
-}
-
-void addLaserPowers(const ImportArguments& arguments, movietools::TiffImportOptions& options)
-{
-    if (arguments.laserPowerOption->count() > 0) {
-        if (!movietools::isLaserPower(arguments.laserPower) || arguments.laserPower < 0)
-            throw UsageError{"--laser-power is a fraction of full power, from 0 to 1"};
-        options.laserPower = static_cast<float>(arguments.laserPower);
-    }
-    if (!arguments.laserPowers.empty())
-        options.laserPowers = movietools::readLaserPowers(QString::fromStdString(arguments.laserPowers));
-}
-
 movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)
 {
     movietools::TiffImportOptions options;
@@ -108,8 +68,7 @@ movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)
         stored.isEmpty() ? QString() : movietools::whyNotStorable(QStringLiteral("comment"), stored);
     if (!problem.isEmpty())
         throw UsageError{"--comment: the comment " + problem.toStdString()};
-    addTimes(arguments, options);
-    addLaserPowers(arguments, options);
+    arguments.frames.applyTo(options);
     return options;
 }
 
@@ -138,18 +97,7 @@ Command addImportCommand(CLI::App& program)
     app->add_option("STACK", arguments->stacks, "TIFF files, one page for each frame")->required();
     app->add_option("-o,--output", arguments->movie, "The movie to make")->required()->type_name("MOVIE");
     app->add_flag("-f,--force", arguments->force, "Replace the movie if it exists");
-    arguments->rateOption =
-        app->add_option("--rate", arguments->rate, "Frames per second; kept as the frame delay in ms")->type_name("HZ");
-    app->add_option("--times", arguments->times, "Times of the frames, in seconds since 1970 or since --start")
-        ->type_name("FILE");
-    app->add_option("--start", arguments->start, "Time of the first frame; with --rate every frame gets its time")
-        ->type_name("TIME");
-    arguments->laserPowerOption =
-        app->add_option("--laser-power", arguments->laserPower, "Laser power of all frames, 0 to 1")
-            ->type_name("POWER");
-    app->add_option("--laser-powers", arguments->laserPowers, "Laser powers of the frames, 0 to 1; -1: not known")
-        ->type_name("FILE")
-        ->excludes(arguments->laserPowerOption);
+    arguments->frames.addTo(*app);
     app->add_option("--attr", arguments->attributes, "A header attribute; may be given several times")
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);

@@ -22,6 +22,8 @@ Examples:
   vqf info beads.vqf
   vqf frames beads.vqf --format csv
   vqf export beads.vqf -o copy.tif --frames 0:10
+  vqf thumb beads.vqf -o beads.png
+  vqf attr set beads.vqf operator=Curie
 
 "vqf COMMAND --help" tells about one command.
 Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost, 130 interrupted.)";
@@ -73,12 +75,14 @@ ExitCode run(const Command& command)
 
 ExitCode parseAndRun(int argc, char** argv)
 {
-    CLI::App program("Makes, shows and exports VQF movies.", "vqf");
+    CLI::App program("Makes, shows, edits and exports VQF movies.", "vqf");
     program.set_version_flag("--version", "vqf " VQF_VERSION);
     program.require_subcommand(1);
     program.footer(examples);
-    const std::vector<Command> commands{addImportCommand(program), addInfoCommand(program), addFramesCommand(program),
-                                        addExportCommand(program)};
+    const std::vector<Command> commands{
+        addImportCommand(program), addInfoCommand(program),    addFramesCommand(program),    addExportCommand(program),
+        addThumbCommand(program),  addFibersCommand(program),  addAttrCommand(program),      addOrderCommand(program),
+        addAppendCommand(program), addReplaceCommand(program), addCopyHeaderCommand(program)};
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

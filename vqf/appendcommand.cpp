@@ -1,0 +1,62 @@
+#include <vqf/command.h>
+
+#include <movietools/tiffimport.h>
+#include <movietools/wording.h>
+#include <vqf/console.h>
+#include <vqf/framearguments.h>
+#include <vqf/progressline.h>
+
+#include <memory>
+#include <vector>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+The pages must have the size and type of the movie's frames. A movie whose frames have times needs times for the new
+ones. When anything goes wrong the movie is as it was.
+
+Examples:
+  vqf append cells.vqf more.tif
+  vqf append cells.vqf more.tif --start 2024-03-01T10:05:00Z --rate 12 --laser-power 0.5)";
+
+struct AppendArguments {
+    std::string movie;
+    std::vector<std::string> stacks;
+    FrameArguments frames;
+};
+
+ExitCode runAppend(const AppendArguments& arguments)
+{
+    movietools::TiffImportOptions options;
+    options.movie = QString::fromStdString(arguments.movie);
+    for (const std::string& stack : arguments.stacks)
+        options.stacks.append(QString::fromStdString(stack));
+    arguments.frames.applyTo(options);
+    movietools::TiffImportResult result;
+    {
+        ProgressLine progress;
+        result = appendTiff(options, progress.callback());
+    }
+    print(QStringLiteral("%1: %2 frames more (%3)\n")
+              .arg(escaped(options.movie))
+              .arg(result.frames)
+              .arg(movietools::sizeText(result.bytes)));
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command addAppendCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("append", "Add the pages of TIFF stacks to a movie");
+    auto arguments = std::make_shared<AppendArguments>();
+    app->add_option("MOVIE", arguments->movie, "The movie to change")->required();
+    app->add_option("STACK", arguments->stacks, "TIFF files, one page for each frame")->required();
+    arguments->frames.addTo(*app);
+    app->footer(notes);
+    return {app, [arguments] { return runAppend(*arguments); }};
+}
+
+} // namespace zd::tool
