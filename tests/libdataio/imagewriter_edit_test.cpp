@@ -484,6 +484,27 @@ TEST_F(Editing, WorksBeyondTwoGigabytes)
     }
 }
 
+TEST_F(Editing, RollsBackToTheOldBytes)
+{
+    const std::string before = fullMovie().movie();
+    put(before);
+    ImageWriter writer;
+    EXPECT_FALSE(writer.rollBack()) << "nothing is open";
+    writer.modify(m_path);
+    writer.setComment(QStringLiteral("given up"));
+    writer.replaceFrame(other.data(), 1, 0.25F);
+    writer.addFrame(other.data(), 0.5F);
+    EXPECT_TRUE(writer.rollBack());
+    EXPECT_FALSE(writer.isOpen());
+    EXPECT_EQ(file(), before);
+    EXPECT_EQ(QDir(m_directory.path("")).entryList(QDir::Files), QStringList(QStringLiteral("movie.vqf")));
+
+    writer.setJournaled(false);
+    writer.modify(m_path);
+    EXPECT_FALSE(writer.rollBack()) << "there is nothing to roll back by";
+    EXPECT_TRUE(writer.isOpen());
+}
+
 } // namespace
 
 } // namespace zd
