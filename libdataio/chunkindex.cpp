@@ -3,6 +3,7 @@
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/report_p.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace zd {
 
@@ -20,15 +22,22 @@ namespace {
 constexpr std::size_t countBytes = layout::indexCountBytes;
 /// An entry of an index payload is a chunk type and a record, at any alignment.
 constexpr std::size_t entryBytes = layout::indexRecordBytes;
-constexpr std::size_t typeBytes = sizeof(std::uint32_t);
-static_assert(sizeof(ChunkRecord) == entryBytes - typeBytes && std::is_trivially_copyable_v<ChunkRecord>,
+/// So many entries are taken at a time.
+constexpr std::size_t pieceEntries = 4096;
+constexpr std::size_t wordBytes = sizeof(std::uint32_t);
+static_assert(sizeof(ChunkRecord) == entryBytes - wordBytes && std::is_trivially_copyable_v<ChunkRecord>,
               "entries hold records as they lie in memory");
+
+std::uint32_t wordAt(const char* bytes)
+{
+    std::uint32_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+}
 
 std::uint32_t typeOf(const char* entry)
 {
-    std::uint32_t type = 0;
-    std::memcpy(&type, entry, typeBytes);
-    return type;
+    return wordAt(entry);
 }
 
 /// The end of the entries from `entry` on that share its type.
@@ -43,10 +52,12 @@ const char* endOfRun(const char* entry, const char* end)
 
 void appendRecords(std::vector<ChunkRecord>& records, const char* entry, const char* end)
 {
-    std::size_t place = records.size();
-    records.resize(place + static_cast<std::size_t>(end - entry) / entryBytes, ChunkRecord(0, 0));
+    const std::size_t needed = records.size() + static_cast<std::size_t>(end - entry) / entryBytes;
+    if (needed > records.capacity())
+        records.reserve(std::max(needed, 2 * records.capacity()));
+    // One by one: filling the list with blank records first takes the compiler many times as long.
     for (; entry != end; entry += entryBytes)
-        std::memcpy(&records[place++], entry + typeBytes, sizeof(ChunkRecord));
+        records.emplace_back(wordAt(entry + wordBytes), wordAt(entry + 2 * wordBytes));
 }
 
 } // namespace
@@ -64,22 +75,49 @@ void* ChunkIndex::save(int& size)
 
 int ChunkIndex::load(const void* data, unsigned int size)
 {
+    const char* at = static_cast<const char*>(data);
+    const auto next = [&at](std::size_t bytes) { return std::exchange(at, at + bytes); };
+    return static_cast<int>(load(size, next).value_or(0));
+}
+
+std::optional<unsigned int> ChunkIndex::load(unsigned int size, const NextBytes& next)
+{
     std::uint32_t count = 0;
-    if (size >= countBytes)
-        std::memcpy(&count, data, countBytes);
+    if (size >= countBytes) {
+        const char* field = next(countBytes);
+        if (field == nullptr)
+            return std::nullopt;
+        std::memcpy(&count, field, countBytes);
+    }
     const std::uint64_t bytes = countBytes + std::uint64_t{entryBytes} * count;
     if (bytes > size)
         report::fail(logger, Library, "CI_L_CHUNK", QStringLiteral("Cannot read header index, chunk too small."),
                      DATAIO_HERE);
 
-    const char* entry = static_cast<const char*>(data) + countBytes;
-    const char* end = static_cast<const char*>(data) + bytes;
+    for (std::size_t left = count; left > 0;) {
+        const std::size_t entries = std::min(left, pieceEntries);
+        const char* piece = next(entries * entryBytes);
+        if (piece == nullptr)
+            return std::nullopt;
+        _append(piece, entries, left);
+        left -= entries;
+    }
+    return static_cast<unsigned int>(bytes);
+}
+
+/// Appends entries, the first of the `expected` ones that are still to come.
+void ChunkIndex::_append(const char* entry, std::size_t entries, std::size_t expected)
+{
+    const char* const end = entry + entries * entryBytes;
     while (entry != end) {
         const char* run = entry;
         entry = endOfRun(run, end);
-        appendRecords(m_records[typeOf(run)], run, entry);
+        std::vector<ChunkRecord>& records = m_records[typeOf(run)];
+        // A type that fills a whole piece goes on, mostly.
+        if (entry == end && records.empty())
+            records.reserve(expected);
+        appendRecords(records, run, entry);
     }
-    return static_cast<int>(bytes);
 }
 
 void ChunkIndex::debugDump()
@@ -118,8 +156,8 @@ void ChunkIndex::writePayload(char* out) const
     out += countBytes;
     for (const auto& [type, records] : m_records) {
         for (const ChunkRecord& record : records) {
-            std::memcpy(out, &type, typeBytes);
-            std::memcpy(out + typeBytes, &record, sizeof record);
+            std::memcpy(out, &type, wordBytes);
+            std::memcpy(out + wordBytes, &record, sizeof record);
             out += entryBytes;
         }
     }

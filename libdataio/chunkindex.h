@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace zd {
@@ -38,6 +40,11 @@ public:
     /// read as an unsigned number. `data` needs no alignment and may be null when `size` is 0.
     /// Reports "CI_L_CHUNK", with nothing appended, when `size` is less than the payload's own count needs.
     virtual int load(const void* data, unsigned int size);
+    /// Gives the next so many bytes of a payload, valid until the next call; null when they cannot be had.
+    using NextBytes = std::function<const char*(std::size_t)>;
+    /// The same from a payload of `size` bytes that comes in pieces. Returns the bytes taken, or nothing when a piece
+    /// could not be had: some of the records may have been appended then.
+    std::optional<unsigned int> load(unsigned int size, const NextBytes& next);
     /// Prints the records to standard output.
     virtual void debugDump();
 
@@ -62,6 +69,8 @@ protected:
     void writePayload(char* out) const;
 
 private:
+    void _append(const char* entry, std::size_t entries, std::size_t expected);
+
     Map m_records;
 };
 

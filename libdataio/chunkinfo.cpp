@@ -29,6 +29,19 @@ int ChunkInfo::load(const void* data, unsigned int size)
     return 1;
 }
 
+bool ChunkInfo::load(unsigned int size, const NextBytes& next)
+{
+    const std::optional<unsigned int> indexBytes = ChunkIndex::load(size, next);
+    if (!indexBytes)
+        return false;
+    const std::size_t textBytes = size - *indexBytes;
+    const char* text = textBytes > 0 ? next(textBytes) : "";
+    if (text == nullptr)
+        return false;
+    parseLatin1(text, textBytes);
+    return true;
+}
+
 void ChunkInfo::clear()
 {
     ChunkIndex::clear();

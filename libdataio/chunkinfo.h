@@ -19,6 +19,9 @@ public:
     /// Appends the records and sets the attributes of an info payload; returns 1. Neither part is cleared
     /// first. Reports "CI_L_CHUNK" with both parts unchanged.
     int load(const void* data, unsigned int size) override;
+    /// The same from a payload that comes in pieces. False when a piece could not be had: a part of the payload may
+    /// have been taken then.
+    bool load(unsigned int size, const NextBytes& next);
     /// Empties both parts.
     void clear();
     /// Prints both parts to standard output.

@@ -2,6 +2,7 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/chunkheader.h>
+#include <libdataio/payloadreader_p.h>
 #include <libdataio/readwindow_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
@@ -114,9 +115,9 @@ bool FDChunkReader::_readNext(unsigned int type, unsigned int expectedSize)
     const std::int64_t end = payload + header.size() + headerBytes;
     const bool held = header.size() <= largestSize && _fileHolds(payload + header.size());
     // The enlargement comes first: when memory is short, the position stays.
-    if (held && header.size() > m_buffer.capacity()) {
+    if (held) {
+        arrived = header.size() > m_buffer.capacity() ? 0 : arrived;
         m_buffer.reserve(header.size());
-        arrived = 0;
     }
     _goTo(end);
     if (header.size() <= largestSize)
@@ -136,6 +137,23 @@ bool FDChunkReader::_readRest(std::int64_t payload, std::size_t arrived, std::si
 
 bool FDChunkReader::prevChunk(unsigned int type)
 {
+    std::int64_t payload = 0;
+    std::uint32_t size = 0;
+    if (!_findBefore(type, payload, size))
+        return false;
+    m_buffer.reserve(size);
+    if (!_readRest(payload, 0, size))
+        return false;
+    m_size = static_cast<std::int32_t>(size);
+    m_payload = m_buffer.data();
+    m_loaded = true;
+    _goTo(payload - headerBytes);
+    return true;
+}
+
+/// Looks for a chunk of that type that ends at the position: where its payload lies.
+bool FDChunkReader::_findBefore(unsigned int type, std::int64_t& payload, std::uint32_t& size)
+{
     _leaveChunk();
     m_window->drop();
     const std::int64_t end = m_position - headerBytes;
@@ -143,18 +161,36 @@ bool FDChunkReader::prevChunk(unsigned int type)
     std::size_t arrived = 0;
     if (!header.loadFD(m_fd, end, nullptr, 0, arrived) || header.type() != type)
         return false;
+    size = header.size();
+    payload = end - size;
+    return payload >= 0 && size <= largestSize;
+}
 
-    const std::int64_t payload = end - header.size();
-    if (payload < 0 || header.size() > largestSize)
-        return false;
-    m_buffer.reserve(header.size());
-    if (!_readRest(payload, 0, header.size()))
-        return false;
-    m_size = static_cast<std::int32_t>(header.size());
-    m_payload = m_buffer.data();
-    m_loaded = true;
+std::unique_ptr<PayloadReader> FDChunkReader::prevPayload(unsigned int type)
+{
+    std::int64_t payload = 0;
+    std::uint32_t size = 0;
+    if (!_findBefore(type, payload, size))
+        return nullptr;
+    auto reader = std::make_unique<PayloadReader>(m_fd, payload, size);
     _goTo(payload - headerBytes);
-    return true;
+    return reader;
+}
+
+std::unique_ptr<PayloadReader> FDChunkReader::nextPayload(unsigned int type)
+{
+    _leaveChunk();
+    m_window->drop();
+    ChunkStartHeader header;
+    std::size_t arrived = 0;
+    if (!header.loadFD(m_fd, m_position, nullptr, 0, arrived) || header.type() != type)
+        return nullptr;
+    const std::int64_t payload = m_position + headerBytes;
+    if (header.size() > largestSize || !_fileHolds(payload + header.size()))
+        return nullptr;
+    auto reader = std::make_unique<PayloadReader>(m_fd, payload, header.size());
+    _goTo(payload + header.size() + headerBytes);
+    return reader;
 }
 
 bool FDChunkReader::rewind()

@@ -11,6 +11,7 @@
 namespace zd {
 
 class ChunkStartHeader;
+class PayloadReader;
 class ReadWindow;
 
 /// `ChunkReader` on an open file descriptor, which it closes when it is destroyed.
@@ -38,12 +39,19 @@ public:
     /// How long the payload of the next forward step is expected to be. A right guess saves system calls.
     void expectSize(unsigned int size) { m_expectedSize = size; }
 
+    // Steps that find a payload and leave its reading to the caller: the position moves as in `nextChunk` and
+    // `prevChunk`, and there is no current chunk. Null, with the position unchanged, where those give false.
+
+    std::unique_ptr<PayloadReader> nextPayload(unsigned int type);
+    std::unique_ptr<PayloadReader> prevPayload(unsigned int type);
+
 private:
     static constexpr std::int64_t noPosition = -1;
 
     std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
     void _takeAhead(std::span<const char> payload);
     bool _readNext(unsigned int type, unsigned int expectedSize);
+    bool _findBefore(unsigned int type, std::int64_t& payload, std::uint32_t& size);
     std::size_t _roomForExpected(unsigned int expectedSize);
     bool _fileHolds(std::int64_t end);
     bool _readRest(std::int64_t payload, std::size_t arrived, std::size_t size);

@@ -1,6 +1,7 @@
 #include <libdataio/filereader.h>
 
 #include <libdataio/fdchunkreader.h>
+#include <libdataio/payloadreader_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
 
@@ -83,6 +84,16 @@ bool FileReader::nextChunk(unsigned int type)
 bool FileReader::prevChunk(unsigned int type)
 {
     return m_reader && m_reader->prevChunk(type);
+}
+
+std::unique_ptr<PayloadReader> FileReader::nextPayload(unsigned int type)
+{
+    return m_reader ? m_reader->nextPayload(type) : nullptr;
+}
+
+std::unique_ptr<PayloadReader> FileReader::prevPayload(unsigned int type)
+{
+    return m_reader ? m_reader->prevPayload(type) : nullptr;
 }
 
 const void* FileReader::data() const

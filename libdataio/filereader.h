@@ -9,6 +9,7 @@
 namespace zd {
 
 class FDChunkReader;
+class PayloadReader;
 
 /// Opens a regular file by name and walks its chunks. Never copied; used by one thread at a time.
 class DATAIO_EXPORT FileReader {
@@ -37,6 +38,11 @@ public:
     /// As `seek`, telling how long the payload there is expected to be, so that one system call can fetch
     /// header and payload together. A wrong guess costs time, never a wrong result.
     bool seek(int position, unsigned int expectedSize);
+
+    /// As the steps, leaving the reading of the payload to the caller; null where they give false. There is no current
+    /// chunk then. The reader given is usable while the file is open.
+    std::unique_ptr<PayloadReader> nextPayload(unsigned int type);
+    std::unique_ptr<PayloadReader> prevPayload(unsigned int type);
 
 private:
     std::unique_ptr<FDChunkReader> m_reader;

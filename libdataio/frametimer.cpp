@@ -136,12 +136,21 @@ std::chrono::system_clock::time_point toTimePoint(const timeval& time)
 
 bool FrameTimer::readFromRawBuffer(const char* buffer, unsigned int size)
 {
+    return readFromRawBuffer(size, [buffer](void* target, std::size_t bytes) {
+        std::copy_n(buffer, bytes, static_cast<char*>(target));
+        return true;
+    });
+}
+
+bool FrameTimer::readFromRawBuffer(unsigned int size, const std::function<bool(void*, std::size_t)>& fetch)
+{
     if (size % timeBytes != 0)
         return false;
     resize(size / timeBytes);
-    if (size > 0)
-        std::memcpy(data(), buffer, size);
-    return true;
+    if (fetch(data(), size))
+        return true;
+    clear();
+    return false;
 }
 
 bool FrameTimer::dumpToRawBuffer(char* buffer, unsigned int size)

@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include <sys/time.h>
@@ -40,6 +42,9 @@ public:
     /// Replaces the list by the times of a raw buffer. False, with nothing changed, when `size` is no
     /// multiple of 8. `buffer` needs no alignment and may be null when `size` is 0.
     bool readFromRawBuffer(const char* buffer, unsigned int size);
+    /// The same of a buffer that `fetch` copies to where it is told, a number of bytes. False, with an empty list, when
+    /// that gives false.
+    bool readFromRawBuffer(unsigned int size, const std::function<bool(void*, std::size_t)>& fetch);
     /// Sorts the list, then writes it. False, with nothing written or sorted, when `size` is no multiple of 8
     /// or too small for the list.
     bool dumpToRawBuffer(char* buffer, unsigned int size);

@@ -8,6 +8,7 @@
 #include <libdataio/detail/rasterorder_p.h>
 #include <libdataio/detail/stockpicture_p.h>
 #include <libdataio/detail/thumbnailrenderer_p.h>
+#include <libdataio/payloadreader_p.h>
 #include <libdataio/report_p.h>
 
 #include <common/zdpalette.h>
@@ -89,7 +90,6 @@ void ImageReader::open(const QString& path)
     _clean();
     m_fileName = path;
     m_file.openFile(path);
-    _findInfo();
     _loadInfo();
     m_cursor = 0;
     if (const auto frames = m_info.find(ZD_FRAME_CHUNK); frames != m_info.end())
@@ -104,9 +104,13 @@ void ImageReader::open(const QString& path)
 
 void ImageReader::reloadHeader()
 {
-    _findInfo();
+    const std::unique_ptr<PayloadReader> info = _findInfo();
+    const auto size = static_cast<unsigned int>(info->left());
+    const char* payload = size > 0 ? info->next(size) : "";
+    if (payload == nullptr)
+        _reportMissingInfo(DATAIO_HERE);
     m_info.clear();
-    _loadInfo();
+    m_info.load(payload, size);
 }
 
 void ImageReader::close()
@@ -125,24 +129,39 @@ void ImageReader::_clean()
     m_frameSize = 0;
 }
 
-/// Steps over the info chunk, which must be the last of the file.
-void ImageReader::_findInfo()
+/// Steps over the info chunk, which must be the last of the file; its payload is still to be read.
+std::unique_ptr<PayloadReader> ImageReader::_findInfo()
 {
-    if (!m_file.seekEnd() || !m_file.prevChunk(ZD_INFO_CHUNK))
-        report::fail(logger, Library, "IR_MISSINFO",
-                     QStringLiteral("File %1: missing info, bad file format.").arg(m_fileName), DATAIO_HERE);
+    std::unique_ptr<PayloadReader> info = m_file.seekEnd() ? m_file.prevPayload(ZD_INFO_CHUNK) : nullptr;
+    if (!info)
+        _reportMissingInfo(DATAIO_HERE);
+    return info;
+}
+
+void ImageReader::_reportMissingInfo(const LocationInfo& location) const
+{
+    report::fail(logger, Library, "IR_MISSINFO",
+                 QStringLiteral("File %1: missing info, bad file format.").arg(m_fileName), location);
 }
 
 void ImageReader::_loadInfo()
 {
-    m_info.load(m_file.data(), static_cast<unsigned int>(m_file.chunkSize()));
+    const std::unique_ptr<PayloadReader> info = _findInfo();
+    const auto next = [&info](std::size_t size) { return info->next(size); };
+    if (m_info.load(static_cast<unsigned int>(info->left()), next))
+        return;
+    m_info.clear();
+    _reportMissingInfo(DATAIO_HERE);
 }
 
 void ImageReader::_loadFrameTimerChunk()
 {
-    if (_readChunk(ZD_FRAME_TIMER_CHUNK, 0))
-        m_frameTimer.readFromRawBuffer(static_cast<const char*>(m_file.data()),
-                                       static_cast<unsigned int>(m_file.chunkSize()));
+    if (!_seekChunk(ZD_FRAME_TIMER_CHUNK, 0))
+        return;
+    const std::unique_ptr<PayloadReader> times = m_file.nextPayload(ZD_FRAME_TIMER_CHUNK);
+    if (times)
+        m_frameTimer.readFromRawBuffer(static_cast<unsigned int>(times->left()),
+                                       [&times](void* target, std::size_t size) { return times->next(target, size); });
 }
 
 void ImageReader::_loadLaserPowerChunk()
@@ -150,11 +169,16 @@ void ImageReader::_loadLaserPowerChunk()
     if (!_readChunk(ZD_LASER_POWER_CHUNK, 0) || m_file.chunkSize() != m_frameCount)
         return;
     const auto* bytes = static_cast<const std::uint8_t*>(m_file.data());
-    m_laserPowers.resize(static_cast<std::size_t>(m_frameCount));
-    std::transform(bytes, bytes + m_frameCount, m_laserPowers.begin(), layout::decodeLaserPower);
+    m_laserPowers.assign(bytes, bytes + m_frameCount);
 }
 
 bool ImageReader::_readChunk(ZDImageChunkType type, unsigned int index)
+{
+    return _seekChunk(type, index) && m_file.nextChunk(static_cast<unsigned int>(type));
+}
+
+/// Goes to a chunk through the index; false when the index has none of its type.
+bool ImageReader::_seekChunk(ZDImageChunkType type, unsigned int index)
 {
     const auto entry = m_info.find(type);
     if (entry == m_info.end())
@@ -162,8 +186,7 @@ bool ImageReader::_readChunk(ZDImageChunkType type, unsigned int index)
     if (index >= entry->second.size())
         report::fail(logger, Library, "IR_RC_BOUND", QStringLiteral("Chunk number out of bounds."), DATAIO_HERE);
     const ChunkRecord& record = entry->second[index];
-    m_file.seek(static_cast<int>(record.offset), record.length);
-    return m_file.nextChunk(static_cast<unsigned int>(type));
+    return m_file.seek(static_cast<int>(record.offset), record.length);
 }
 
 bool ImageReader::getFrame(const void*& data, unsigned int index)
@@ -421,9 +444,10 @@ bool ImageReader::laserPower(float& out)
 
 bool ImageReader::getLaserPower(unsigned int index, float& out)
 {
-    if (index >= m_laserPowers.size() || !(m_laserPowers[index] >= 0))
+    const float power = index < m_laserPowers.size() ? layout::decodeLaserPower(m_laserPowers[index]) : -1.0F;
+    if (power < 0)
         return false;
-    out = m_laserPowers[index];
+    out = power;
     return true;
 }
 

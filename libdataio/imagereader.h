@@ -10,13 +10,16 @@
 #include <QString>
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 class QImage;
 
 namespace zd {
 
+class PayloadReader;
 class ZdPalette;
+struct LocationInfo;
 
 namespace detail {
 enum class SampleRange : int;
@@ -139,7 +142,9 @@ protected:
 
 private:
     void _clean();
-    void _findInfo();
+    bool _seekChunk(ZDImageChunkType type, unsigned int index);
+    std::unique_ptr<PayloadReader> _findInfo();
+    [[noreturn]] void _reportMissingInfo(const LocationInfo& location) const;
     void _loadInfo();
     void _loadFrameTimerChunk();
     void _loadLaserPowerChunk();
@@ -159,7 +164,7 @@ private:
     FrameTimer m_frameTimer;
     std::int32_t m_cursor = 0;
     std::int32_t m_frameCount = 0;
-    std::vector<float> m_laserPowers;
+    std::vector<std::uint8_t> m_laserPowers; // as stored
     QString m_fileName;
     std::int64_t m_frameSize = 0;
 };

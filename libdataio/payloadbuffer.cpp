@@ -13,7 +13,7 @@ PayloadBuffer::~PayloadBuffer()
 
 void PayloadBuffer::reserve(std::size_t size)
 {
-    if (size <= m_capacity)
+    if (size <= m_capacity && m_data != nullptr)
         return;
     char* grown = static_cast<char*>(::operator new(size, pageAlignment));
     ::operator delete(m_data, pageAlignment);

@@ -18,7 +18,7 @@ public:
     /// buffer and content as they were.
     void reserve(std::size_t size);
     std::size_t capacity() const { return m_capacity; }
-    char* data() { return m_data; } ///< null before the first `reserve`
+    char* data() { return m_data; } ///< null before the first `reserve`, which may be of 0 bytes
     const char* data() const { return m_data; }
 
 private:

@@ -30,7 +30,7 @@ BEGIN {
     group("report", "report")
     group("framing", "chunkframing") # sizes alone, no code
     group("container", "chunkheader chunkreader chunkwriter fdchunkreader fdchunkwriter" \
-          " filereader filereserve filewriter payloadbuffer readwindow")
+          " filereader filereserve filewriter payloadbuffer payloadreader readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
           " imagefilelayout")
     group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile")

@@ -94,6 +94,37 @@ TEST(ChunkIndex, LoadsTypesInAnyOrder)
     EXPECT_THAT(index[-1], ElementsAre(Record(0xFFFFFFFE, 0xFFFFFFFD)));
 }
 
+TEST(ChunkIndex, LoadsAPayloadThatComesInPieces)
+{
+    std::string payload = test::word(10'003);
+    for (std::uint32_t i = 0; i < 10'000; ++i)
+        payload += entry(2, 36 * i, 4);
+    payload += entry(7, 1, 2) + entry(8, 3, 4) + entry(2, 5, 6);
+    ChunkIndex whole;
+    load(whole, payload);
+
+    const auto loadPieces = [&payload](ChunkIndex& index, std::size_t available) {
+        std::string piece;
+        std::size_t at = 0;
+        return index.load(static_cast<unsigned int>(payload.size()) + 5, [&](std::size_t size) -> const char* {
+            EXPECT_LT(size, 100'000U);
+            if (at + size > available)
+                return nullptr;
+            piece = payload.substr(at, size);
+            at += size;
+            return piece.data();
+        });
+    };
+    ChunkIndex index;
+    EXPECT_EQ(loadPieces(index, payload.size()), payload.size()) << "the rest is left to the caller";
+    EXPECT_EQ(entriesOf(index), entriesOf(whole));
+    EXPECT_EQ(index[2].size(), 10'001U);
+    for (const std::size_t available : {std::size_t{3}, std::size_t{4}, std::size_t{100}, payload.size() - 1}) {
+        ChunkIndex cut;
+        EXPECT_EQ(loadPieces(cut, available), std::nullopt) << available;
+    }
+}
+
 TEST(ChunkIndex, RefusesPayloadsShorterThanTheirCount)
 {
     const test::Report tooSmall{"CI_L_CHUNK", "Cannot read header index, chunk too small.", Library};

@@ -108,6 +108,9 @@ TEST(FrameTimer, ReadsAndWritesRawBuffers)
     EXPECT_EQ(buffer, timeEntry(smallest, 0) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(5, 999999) + "........");
     EXPECT_THAT(times, ElementsAre(timeval{smallest, 0}, timeval{-3, 2}, timeval{5, -1}, timeval{5, 999999}));
 
+    EXPECT_FALSE(times.readFromRawBuffer(8, [](void*, std::size_t) { return false; }));
+    EXPECT_THAT(times, IsEmpty()) << "fetching failed";
+
     EXPECT_TRUE(times.readFromRawBuffer(nullptr, 0));
     EXPECT_THAT(times, IsEmpty());
     EXPECT_TRUE(times.dumpToRawBuffer(nullptr, 0));

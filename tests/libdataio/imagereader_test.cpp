@@ -530,6 +530,50 @@ TEST_F(Reading, OpensNothingButMovies)
               (Report{"MM_SE_SEEK", std::string("Could not reach end of file: ") + std::strerror(EOVERFLOW), 4}));
 }
 
+// The header of a long movie is read piece by piece.
+TEST_F(Reading, OpensALongMovieOrNone)
+{
+    constexpr unsigned int count = 20'000;
+    MovieBuilder movie = threeFrames();
+    for (unsigned int i = 3; i < count; ++i)
+        movie.record(2, 48 * (i % 3), 16);
+    std::string times;
+    for (unsigned int i = 0; i < count; ++i)
+        times += timeBytes(static_cast<int>(i), 7);
+    const std::string bytes = movie.chunk(7, times).attribute("comment", "long").movie();
+    {
+        const Allocations allocations;
+        openBytes(bytes);
+        EXPECT_LT(allocations.largest(), 300'000U) << "neither the file nor the header is in memory as a whole";
+    }
+    ASSERT_EQ(m_reader.nbFrames(), static_cast<int>(count));
+    EXPECT_EQ(frame(count - 1), frames[(count - 1) % 3]);
+    EXPECT_EQ(m_reader.getFrameTimer().size(), count);
+    EXPECT_EQ(m_reader.getFrameTimer().back(), (timeval{static_cast<int>(count) - 1, 7}));
+    m_reader.reloadHeader();
+    EXPECT_EQ(m_reader.getComment(), text("long"));
+
+    const LogCapture silence(0);
+    int withHeader = 0;
+    bool struck = true;
+    for (int n = 1; struck; ++n) {
+        SCOPED_TRACE(n);
+        Faults faults({.at = n, .error = EIO, .share = Share::Half, .among = call::readPieces});
+        const std::string code = codeOf([&] { m_reader.open(m_path); });
+        struck = faults.struck();
+        if (m_reader.nbFrames() == 0) {
+            EXPECT_TRUE(code == "IR_MISSINFO" || code == "CHB_LDF_READ") << code;
+            EXPECT_EQ(m_reader.getComment(), QString());
+        } else {
+            ++withHeader;
+            EXPECT_EQ(m_reader.nbFrames(), static_cast<int>(count));
+            EXPECT_EQ(m_reader.getComment(), text("long"));
+            EXPECT_EQ(m_reader.getFrameTimer().size(), struck ? 0 : count);
+        }
+    }
+    EXPECT_EQ(withHeader, 3) << "the times' header fails, their reading fails, nothing fails";
+}
+
 TEST_F(Reading, GetsPastDamagedFrames)
 {
     MovieBuilder movie;
