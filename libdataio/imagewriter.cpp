@@ -872,8 +872,29 @@ void ImageWriter::_reportFrameBound(const char* code, const LocationInfo& locati
     report::fail(logger, Library, code, report::translated("Cannot replace Frame, indice out of bounds."), location);
 }
 
+bool ImageWriter::_endsWhereItShould(const ChunkRecord& frame) const
+{
+    const Size end = frame.offset + layout::headerBytes + Size{frame.length};
+    const QByteArray bytes = bytesAt(m_file.descriptor(), end, layout::headerBytes);
+    ChunkEndHeader header;
+    return bytes.size() == layout::headerBytes && header.decode(bytes.constData()) && header.type() == ZD_FRAME_CHUNK &&
+           header.size() == frame.length;
+}
+
+/// Whether the index lists a chunk that begins within this one: bytes are missing from it.
+bool ImageWriter::_holdsStartOfAnother(const ChunkRecord& frame) const
+{
+    const Size end = frame.offset + layout::framingBytes + Size{frame.length};
+    for (const auto& [type, records] : m_info) {
+        if (std::any_of(records.begin(), records.end(),
+                        [&](const ChunkRecord& other) { return other.offset > frame.offset && other.offset < end; }))
+            return true;
+    }
+    return false;
+}
+
 /// Writes over a frame that the file really holds where the index says, and makes the list of laser powers
-/// as long as the movie.
+/// as long as the movie. A damaged end header is mended thereby, but never at the cost of another chunk.
 void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
 {
     if (!isOpen())
@@ -884,6 +905,8 @@ void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
     if (record.offset + length > _endOfMovie())
         ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
     m_file.requireChunk(record.offset, ZD_FRAME_CHUNK, record.length);
+    if (!_endsWhereItShould(record) && _holdsStartOfAnother(record))
+        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
     m_laserPowers.reserve(records.size());
     if (m_journal)
         m_journal->keep(m_file.descriptor(), record.offset, length);

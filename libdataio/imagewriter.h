@@ -194,6 +194,8 @@ private:
     [[noreturn]] static void _reportFrameBound(const char* code, const LocationInfo& location);
     void _requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
                        const LocationInfo& location);
+    bool _endsWhereItShould(const ChunkRecord& frame) const;
+    bool _holdsStartOfAnother(const ChunkRecord& frame) const;
     void _replaceFrameChunk(const void* data, unsigned int index);
 
     ChunkInfo m_info;

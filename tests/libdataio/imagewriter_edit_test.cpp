@@ -343,6 +343,23 @@ TEST_F(Editing, NeverWritesOverWhatIsNoSuchFrame)
                       false),
                   liar.movie());
     }
+
+    // A chunk from which bytes are missing: its whole length would reach into what is recorded behind it.
+    const MovieBuilder cut =
+        MovieBuilder().bytes(chunk(2, frames[0]).erase(20, 9)).record(2, 0, 16).attribute("endian", "2");
+    put(cut.movie());
+    ImageWriter writer;
+    writer.modify(m_path);
+    writer.addFrame(frames[1].data(), 16, -1.0F);
+    EXPECT_EQ(codeOf([&] { writer.replaceFrame(other.data(), 0, -1.0F); }), "CHB_LFD_PARSE");
+    writer.close();
+    EXPECT_EQ(file(), MovieBuilder(cut).frame(frames[1]).chunk(8, "\xFF").movie());
+    // One whose end header alone is damaged is mended.
+    const std::string whole = bareMovie().movie();
+    const auto replaced = [this](const std::string& bytes) {
+        return edited(bytes, [](ImageWriter& editor) { editor.replaceFrame(other.data(), 1, -1.0F); });
+    };
+    EXPECT_EQ(replaced(withBytes(whole, 85, "?")), replaced(whole));
 }
 
 TEST_F(Editing, ReplacesTheAttributes)
