@@ -330,23 +330,28 @@ TEST_F(DeadEdit, ARestoreMayDieToo)
         }
     }
 
-    startFromDeath();
-    const TemporaryDirectory rebuilt;
-    const QString path = rebuilt.path("movie.vqf");
-    PowerLoss power(QFileInfo(m_path).canonicalPath());
-    ImageWriter::undoInterruptedEdit(m_path);
-    power.stop();
-    for (std::size_t count = 0; count <= power.changes() + 1; ++count) {
-        std::vector<std::vector<std::size_t>> losses{{}, power.unsettled(count)};
-        for (const std::size_t change : power.unsettled(count))
-            losses.push_back({change});
-        for (const std::vector<std::size_t>& lost : losses) {
-            for (const QString& name : QDir(rebuilt.path("")).entryList(QDir::Files))
-                QFile::remove(rebuilt.path(name.toUtf8().constData()));
-            for (const auto& [name, bytes] : power.disk(count, lost))
-                writeFile(rebuilt.path(name.c_str()), bytes);
-            ImageWriter::undoInterruptedEdit(path);
-            EXPECT_EQ(readFile(path), before) << count << " changes, " << lost.size() << " lost";
+    std::string torn = dead + '\n'; // all headers are there, but not the text between
+    torn.replace(torn.size() - 40, 4, 4, '\0');
+    for (const std::string& left : {dead, torn}) {
+        startFromDeath();
+        writeFile(m_path, left);
+        PowerLoss power(QFileInfo(m_path).canonicalPath());
+        EXPECT_TRUE(ImageWriter::undoInterruptedEdit(m_path));
+        power.stop();
+        const TemporaryDirectory rebuilt;
+        const QString path = rebuilt.path("movie.vqf");
+        for (std::size_t count = 0; count <= power.changes() + 1; ++count) {
+            std::vector<std::vector<std::size_t>> losses{{}, power.unsettled(count)};
+            for (const std::size_t change : power.unsettled(count))
+                losses.push_back({change});
+            for (const std::vector<std::size_t>& lost : losses) {
+                for (const QString& name : QDir(rebuilt.path("")).entryList(QDir::Files))
+                    QFile::remove(rebuilt.path(name.toUtf8().constData()));
+                for (const auto& [name, bytes] : power.disk(count, lost))
+                    writeFile(rebuilt.path(name.c_str()), bytes);
+                ImageWriter::undoInterruptedEdit(path);
+                EXPECT_EQ(readFile(path), before) << count << " changes, " << lost.size() << " lost";
+            }
         }
     }
 }

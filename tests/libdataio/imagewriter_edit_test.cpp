@@ -440,6 +440,13 @@ TEST_F(Editing, WithoutMemoryNothingIsOpened)
 TEST_F(Editing, FailedAttributesAreTheOldOnes)
 {
     const std::string before = fullMovie().movie();
+    put(before);
+    {
+        Faults full({.at = 1, .error = ENOSPC, .among = call::allocate});
+        EXPECT_EQ(codeOf([&] { ImageWriter().modifyAttribute(m_path, AttributeChunk()); }), "FDCW_AC_WRITE");
+        EXPECT_EQ(full.calls(call::writes), 3) << "those of the journal: room is asked for before the movie changes";
+    }
+    EXPECT_EQ(file(), before);
     for (const char* comment : {"a comment that is longer than the one before", "d", ""}) {
         const std::string after = fullMovie().attribute("comment", comment).movie();
         AttributeChunk attributes;
