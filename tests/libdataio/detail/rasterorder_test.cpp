@@ -108,7 +108,9 @@ TEST(RasterOrder, AnyValuesComeInReferenceOrder)
         std::shuffle(positions.begin(), positions.end(), random);
         expectReferenceOrder(positions);
     }
-    // Signed zeros and the ends of the range that is sorted by pixels.
+    // Only rows or only columns lie outside the range that is sorted by pixels; then signed zeros and the ends of that range.
+    expectReferenceOrder({{2, 70000}, {1, 70001}, {3, -1}, {1, -2}, {2, notANumber}, {1, 5}});
+    expectReferenceOrder({{notANumber, 5}, {70000, 5}, {0.5F, 5}, {-1, 5}, {0.25F, 5}});
     Positions zeros{{0.0F, 0.0F}, {-0.0F, -0.4F}, {0.0F, -0.0F}, {65535.0F, 65535.0F}, {0.0F, 0.5F}, {-0.0F, 0.0F}};
     for (int round = 0; round < 20; ++round) {
         std::shuffle(zeros.begin(), zeros.end(), random);
