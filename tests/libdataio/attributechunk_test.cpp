@@ -1,15 +1,12 @@
 #include <libdataio/attributechunk.h>
 #include <tests/support/standardoutput.h>
 
-#include <QStringList>
-
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <functional>
 #include <initializer_list>
 #include <limits>
-#include <random>
+#include <utility>
 
 namespace zd {
 
@@ -45,19 +42,6 @@ AttributeChunk parsedBothWays(const QByteArray& latin1)
     return fromBytes;
 }
 
-/// The line rules, step by step.
-AttributeChunk parsedLineByLine(const QString& lines)
-{
-    AttributeChunk chunk;
-    for (const QString& part : lines.split(u'\n')) {
-        const QString line = part.trimmed();
-        const qsizetype sign = line.indexOf(u'=');
-        if (!line.startsWith(u'#') && sign > 0 && !line.mid(sign + 1).isEmpty())
-            chunk.set(line.left(sign), line.mid(sign + 1));
-    }
-    return chunk;
-}
-
 template <typename Number>
 void expectNumber(const char* stored, bool valid, Number value)
 {
@@ -74,25 +58,21 @@ void expectNumber(const char* stored, bool valid, Number value)
 
 TEST(AttributeChunk, StoresEveryKindAsText)
 {
-    AttributeChunk chunk;
-    const QString name = text("n");
-    const auto textOf = [&](auto value) {
-        chunk.set(name, value);
+    const auto textOf = [](auto value) {
+        AttributeChunk chunk;
+        chunk.set(text("n"), value);
         return storedText(chunk, "n");
     };
-    EXPECT_EQ(textOf(0), "0");
     EXPECT_EQ(textOf(std::numeric_limits<int>::min()), "-2147483648");
-    EXPECT_EQ(textOf('A'), "A");
     EXPECT_EQ(textOf('\xE9'), "\xC3\xA9");
-    EXPECT_EQ(textOf(1.5F), "1.500000e+00");
-    EXPECT_EQ(textOf(0.1F), "1.000000e-01");
-    EXPECT_EQ(textOf(-1234.5678F), "-1.234568e+03");
-    EXPECT_EQ(textOf(0.0F), "0.000000e+00");
-    EXPECT_EQ(textOf(std::numeric_limits<float>::max()), "3.402823e+38");
-    EXPECT_EQ(textOf(std::numeric_limits<float>::denorm_min()), "1.401298e-45");
-    EXPECT_EQ(textOf(std::numeric_limits<float>::infinity()), "inf");
     EXPECT_EQ(textOf(text("  as it is = ")), "  as it is = ");
-    EXPECT_EQ(chunk.attributes().size(), 1U);
+    for (const auto& [value, stored] : {std::pair(1.5F, "1.500000e+00"),
+                                        {-1234.5678F, "-1.234568e+03"},
+                                        {0.0F, "0.000000e+00"},
+                                        {std::numeric_limits<float>::max(), "3.402823e+38"},
+                                        {std::numeric_limits<float>::denorm_min(), "1.401298e-45"},
+                                        {std::numeric_limits<float>::infinity(), "inf"}})
+        EXPECT_EQ(textOf(value), stored);
 }
 
 TEST(AttributeChunk, ReadsNumbersOnlyInRange)
@@ -103,17 +83,12 @@ TEST(AttributeChunk, ReadsNumbersOnlyInRange)
     for (const char* invalid : {"2147483648", "-2147483649", "99999999999999999999", "1.200000e+01", "0x10", ""})
         expectNumber(invalid, false, 0);
 
-    expectNumber("12", true, 12.0F);
     expectNumber("3.402823e+38", true, 3.402823e+38F);
     expectNumber("-1.401298e-45", true, -std::numeric_limits<float>::denorm_min());
     expectNumber("1e-50", true, 0.0F);
     expectNumber("-inf", true, -std::numeric_limits<float>::infinity());
     for (const char* invalid : {"1e39", "-1e39", "1e999", "1,5", ""})
         expectNumber(invalid, false, 0.0F);
-    AttributeChunk chunk;
-    float out = 77;
-    chunk.set(text("n"), text("nan"));
-    EXPECT_TRUE(chunk.get(text("n"), out) && std::isnan(out));
 }
 
 TEST(AttributeChunk, ReadsCharactersAndTexts)
@@ -122,32 +97,25 @@ TEST(AttributeChunk, ReadsCharactersAndTexts)
     const QString name = text("n");
     char character = '?';
     QString value = text("untouched");
-    EXPECT_FALSE(chunk.get(name, character));
-    EXPECT_FALSE(chunk.get(name, value));
+    EXPECT_FALSE(chunk.get(name, character) || chunk.get(name, value));
     for (const QString& notOne : {QString(), text("ab")}) {
         chunk.set(name, notOne);
         EXPECT_FALSE(chunk.get(name, character));
-        EXPECT_EQ(character, '?');
     }
+    EXPECT_EQ(character, '?');
     EXPECT_EQ(value, text("untouched"));
-    chunk.set(name, '\xE9');
-    EXPECT_TRUE(chunk.get(name, character));
-    EXPECT_EQ(character, '\xE9');
-    chunk.set(name, QString(QChar(0x20AC)));
-    EXPECT_TRUE(chunk.get(name, character));
-    EXPECT_EQ(character, '\0');
+    for (const auto& [stored, read] : {std::pair(u'\u00E9', '\xE9'), {u'\u20AC', '\0'}}) {
+        chunk.set(name, QString(QChar(stored)));
+        EXPECT_TRUE(chunk.get(name, character));
+        EXPECT_EQ(character, read);
+    }
 }
 
 TEST(AttributeChunk, ParsesAndDumpsLines)
 {
     AttributeChunk chunk = parsedBothWays("# movie header\nwidth=512\n  height=480  \ncomment=first part=second\n"
                                           "gain = 2\noffset=\n=7\n\nwidth=640");
-    EXPECT_EQ(dumped(chunk), "comment=first part=second\ngain = 2\nheight=480\nwidth=640\n");
-    int width = 0;
-    EXPECT_TRUE(chunk.get(text("width"), width));
-    EXPECT_EQ(width, 640);
     EXPECT_EQ(storedText(chunk, "gain "), " 2");
-
     chunk.set(text("ratio"), 0.25F);
     chunk.set(text("Zoom"), 2);
     QString out = text("before\n");
@@ -159,14 +127,12 @@ TEST(AttributeChunk, ParsesAndDumpsLines)
 TEST(AttributeChunk, TrimsAndSkipsByTheSameRulesInBothForms)
 {
     using namespace std::string_literals;
-    const auto expectParsed = [](const std::string& latin1, const std::string& expected) {
+    for (const auto& [latin1, expected] : {std::pair("\xA0\x85\t a=1\xA0\v\f\x85"s, "a=1\n"s),
+                                           {"a= \nb=\xA0\n \t# c=1\n#d=1"s, ""s},
+                                           {"a==\nb=c=d\n"s, "a==\nb=c=d\n"s},
+                                           {"a=1\r2\n"s, "a=1\r2\n"s},
+                                           {"a=\0b\n\0=1"s, "\0=1\na=\0b\n"s}})
         EXPECT_EQ(dumped(parsedBothWays(QByteArray::fromStdString(latin1))), expected) << latin1;
-    };
-    expectParsed("\xA0\x85\t a=1\xA0\v\f\x85", "a=1\n");
-    expectParsed("a= \nb=\xA0\n \t# c=1\n#d=1", "");
-    expectParsed("a==\nb=c=d\n", "a==\nb=c=d\n");
-    expectParsed("a=1\r2\n", "a=1\r2\n");
-    expectParsed("a=\0b\n\0=1"s, "\0=1\na=\0b\n"s);
 
     AttributeChunk own;
     own.set(text("a"), text("a=a much longer text than the one before\nb=2"));
@@ -179,38 +145,21 @@ TEST(AttributeChunk, TrimsAndSkipsByTheSameRulesInBothForms)
     EXPECT_EQ(dumped(chunk), "\u20AC=\U0001F39E\n");
 }
 
-TEST(AttributeChunk, ParsesRandomLinesLikeTheRules)
-{
-    const QByteArray alphabet("abc==#\n\n \r\x85\xA0\xE9", 13);
-    std::mt19937 random(1);
-    std::uniform_int_distribution<int> letter(0, static_cast<int>(alphabet.size()) - 1);
-    for (int round = 0; round < 3000; ++round) {
-        QByteArray lines;
-        while (lines.size() < round % 60)
-            lines.append(alphabet[letter(random)]);
-        EXPECT_EQ(dumped(parsedBothWays(lines)), dumped(parsedLineByLine(QString::fromLatin1(lines))))
-            << lines.toHex(' ').constData();
-    }
-}
-
 TEST(AttributeChunk, MergesErasesAndCopies)
 {
     AttributeChunk chunk = parsedBothWays("b=1\nd=1");
-    const AttributeChunk other = parsedBothWays("a=2\nb=2\nc=2\ne=2");
+    const AttributeChunk other = parsedBothWays("a=2\nb=2\nc=2");
     chunk.merge(other);
-    EXPECT_EQ(dumped(chunk), "a=2\nb=2\nc=2\nd=1\ne=2\n");
-    EXPECT_EQ(dumped(other), "a=2\nb=2\nc=2\ne=2\n");
     const AttributeChunk& same = chunk;
     chunk.merge(same);
     chunk = same;
-    EXPECT_EQ(dumped(chunk), "a=2\nb=2\nc=2\nd=1\ne=2\n");
+    EXPECT_EQ(dumped(chunk), "a=2\nb=2\nc=2\nd=1\n");
 
     AttributeChunk copy(chunk);
     EXPECT_EQ(copy.erase(text("absent")), 0);
     EXPECT_EQ(copy.erase(text("d")), 1);
-    EXPECT_EQ(dumped(copy), "a=2\nb=2\nc=2\ne=2\n");
+    EXPECT_EQ(dumped(copy), dumped(other));
     chunk.clear();
-    EXPECT_EQ(dumped(chunk), "");
     EXPECT_EQ(dumped(copy = chunk), "");
 }
 

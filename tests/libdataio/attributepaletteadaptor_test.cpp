@@ -55,7 +55,7 @@ const char* const twoNodes = "pal_n0_val=0\npal_n0_r=0.5\npal_n0_g=0.25\npal_n0_
 
 } // namespace
 
-TEST(AttributePaletteAdaptor, StoresACheckedCopy)
+TEST(AttributePaletteAdaptor, StoresACheckedCopyUnderItsPrefix)
 {
     AttributeChunk attributes = attributesOf("pal_n2_val=9");
     ZdPalette palette = redToBlue();
@@ -67,27 +67,15 @@ TEST(AttributePaletteAdaptor, StoresACheckedCopy)
               "pal_n1_b=1.000000e+00\npal_n1_g=1.000000e-01\npal_n1_r=0.000000e+00\npal_n1_val=1.000000e+00\n"
               "pal_n2_val=9\npal_name=red to blue\npal_nbcols=2\n");
     EXPECT_EQ(palette.cropMin, 300) << "the caller's palette stays as it is";
-}
 
-TEST(AttributePaletteAdaptor, KeepsSeveralPalettesApartByPrefix)
-{
-    AttributeChunk attributes;
-    ZdPalette plain = redToBlue();
-    plain.cropMax = 7;
-    paletteToAttributes(plain, attributes, QString());
-    paletteToAttributes(redToBlue(), attributes, QStringLiteral("roi%1"));
-
-    ZdPalette palette;
-    palette.addColor(0.5F, 0.5F, 0.5F, 0.5F);
-    EXPECT_TRUE(attributesToPalette(attributes, palette, QStringLiteral("roi%1")));
-    EXPECT_EQ(nodesOf(palette), (Nodes{{0.0F, 1.0F, 0.25F, 0.0F}, {1.0F, 0.0F, 0.1F, 1.0F}}));
-    EXPECT_EQ(palette.name.toStdString(), "red to blue");
-    EXPECT_EQ(palette.cropMin, -5);
-    EXPECT_EQ(palette.cropMax, 300);
+    palette.cropMax = 7;
+    paletteToAttributes(palette, attributes, QStringLiteral("roi%1"));
     EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
-    EXPECT_EQ(palette.cropMax, 7);
-    QString value;
-    EXPECT_TRUE(attributes.get(QStringLiteral("roi%1_pal_n1_val"), value));
+    EXPECT_EQ(nodesOf(palette), nodesOf(redToBlue()));
+    EXPECT_EQ(palette.name.toStdString(), "red to blue");
+    EXPECT_EQ(std::pair(palette.cropMin, palette.cropMax), std::pair(-5, 300));
+    EXPECT_TRUE(attributesToPalette(attributes, palette, QStringLiteral("roi%1")));
+    EXPECT_EQ(std::pair(palette.cropMin, palette.cropMax), std::pair(7, 300));
     EXPECT_FALSE(attributesToPalette(attributes, palette, QStringLiteral("other")));
     EXPECT_EQ(palette.size(), 0);
 }
@@ -103,17 +91,14 @@ TEST(AttributePaletteAdaptor, RestoresWhatIsThere)
     EXPECT_EQ(palette.name.toStdString(), "red to blue");
     EXPECT_EQ(palette.cropMin, -5);
 
-    attributes.set(QStringLiteral("pal_nbcols"), 1);
-    EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
-    EXPECT_EQ(palette.size(), 1) << "the newer count counts";
-    attributes.set(QStringLiteral("pal_nbcols"), QStringLiteral("many"));
-    EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
-    EXPECT_EQ(palette.size(), 2);
-    attributes.set(QStringLiteral("pal_nbcols"), -1);
     attributes.set(QStringLiteral("pal_cropMin"), 400);
-    EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
-    EXPECT_EQ(palette.size(), 0);
-    EXPECT_EQ(std::pair(palette.cropMin, palette.cropMax), std::pair(300, 400)) << "checked";
+    for (const auto& [newerCount, nodes] : {std::pair("1", 1), {"many", 2}, {"-1", 0}}) {
+        palette = redToBlue();
+        attributes.set(QStringLiteral("pal_nbcols"), QString::fromLatin1(newerCount));
+        EXPECT_TRUE(attributesToPalette(attributes, palette, QString()));
+        EXPECT_EQ(palette.size(), nodes) << newerCount;
+        EXPECT_EQ(std::pair(palette.cropMin, palette.cropMax), std::pair(300, 400)) << "checked";
+    }
 }
 
 TEST(AttributePaletteAdaptor, StopsAtTheFirstIncompleteNode)

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 namespace zd {
 
@@ -68,29 +69,22 @@ TEST(ChunkIndex, SavesTheDescribedBytesAndLoadsThemBack)
     EXPECT_EQ(loaded.load(shifted.data() + 1, 40), 40);
     EXPECT_THAT(loaded[2], ElementsAre(Record(0, 1024), Record(1056, 1024), Record(0, 1024), Record(1056, 1024)));
     EXPECT_EQ(loaded[5].size(), 2U);
-
-    ChunkIndex empty;
-    EXPECT_EQ(saved(empty), test::hex("00000000"));
-    EXPECT_EQ(load(empty, test::hex("00000000")), 4);
-    EXPECT_EQ(empty.begin(), empty.end());
+    EXPECT_EQ(load(loaded, test::hex("00000000")), 4);
 }
 
 TEST(ChunkIndex, LoadsTypesInAnyOrder)
 {
-    std::string payload = test::word(2003);
-    for (std::uint32_t i = 0; i < 1000; ++i)
-        payload += entry(2, i, 10) + entry(8, 5000 + i, 20);
-    payload += entry(0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFD) + entry(2, 1, 2) + entry(2, 3, 4);
-    ChunkIndex index;
-    EXPECT_EQ(load(index, payload), 4 + 12 * 2003);
-    ASSERT_EQ(index[2].size(), 1002U);
-    ASSERT_EQ(index[8].size(), 1000U);
+    std::string payload = test::word(2001) + entry(0xFFFFFFFF, 0xFFFFFFFE, 0xFFFFFFFD);
+    std::vector<Record> expected;
     for (std::uint32_t i = 0; i < 1000; ++i) {
-        ASSERT_EQ(index[2][i], Record(i, 10));
-        ASSERT_EQ(index[8][i], Record(5000 + i, 20));
+        payload += entry(2, i, 10) + entry(8, 5000 + i, 20);
+        expected.emplace_back(i, 10U);
     }
-    EXPECT_EQ(index[2][1001], Record(3, 4));
-    EXPECT_LE(index[2].capacity(), 2 * index[2].size());
+    ChunkIndex index;
+    EXPECT_EQ(load(index, payload), 4 + 12 * 2001);
+    EXPECT_EQ(index[2], expected);
+    EXPECT_LE(index[2].capacity(), 2 * expected.size());
+    EXPECT_EQ(index[8].back(), Record(5999, 20));
     EXPECT_THAT(index[-1], ElementsAre(Record(0xFFFFFFFE, 0xFFFFFFFD)));
 }
 
@@ -134,21 +128,16 @@ TEST(ChunkIndex, RefusesPayloadsShorterThanTheirCount)
     for (const std::string& payload :
          {std::string(), test::hex("000000"), (test::word(3) + records).substr(0, 39), test::word(1),
           test::word(0x15555556) + records, test::word(0xFFFFFFFF) + records}) {
-        EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(index, payload); }), tooSmall) << payload.size();
+        EXPECT_EQ(test::repeatedReportOf("dataio.chunkindex", [&] { load(index, payload); }), tooSmall);
         EXPECT_EQ(saved(index), before);
     }
-    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { index.load(nullptr, 0); }), tooSmall);
-
-    test::LogCapture silent(0);
-    EXPECT_THROW(load(index, ""), IOFileException);
-    EXPECT_TRUE(silent.records.empty());
+    EXPECT_EQ(test::codeOf([&] { index.load(nullptr, 0); }), tooSmall.code);
 }
 
 TEST(ChunkIndex, PayloadSizeStaysWithinAnInt)
 {
     EXPECT_EQ(PayloadSize::payloadSize(178956970), 2147483644U);
     EXPECT_THROW(PayloadSize::payloadSize(178956971), std::length_error);
-    EXPECT_THROW(PayloadSize::payloadSize(std::numeric_limits<std::size_t>::max()), std::length_error);
 }
 
 TEST(ChunkIndex, IsAMapOfTypes)
@@ -157,10 +146,8 @@ TEST(ChunkIndex, IsAMapOfTypes)
     index.removeChunkType(6);
     EXPECT_FALSE(index.has(7));
     EXPECT_EQ(index.find(7), index.end());
-    EXPECT_TRUE(index[7].empty());
-    EXPECT_TRUE(index.has(7));
-    const std::string payload = saved(index);
-    EXPECT_EQ(payload.size(), 40U) << "a type without records is not stored";
+    EXPECT_TRUE(index[7].empty() && index.has(7));
+    EXPECT_EQ(saved(index).size(), 40U) << "a type without records is not stored";
 
     const ChunkIndex copy = index;
     index.removeChunkType(2);
@@ -168,6 +155,7 @@ TEST(ChunkIndex, IsAMapOfTypes)
     EXPECT_EQ(copy.find(2)->second.size(), 2U);
     index.clear();
     EXPECT_FALSE(index.has(5));
+    EXPECT_EQ(saved(index), test::hex("00000000"));
 }
 
 TEST(ChunkIndex, PrintsItself)

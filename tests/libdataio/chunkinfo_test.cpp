@@ -42,11 +42,8 @@ TEST(ChunkInfo, SavesIndexThenText)
 {
     ChunkInfo info = example();
     EXPECT_EQ(saved(info), examplePayload);
-
-    info.removeChunkType(2);
     info.set(QStringLiteral("height"), QStringLiteral("\u00E9\u00FF\u0100\u20AC\U0001F39E"));
-    EXPECT_EQ(saved(info), test::hex("00000000") + "height=\xE9\xFF????\nwidth=4\n");
-
+    EXPECT_EQ(saved(info), examplePayload.substr(0, 16) + "height=\xE9\xFF????\nwidth=4\n");
     info.clear();
     EXPECT_EQ(saved(info), test::hex("00000000"));
 }
@@ -54,31 +51,21 @@ TEST(ChunkInfo, SavesIndexThenText)
 TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)
 {
     ChunkInfo info;
-    EXPECT_EQ(load(info, examplePayload), 1);
-    EXPECT_EQ(saved(info), examplePayload);
-    const ChunkInfo copy = info;
-
     info.set(QStringLiteral("height"), 99);
     info.set(QStringLiteral("own"), 1);
     EXPECT_EQ(load(info, examplePayload), 1);
+    const ChunkInfo copy = info;
+    EXPECT_EQ(load(info, examplePayload.substr(0, 16)), 1) << "an index without text";
     EXPECT_THAT(info[2], ElementsAre(ChunkRecord(0, 16), ChunkRecord(0, 16)));
     EXPECT_EQ(saved(info).substr(28), "height=2\nown=1\nwidth=4\n");
-
     info = copy;
-    EXPECT_EQ(saved(info), examplePayload);
-    info.clear();
-    EXPECT_EQ(load(info, examplePayload.substr(0, 16)), 1);
-    EXPECT_THAT(info[2], ElementsAre(ChunkRecord(0, 16)));
-    EXPECT_TRUE(info.attributes().empty());
-}
+    EXPECT_EQ(info[2].size(), 1U);
 
-TEST(ChunkInfo, RefusesAShortIndexWithBothPartsUnchanged)
-{
-    ChunkInfo info = example();
     const test::Report tooSmall{"CI_L_CHUNK", "Cannot read header index, chunk too small.", Library};
-    const std::string payload = test::word(2) + examplePayload.substr(4, 12) + "a=1\nb=2\n";
-    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(info, payload); }), tooSmall);
-    EXPECT_EQ(saved(info), examplePayload);
+    const std::string before = saved(info);
+    const std::string shortIndex = test::word(2) + examplePayload.substr(4, 12) + "a=1\nb=2\n";
+    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(info, shortIndex); }), tooSmall);
+    EXPECT_EQ(saved(info), before);
 }
 
 TEST(ChunkInfo, PrintsBothParts)

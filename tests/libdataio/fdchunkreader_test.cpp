@@ -10,7 +10,6 @@
 #include <memory>
 #include <new>
 #include <type_traits>
-#include <vector>
 
 #include <sys/stat.h>
 
@@ -65,29 +64,16 @@ static_assert(!std::is_copy_assignable_v<FDChunkReader> && !std::is_move_assigna
 TEST_F(FDChunkReaderTest, HasNoPositionAtFirstAndNoneWithoutADescriptor)
 {
     FDChunkReader empty;
-    EXPECT_FALSE(empty.openned());
     EXPECT_EQ(empty.closeFD(), -1);
-    EXPECT_EQ(reportOf(headerLogger, [&] { empty.nextChunk(2); }),
-              (Report{"CHB_LFD_SEEK", withSystemText("Could not seek data: ", EBADF), 4}));
-    EXPECT_EQ(reportOf(logger, [&] { empty.rewind(); }).message, withSystemText("Could not rewind file: ", EBADF));
+    EXPECT_EQ(codeOf([&] { empty.nextChunk(2); }), "CHB_LFD_SEEK");
 
     FDChunkReader& reader = on(threeChunks);
     const Faults faults;
-    EXPECT_TRUE(reader.openned());
-    EXPECT_FALSE(reader.flag());
-    EXPECT_FALSE(reader.nextChunk(2));
-    EXPECT_FALSE(reader.prevChunk(2));
+    EXPECT_FALSE(reader.flag() || reader.nextChunk(2) || reader.prevChunk(2));
     expectNoChunk(reader);
     reader.seek(0xFFFFFFFF);
-    EXPECT_FALSE(reader.nextChunk(2));
-    EXPECT_FALSE(reader.prevChunk(2));
+    EXPECT_FALSE(reader.nextChunk(2) || reader.prevChunk(2));
     EXPECT_EQ(faults.calls(), 0);
-
-    EXPECT_EQ(reader.closeFD(), 0);
-    EXPECT_FALSE(reader.openned());
-    EXPECT_FALSE(isOpen(m_fd));
-    EXPECT_EQ(reader.closeFD(), -1);
-    on(threeChunks);
     m_reader.reset();
     EXPECT_FALSE(isOpen(m_fd));
 }
@@ -105,7 +91,6 @@ TEST_F(FDChunkReaderTest, WalksForwardsAndBackwardsLikeACursor)
     EXPECT_EQ(reader.chunkSize(), 0);
     EXPECT_NO_THROW(reader.data());
     ASSERT_TRUE(reader.prevChunk(7));
-    EXPECT_EQ(reader.chunkSize(), 0);
     EXPECT_FALSE(reader.prevChunk(7)) << "another type";
     expectNoChunk(reader);
     ASSERT_TRUE(reader.prevChunk(2));
@@ -115,13 +100,6 @@ TEST_F(FDChunkReaderTest, WalksForwardsAndBackwardsLikeACursor)
     expectNoChunk(reader);
     EXPECT_FALSE(reader.nextChunk(5));
     ASSERT_TRUE(reader.prevChunk(5));
-    EXPECT_EQ(dataOf(reader), "hello");
-    ASSERT_TRUE(reader.nextChunk(5));
-    EXPECT_FALSE(reader.nextChunk(5)) << "the end of the file again";
-
-    EXPECT_TRUE(reader.seek(67));
-    expectNoChunk(reader);
-    ASSERT_TRUE(reader.nextChunk(5));
     EXPECT_EQ(dataOf(reader), "hello");
     EXPECT_TRUE(reader.seek(1));
     EXPECT_EQ(reportOf(headerLogger, [&] { reader.nextChunk(2); }).code, "CHB_LFD_PARSE");
@@ -164,8 +142,6 @@ TEST_F(FDChunkReaderTest, ABackwardStepTrustsTheEndHeaderAsFarAsTheFileReaches)
     reader.seekEnd();
     ASSERT_TRUE(reader.prevChunk(5));
     EXPECT_EQ(dataOf(reader), "hello");
-    EXPECT_EQ(reportOf(headerLogger, [&] { reader.nextChunk(5); }).code, "CHB_LFD_PARSE");
-    EXPECT_TRUE(reader.prevChunk(7)) << "the position stayed";
 
     on("abc" + endHeader(5, 4)).seekEnd();
     EXPECT_FALSE(m_reader->prevChunk(5)) << "the payload would begin before the file";
@@ -173,8 +149,7 @@ TEST_F(FDChunkReaderTest, ABackwardStepTrustsTheEndHeaderAsFarAsTheFileReaches)
     writeFile(m_path, "abc" + endHeader(5, 3));
     EXPECT_TRUE(m_reader->prevChunk(5)) << "the position stayed";
     EXPECT_EQ(dataOf(*m_reader), "abc");
-    EXPECT_FALSE(m_reader->nextChunk(5)) << "no chunk begins before the file";
-    EXPECT_FALSE(m_reader->prevChunk(5));
+    EXPECT_FALSE(m_reader->nextChunk(5) || m_reader->prevChunk(5)) << "no chunk begins before the file";
 }
 
 TEST_F(FDChunkReaderTest, NoDeclaredSizeCostsMemoryThatTheFileDoesNotHave)
@@ -192,8 +167,6 @@ TEST_F(FDChunkReaderTest, NoDeclaredSizeCostsMemoryThatTheFileDoesNotHave)
         expectNoChunk(reader);
         EXPECT_LT(allocations.largest(), 10000U) << size;
     }
-    on(endHeader(5, 0xFFFFFFFF)).seekEnd();
-    EXPECT_FALSE(m_reader->prevChunk(5));
 }
 
 TEST_F(FDChunkReaderTest, PositionsReachTheLastByteBelowFourGibibytes)
@@ -201,18 +174,14 @@ TEST_F(FDChunkReaderTest, PositionsReachTheLastByteBelowFourGibibytes)
     FDChunkReader& reader = on("");
     const Descriptor file(m_path, O_WRONLY);
     const std::string last = chunk(5, "last");
-    const off_t start = beyondReach - 1 - static_cast<off_t>(last.size());
     file.put(2147483653, chunk(2, "far"));
-    file.put(start, last);
+    file.put(beyondReach - 1 - static_cast<off_t>(last.size()), last);
     ASSERT_TRUE(reader.seekEnd());
     EXPECT_FALSE(reader.nextChunk(5));
     ASSERT_TRUE(reader.prevChunk(5));
     EXPECT_EQ(dataOf(reader), "last");
-    EXPECT_TRUE(reader.nextChunk(5) && reader.prevChunk(5));
-    EXPECT_TRUE(reader.seek(2147483653U));
-    ASSERT_TRUE(reader.nextChunk(2));
+    EXPECT_TRUE(reader.seek(2147483653U) && reader.nextChunk(2));
     EXPECT_EQ(dataOf(reader), "far");
-    EXPECT_TRUE(reader.prevChunk(2));
 
     // A payload of 2 GiB exists here, but its length is beyond what can be current.
     file.put(0, startHeader(2, 0x80000000));
@@ -231,68 +200,19 @@ TEST_F(FDChunkReaderTest, PositionsReachTheLastByteBelowFourGibibytes)
 TEST_F(FDChunkReaderTest, ReportsFailedPositioningAndKeepsOrDropsThePosition)
 {
     FDChunkReader& reader = on(threeChunks);
-    reader.seek(35);
-    {
+    const auto reportOfUnseekable = [](const auto& operation) {
         const Faults faults({.at = 1, .error = EIO, .lasting = true, .among = call::seek});
-        EXPECT_EQ(repeatedReportOf(logger, [&] { reader.rewind(); }),
-                  (Report{"MM_R_SEEK", withSystemText("Could not rewind file: ", EIO), 4}));
-    }
+        return repeatedReportOf(logger, operation);
+    };
+    reader.seek(35);
+    EXPECT_EQ(reportOfUnseekable([&] { reader.rewind(); }),
+              (Report{"MM_R_SEEK", withSystemText("Could not rewind file: ", EIO), 4}));
     expectNoChunk(reader);
     EXPECT_TRUE(reader.nextChunk(7)) << "the position stayed";
-    {
-        const Faults faults({.at = 1, .error = EIO, .lasting = true, .among = call::seek});
-        EXPECT_EQ(repeatedReportOf(logger, [&] { reader.seekEnd(); }),
-                  (Report{"MM_SE_SEEK", withSystemText("Could not reach end of file: ", EIO), 4}));
-    }
+    EXPECT_EQ(reportOfUnseekable([&] { reader.seekEnd(); }),
+              (Report{"MM_SE_SEEK", withSystemText("Could not reach end of file: ", EIO), 4}));
     expectNoChunk(reader);
     EXPECT_FALSE(reader.nextChunk(5)) << "no position";
-
-    ASSERT_EQ(mkfifo(m_directory.path("pipe").toUtf8().constData(), 0600), 0);
-    FDChunkReader pipe;
-    pipe.setFD(Descriptor(m_directory.path("pipe"), O_RDWR).release());
-    EXPECT_EQ(reportOf(logger, [&] { pipe.rewind(); }).message, withSystemText("Could not rewind file: ", ESPIPE));
-    EXPECT_EQ(reportOf(logger, [&] { pipe.seekEnd(); }).message,
-              withSystemText("Could not reach end of file: ", ESPIPE));
-    pipe.seek(0);
-    EXPECT_EQ(reportOf(headerLogger, [&] { pipe.nextChunk(2); }).code, "CHB_LFD_SEEK");
-}
-
-// Fails each call of a step in turn, then repeats the step.
-TEST_F(FDChunkReaderTest, AFailedCallEndsTheStepAndLosesNothing)
-{
-    const LogCapture silence(0);
-    for (const bool forwards : {true, false}) {
-        for (int at = 1;; ++at) {
-            FDChunkReader& reader = on(threeChunks);
-            reader.seek(forwards ? 0 : 35);
-            const auto step = [&] { return forwards ? reader.nextChunk(2) : reader.prevChunk(2); };
-            bool stepped = false;
-            bool struck = false;
-            {
-                const Faults faults({.at = at, .error = EIO});
-                try {
-                    stepped = step();
-                } catch (const IOFileException& e) {
-                    EXPECT_EQ(at, 1) << "only the header's reading is reported";
-                    EXPECT_EQ(e.code(), QStringLiteral("CHB_LDF_READ"));
-                }
-                struck = faults.struck();
-                EXPECT_LE(faults.calls(), 4);
-            }
-            if (!struck) {
-                EXPECT_TRUE(stepped);
-                EXPECT_GE(at, 3);
-                break;
-            }
-            EXPECT_FALSE(stepped);
-            EXPECT_EQ(reader.chunkSize(), forwards && at > 1 ? 3 : -1) << at;
-            if (forwards && at > 1) {
-                EXPECT_TRUE(reader.prevChunk(2)) << "the position was behind the chunk";
-            }
-            EXPECT_TRUE(step());
-            EXPECT_EQ(dataOf(reader), "ABC");
-        }
-    }
 }
 
 TEST_F(FDChunkReaderTest, CarriesInterruptedAndPartialReadsOn)
@@ -302,9 +222,7 @@ TEST_F(FDChunkReaderTest, CarriesInterruptedAndPartialReadsOn)
             FDChunkReader& reader = on(threeChunks);
             const Faults faults({.at = at, .error = EINTR, .share = share, .among = call::transfers});
             reader.rewind();
-            EXPECT_TRUE(reader.nextChunk(2) && reader.nextChunk(7) && reader.nextChunk(5));
-            EXPECT_EQ(dataOf(reader), "hello");
-            EXPECT_TRUE(reader.prevChunk(5));
+            EXPECT_TRUE(reader.nextChunk(2) && reader.nextChunk(7) && reader.nextChunk(5) && reader.prevChunk(5));
             EXPECT_EQ(dataOf(reader), "hello");
             EXPECT_TRUE(faults.struck());
         }
@@ -315,7 +233,6 @@ TEST_F(FDChunkReaderTest, AnExpectedSizeSavesCallsAndNeverChangesTheResult)
 {
     for (const unsigned int expected : {0U, 1U, 4U, 5U, 6U, 21U, 22U, 1000U, 0xFFFFFFFFU}) {
         FDChunkReader& reader = on(threeChunks);
-        reader.seekEnd();
         const Faults faults;
         const Allocations allocations;
         reader.seek(67);
@@ -324,30 +241,19 @@ TEST_F(FDChunkReaderTest, AnExpectedSizeSavesCallsAndNeverChangesTheResult)
         EXPECT_EQ(dataOf(reader), "hello");
         EXPECT_EQ(faults.calls(call::readPieces), expected == 5 || expected == 6 || expected == 21 ? 1 : 2) << expected;
         EXPECT_LT(allocations.largest(), 1000U);
-
-        reader.seek(35);
-        reader.expectSize(expected);
-        EXPECT_FALSE(reader.nextChunk(2)) << "another type";
-        expectNoChunk(reader);
-        EXPECT_TRUE(reader.nextChunk(7));
-        EXPECT_EQ(reader.chunkSize(), 0);
     }
 }
 
 TEST_F(FDChunkReaderTest, TheBufferGrowsOnlyForALargerPayload)
 {
-    FDChunkReader& reader = on(chunk(2, std::string(100, 'a')) + chunk(2, std::string(10, 'b')) +
-                               chunk(2, std::string(50, 'c')) + chunk(2, std::string(101, 'd')));
+    FDChunkReader& reader = on(chunk(2, std::string(100, 'a')) + chunk(2, "small") + chunk(2, std::string(101, 'd')));
     reader.rewind();
     ASSERT_TRUE(reader.nextChunk(2));
     {
-        const Allocations allocations;
-        EXPECT_TRUE(reader.nextChunk(2) && reader.nextChunk(2));
-        EXPECT_EQ(allocations.count(), 0);
-        EXPECT_EQ(dataOf(reader), std::string(50, 'c'));
-    }
-    {
         const Allocations allocations({.above = 100});
+        EXPECT_TRUE(reader.nextChunk(2));
+        EXPECT_EQ(allocations.count(), 0);
+        EXPECT_EQ(dataOf(reader), "small");
         EXPECT_THROW(reader.nextChunk(2), std::bad_alloc);
         reader.expectSize(101);
         EXPECT_THROW(reader.nextChunk(2), std::bad_alloc);
@@ -355,25 +261,6 @@ TEST_F(FDChunkReaderTest, TheBufferGrowsOnlyForALargerPayload)
     expectNoChunk(reader);
     EXPECT_TRUE(reader.nextChunk(2)) << "the position stayed";
     EXPECT_EQ(dataOf(reader), std::string(101, 'd'));
-    const Allocations allocations;
-    EXPECT_TRUE(reader.prevChunk(2));
-    EXPECT_EQ(allocations.count(), 0);
-    EXPECT_EQ(dataOf(reader), std::string(101, 'd'));
-}
-
-TEST_F(FDChunkReaderTest, SeesWhatBecomesOfTheFileMeanwhile)
-{
-    FDChunkReader& reader = on(chunk(2, "ABC"));
-    reader.seekEnd();
-    EXPECT_FALSE(reader.nextChunk(5));
-    writeFile(m_path, threeChunks);
-    EXPECT_TRUE(reader.nextChunk(7));
-    EXPECT_TRUE(reader.nextChunk(5));
-    writeFile(m_path, threeChunks.substr(0, 86));
-    reader.seek(67);
-    EXPECT_FALSE(reader.nextChunk(5)) << "cut in the payload";
-    EXPECT_EQ(reader.chunkSize(), 5);
-    EXPECT_EQ(reportOf(logger, [&] { reader.data(); }), noData);
 }
 
 } // namespace zd

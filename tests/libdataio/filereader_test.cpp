@@ -16,13 +16,11 @@ namespace {
 
 using namespace test;
 
-constexpr const char* logger = "dataio.filereader";
-
 class FileReaderTest : public testing::Test {
 protected:
     Report reportOfOpening(const QString& path)
     {
-        const Report report = repeatedReportOf(logger, [&] { m_reader.openFile(path); });
+        const Report report = repeatedReportOf("dataio.filereader", [&] { m_reader.openFile(path); });
         EXPECT_FALSE(m_reader.openned());
         return report;
     }
@@ -30,6 +28,7 @@ protected:
     TemporaryDirectory m_directory;
     const QString m_path = m_directory.path("movie %1 é 日本.vqf");
     const std::string m_file = "File " + m_path.toStdString() + " : ";
+    const int m_descriptors = openDescriptors();
     FileReader m_reader;
 };
 
@@ -41,98 +40,75 @@ static_assert(!std::is_copy_assignable_v<FileReader> && !std::is_move_assignable
 TEST_F(FileReaderTest, ReadsTheChunksOfAFile)
 {
     writeFile(m_path, chunk(2, "ABC") + chunk(5, "hello"));
+    Descriptor(m_path, O_WRONLY).put(0x80000010, chunk(2, "far"));
     m_reader.openFile(m_path);
-    EXPECT_TRUE(m_reader.openned());
     EXPECT_FALSE(m_reader.nextChunk(2)) << "no position yet";
-    EXPECT_EQ(reportOf("dataio.fdchunkreader", [&] { m_reader.data(); }),
-              (Report{"MM_D_NODATA", "No data availlable.", 3}));
-    EXPECT_TRUE(m_reader.rewind());
+    EXPECT_TRUE(m_reader.openned() && m_reader.rewind());
     ASSERT_TRUE(m_reader.nextChunk(2));
     EXPECT_EQ(std::string(static_cast<const char*>(m_reader.data()), 3), "ABC");
     EXPECT_EQ(m_reader.chunkSize(), 3);
-    EXPECT_TRUE(m_reader.seekEnd());
-    EXPECT_TRUE(m_reader.prevChunk(5));
-    EXPECT_TRUE(m_reader.seek(35, 5));
-    EXPECT_TRUE(m_reader.nextChunk(5));
+    EXPECT_TRUE(m_reader.seek(35, 5) && m_reader.nextChunk(5));
+    EXPECT_TRUE(m_reader.seek(static_cast<int>(0x80000010)) && m_reader.nextChunk(2));
+    EXPECT_TRUE(m_reader.seekEnd() && m_reader.prevChunk(2));
     EXPECT_TRUE(m_reader.seek(-1));
-    EXPECT_FALSE(m_reader.nextChunk(5));
-
-    const Descriptor file(m_path, O_WRONLY);
-    file.put(0x80000010, chunk(2, "far"));
-    EXPECT_TRUE(m_reader.seek(static_cast<int>(0x80000010)));
-    EXPECT_TRUE(m_reader.nextChunk(2));
+    EXPECT_FALSE(m_reader.nextChunk(2));
 }
 
 TEST_F(FileReaderTest, AnswersWithoutAFileAndAfterClosing)
 {
     writeFile(m_path, chunk(2, "ABC"));
-    const int descriptors = openDescriptors();
     for (int round = 0; round < 2; ++round) {
         EXPECT_FALSE(m_reader.openned());
         EXPECT_FALSE(m_reader.rewind() || m_reader.seekEnd() || m_reader.seek(0) || m_reader.seek(0, 3));
         EXPECT_FALSE(m_reader.nextChunk(2) || m_reader.prevChunk(2));
         EXPECT_EQ(m_reader.chunkSize(), -1);
-        EXPECT_EQ(repeatedReportOf("dataio.fdchunkreader", [&] { m_reader.data(); }).code, "MM_D_NODATA");
+        EXPECT_EQ(repeatedReportOf("dataio.fdchunkreader", [&] { m_reader.data(); }),
+                  (Report{"MM_D_NODATA", "No data availlable.", 3}));
         m_reader.openFile(m_path);
         m_reader.openFile(m_path);
-        EXPECT_EQ(openDescriptors(), descriptors + 1);
+        EXPECT_EQ(openDescriptors(), m_descriptors + 1);
         m_reader.closeFile();
         m_reader.closeFile();
-        EXPECT_EQ(openDescriptors(), descriptors);
+        EXPECT_EQ(openDescriptors(), m_descriptors);
     }
-}
-
-TEST_F(FileReaderTest, ReportsAFileThatCannotBeExamined)
-{
-    EXPECT_EQ(reportOfOpening(m_path), (Report{"FR_OF_STAT", withSystemText(m_file, ENOENT), 3}));
-
-    writeFile(m_path, "movie");
-    const QString withNull = m_path + QChar::Null + QStringLiteral("x");
-    const Faults faults;
-    EXPECT_EQ(reportOfOpening(withNull),
-              (Report{"FR_OF_STAT", withSystemText("File " + withNull.toStdString() + " : ", EINVAL), 3}));
-    EXPECT_EQ(faults.calls(), 0);
 }
 
 TEST_F(FileReaderTest, OpensOnlyRegularFiles)
 {
+    EXPECT_EQ(reportOfOpening(m_path), (Report{"FR_OF_STAT", withSystemText(m_file, ENOENT), 3}));
+    writeFile(m_path, "movie");
+    const QString withNull = m_path + QChar::Null + QStringLiteral("x");
     const QString pipe = m_directory.path("pipe");
     ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
-    const Faults faults;
-    for (const QString& path : {m_directory.path("."), QStringLiteral("/dev/null"), pipe})
-        EXPECT_EQ(reportOfOpening(path), (Report{"FR_OF_REGFILE", path.toStdString() + " is not a regular file.", 3}));
-    EXPECT_EQ(faults.calls(call::open), 0);
-}
 
-TEST_F(FileReaderTest, IsNotFooledByAPipeThatTakesThePlaceOfTheFile)
-{
-    ASSERT_EQ(mkfifo(m_path.toUtf8().constData(), 0600), 0);
-    const int descriptors = openDescriptors();
-    const Faults restored;
+    const Faults faults;
+    EXPECT_EQ(reportOfOpening(withNull),
+              (Report{"FR_OF_STAT", withSystemText("File " + withNull.toStdString() + " : ", EINVAL), 3}));
+    const Report irregular{"FR_OF_REGFILE", pipe.toStdString() + " is not a regular file.", 3};
+    EXPECT_EQ(reportOfOpening(pipe), irregular);
+    EXPECT_EQ(reportOfOpening(m_directory.path(".")).code, irregular.code);
+    EXPECT_EQ(faults.calls(call::open), 0);
+
+    // A pipe that takes the place of the file meanwhile does not block.
     systemCalls.stat = [](const char*, struct stat* out) {
         out->st_mode = S_IFREG;
         return 0;
     };
-    EXPECT_EQ(reportOfOpening(m_path).code, "FR_OF_REGFILE");
-    EXPECT_EQ(restored.calls(call::open), 2);
-    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(reportOfOpening(pipe), irregular);
+    EXPECT_EQ(faults.calls(call::open), 2);
+    EXPECT_EQ(openDescriptors(), m_descriptors);
 }
 
 TEST_F(FileReaderTest, AFailedOpenEndsClosed)
 {
     writeFile(m_path, chunk(2, "ABC"));
-    const int descriptors = openDescriptors();
-    const auto reportOfFault = [&](Calls among) {
+    for (const auto& [among, code] :
+         {std::pair(call::stat, "FR_OF_STAT"), {call::open, "FR_OF_OPEN"}, {call::fstat, "FR_OF_STAT"}}) {
         m_reader.openFile(m_path);
         const Faults faults({.at = 1, .error = EACCES, .lasting = true, .among = among});
-        const Report report = reportOfOpening(m_path);
-        EXPECT_EQ(openDescriptors(), descriptors);
-        return report;
-    };
-    EXPECT_EQ(reportOfFault(call::stat), (Report{"FR_OF_STAT", withSystemText(m_file, EACCES), 3}));
-    EXPECT_EQ(reportOfFault(call::open), (Report{"FR_OF_OPEN", withSystemText(m_file, EACCES), 3}));
-    EXPECT_EQ(reportOfFault(call::fstat), (Report{"FR_OF_STAT", withSystemText(m_file, EACCES), 3}));
-
+        EXPECT_EQ(reportOfOpening(m_path), (Report{code, withSystemText(m_file, EACCES), 3}));
+        EXPECT_EQ(openDescriptors(), m_descriptors);
+    }
     const Faults interrupted({.at = 1, .error = EINTR, .among = call::open});
     m_reader.openFile(m_path);
     EXPECT_TRUE(m_reader.openned());

@@ -8,9 +8,9 @@
 
 #include <gmock/gmock.h>
 
-#include <clocale>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <type_traits>
 
 #include <sys/stat.h>
@@ -23,7 +23,6 @@ using namespace test;
 using testing::MatchesRegex;
 
 constexpr const char* logger = "dataio.filewriter";
-constexpr const char* chunkLogger = "dataio.fdchunkwriter";
 
 class FileWriterTest : public testing::Test {
 protected:
@@ -33,13 +32,6 @@ protected:
         EXPECT_FALSE(m_writer.openned());
         EXPECT_EQ(m_writer.descriptor(), -1);
         return report;
-    }
-
-    mode_t permissions() const
-    {
-        struct stat status {};
-        ::stat(m_path.toUtf8().constData(), &status);
-        return status.st_mode & 0777;
     }
 
     TemporaryDirectory m_directory;
@@ -54,107 +46,83 @@ static_assert(!std::is_copy_assignable_v<FileWriter> && !std::is_move_assignable
 
 TEST_F(FileWriterTest, CreatesAndModifies)
 {
-    const std::string old = chunk(2, "ABC") + chunk(5, "hello");
     for (const int mode : {1, 2, -1}) {
-        writeFile(m_path, old);
+        writeFile(m_path, chunk(2, "ABC") + chunk(5, "hello"));
         m_writer.openFile(m_path, static_cast<FileWriterMode>(mode));
         EXPECT_EQ(m_writer.offset(), 0U);
         EXPECT_EQ(::fcntl(m_writer.descriptor(), F_GETFD), FD_CLOEXEC);
         EXPECT_TRUE(m_writer.nextChunk(2));
         EXPECT_EQ(std::string(static_cast<const char*>(m_writer.data()), 3), "ABC");
         EXPECT_EQ(m_writer.chunkSize(), 3);
-        EXPECT_TRUE(m_writer.seekEnd() && m_writer.seekPrev());
-        EXPECT_EQ(m_writer.offset(), 35U);
-        EXPECT_TRUE(m_writer.seekEnd() && m_writer.prevChunk(5));
+        EXPECT_TRUE(m_writer.seekEnd() && m_writer.seekPrev() && m_writer.seekEnd() && m_writer.prevChunk(5));
         m_writer.truncate();
         EXPECT_EQ(m_writer.addChunk(6, "x", 1), 35);
         EXPECT_EQ(readFile(m_path), chunk(2, "ABC") + chunk(6, "x"));
         EXPECT_TRUE(m_writer.seek(0));
     }
-    const QString link = m_directory.path("link");
-    std::filesystem::create_symlink(m_path.toStdString(), link.toStdString());
-    m_writer.openFile(link, FileWriterCreate);
-    EXPECT_EQ(readFile(m_path), "") << "links are followed";
+    m_writer.openFile(m_path, FileWriterCreate);
     EXPECT_EQ(m_writer.addChunk(2, "ABC", 3), 0);
+    for (const int error : {EIO, EINTR}) {
+        const Faults faults({.at = 1, .error = error, .among = call::sync});
+        EXPECT_EQ(m_writer.sync(), error == EINTR);
+    }
     m_writer.closeFile();
     EXPECT_EQ(readFile(m_path), chunk(2, "ABC")) << "closing writes nothing";
 }
 
 TEST_F(FileWriterTest, NewFilesBelongToTheirOwnerAlone)
 {
+    const auto permissions = [&] { return std::filesystem::status(m_path.toStdString()).permissions(); };
     const mode_t mask = ::umask(0);
     for (const FileWriterMode mode : {FileWriterCreate, FileWriterModify}) {
         m_writer.openFile(m_path, mode);
-        EXPECT_EQ(permissions(), 0600U);
+        EXPECT_EQ(permissions(), std::filesystem::perms(0600));
         ::chmod(m_path.toUtf8().constData(), 0644);
         m_writer.openFile(m_path, mode);
-        EXPECT_EQ(permissions(), 0644U) << "an existing file keeps its own";
+        EXPECT_EQ(permissions(), std::filesystem::perms(0644)) << "an existing file keeps its own";
         std::filesystem::remove(m_path.toStdString());
     }
     ::umask(mask);
 }
 
-TEST_F(FileWriterTest, PathsAreUtf8InEveryLocale)
-{
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    std::setlocale(LC_ALL, "C");
-    m_writer.openFile(m_directory.path("\xC3\xA9\xE6\x97\xA5"), FileWriterCreate);
-    std::setlocale(LC_ALL, before.c_str());
-    const std::filesystem::directory_iterator entry(m_directory.path(".").toStdString());
-    EXPECT_EQ(entry->path().filename(), "\xC3\xA9\xE6\x97\xA5");
-}
-
-TEST_F(FileWriterTest, ReportsAFileThatCannotBeOpened)
-{
-    const QString noDirectory = m_directory.path("none/%1.vqf");
-    const QString directory = m_directory.path(".");
-    const QString withNull = m_path + QChar::Null + QStringLiteral("x");
-    const auto text = [](const QString& path, int error) {
-        return withSystemText("File " + path.toStdString() + " : ", error);
-    };
-    for (const auto& [mode, code] : {std::pair(FileWriterCreate, "FW_OF_OPEN"), {FileWriterModify, "FW_OF_OPEN2"}}) {
-        writeFile(m_path, "movie");
-        EXPECT_EQ(reportOfOpening(noDirectory, mode), (Report{code, text(noDirectory, ENOENT), 4}));
-        EXPECT_EQ(reportOfOpening(directory, mode), (Report{code, text(directory, EISDIR), 4}));
-        m_writer.openFile(m_path, FileWriterModify);
-        const Faults faults;
-        EXPECT_EQ(reportOfOpening(withNull, mode), (Report{code, text(withNull, EINVAL), 4}));
-        EXPECT_EQ(faults.calls(call::open), 0);
-        EXPECT_EQ(readFile(m_path), "movie");
-    }
-}
-
-TEST_F(FileWriterTest, AFailedOpenClosesTheFileBefore)
+TEST_F(FileWriterTest, ReportsAFileThatCannotBeOpenedAndClosesTheOneBefore)
 {
     const int descriptors = openDescriptors();
-    m_writer.openFile(m_path, FileWriterCreate);
-    EXPECT_EQ(openDescriptors(), descriptors + 1);
-    reportOfOpening(m_directory.path("."), FileWriterModify);
-    EXPECT_EQ(openDescriptors(), descriptors);
+    for (const auto& [mode, code] : {std::pair(FileWriterCreate, "FW_OF_OPEN"), {FileWriterModify, "FW_OF_OPEN2"}}) {
+        for (const auto& [path, error] : {std::pair(m_directory.path("none/%1.vqf"), ENOENT),
+                                          {m_directory.path("."), EISDIR},
+                                          {m_path + QChar::Null + QStringLiteral("x"), EINVAL}}) {
+            writeFile(m_path, "movie");
+            m_writer.openFile(m_path, FileWriterModify);
+            const Report report{code, withSystemText("File " + path.toStdString() + " : ", error), 4};
+            EXPECT_EQ(reportOfOpening(path, mode), report);
+            EXPECT_EQ(openDescriptors(), descriptors);
+            EXPECT_EQ(readFile(m_path), "movie");
+        }
+    }
     {
-        const FileWriter scoped;
-        m_writer.openFile(m_path, FileWriterModify);
-        m_writer.openFile(m_path, FileWriterModify);
+        FileWriter scoped;
+        scoped.openFile(m_path, FileWriterModify);
+        scoped.openFile(m_path, FileWriterModify);
         EXPECT_EQ(openDescriptors(), descriptors + 1);
     }
-    m_writer.closeFile();
-    m_writer.closeFile();
     EXPECT_EQ(openDescriptors(), descriptors);
 }
 
 TEST_F(FileWriterTest, AnswersWithoutAFile)
 {
-    const Report notOpen{"FDCW_AC_BADFD", "Cannot write in a non openned file.", 0};
     EXPECT_FALSE(m_writer.openned());
     EXPECT_FALSE(m_writer.nextChunk(2) || m_writer.prevChunk(2));
     EXPECT_FALSE(m_writer.seek(0) || m_writer.seekEnd() || m_writer.seekPrev() || m_writer.sync());
     EXPECT_EQ(m_writer.data(), nullptr);
     EXPECT_EQ(m_writer.chunkSize(), 0);
     EXPECT_EQ(m_writer.offset(), 0U);
-    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.addChunk(2, "ABC", 3); }), notOpen);
-    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.truncate(); }), notOpen);
-    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.reserve(1); }), notOpen);
-    EXPECT_EQ(repeatedReportOf(chunkLogger, [&] { m_writer.requireChunk(0, 2, 3); }), notOpen);
+    for (const std::function<void()>& operation : {std::function<void()>([&] { m_writer.addChunk(2, "ABC", 3); }),
+                                                   {[&] { m_writer.truncate(); }},
+                                                   {[&] { m_writer.reserve(1); }},
+                                                   {[&] { m_writer.requireChunk(0, 2, 3); }}})
+        EXPECT_EQ(repeatedReportOf("dataio.fdchunkwriter", operation),
+                  (Report{"FDCW_AC_BADFD", "Cannot write in a non openned file.", 0}));
 }
 
 TEST_F(FileWriterTest, PrintsItsState)
@@ -168,27 +136,6 @@ TEST_F(FileWriterTest, PrintsItsState)
                                         fd + "fd = " + fd + "\n"));
     m_writer.closeFile();
     EXPECT_EQ(printed(), "writer = (nil)\nfd = " + fd + "\n") << "the result of the last open call";
-    EXPECT_THROW(m_writer.openFile(m_directory.path("."), FileWriterModify), IOFileException);
-    EXPECT_EQ(printed(), "writer = (nil)\nfd = 4294967295\n");
-}
-
-TEST_F(FileWriterTest, OpensPipesAndDevicesAsAsked)
-{
-    const QString pipe = m_directory.path("pipe");
-    ASSERT_EQ(mkfifo(pipe.toUtf8().constData(), 0600), 0);
-    m_writer.openFile(pipe, FileWriterModify);
-    EXPECT_EQ(reportOf(chunkLogger, [&] { m_writer.addChunk(2, "ABC", 3); }).code, "FDCW_AC_SEEK");
-    m_writer.openFile(QStringLiteral("/dev/null"), FileWriterCreate);
-    EXPECT_EQ(m_writer.addChunk(2, "ABC", 3), 0);
-}
-
-TEST_F(FileWriterTest, SynchronisesWithTheStorageDevice)
-{
-    m_writer.openFile(m_path, FileWriterCreate);
-    for (const int error : {EIO, EINTR}) {
-        const Faults faults({.at = 1, .error = error, .among = call::sync});
-        EXPECT_EQ(m_writer.sync(), error == EINTR);
-    }
 }
 
 TEST_F(FileWriterTest, AClosedStandardStreamIsNeverTheMovie)
@@ -199,9 +146,6 @@ TEST_F(FileWriterTest, AClosedStandardStreamIsNeverTheMovie)
         const int descriptors = openDescriptors();
         m_writer.openFile(m_path, FileWriterCreate);
         m_writer.addChunk(2, "ABC", 3);
-        if (first <= STDOUT_FILENO)
-            m_writer.dumpDebug();
-        std::fflush(stdout);
         FileReader reader;
         reader.openFile(m_path);
         const bool apart = !isOpen(first) && !isOpen(STDERR_FILENO) && openDescriptors() == descriptors + 2;
@@ -217,8 +161,7 @@ TEST_F(FileWriterTest, AClosedStandardStreamIsNeverTheMovie)
         ::close(STDIN_FILENO);
         const int descriptors = openDescriptors();
         const Faults faults({.at = 1, .error = EMFILE, .among = call::duplicate});
-        const Report report = reportOf(logger, [&] { m_writer.openFile(m_path, FileWriterModify); });
-        const bool reported = report.message == withSystemText("File " + m_path.toStdString() + " : ", EMFILE);
+        const bool reported = codeOf([&] { m_writer.openFile(m_path, FileWriterModify); }) == "FW_OF_OPEN2";
         std::_Exit(reported && openDescriptors() == descriptors ? 0 : 1);
     };
     EXPECT_EXIT(failToMoveAway(), testing::ExitedWithCode(0), "");

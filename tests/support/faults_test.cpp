@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <utility>
 #include <vector>
 
 namespace zd::test {
@@ -29,22 +30,22 @@ std::vector<ssize_t> resultsOfWriting(const QString& path, const Fault& fault)
 
 TEST(FaultsTest, StrikesTheCallThatWasAskedFor)
 {
-    using Results = std::vector<ssize_t>;
     const TemporaryDirectory directory;
     const QString path = directory.path("file");
-    EXPECT_EQ(resultsOfWriting(path, {}), (Results{8, 8, 8, 8}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 5}), (Results{8, 8, 8, 8}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 1, .among = call::reads}), (Results{8, 8, 8, 8}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 2}), (Results{8, -1, 8, 8}));
-    EXPECT_EQ(errno, EIO);
-    EXPECT_EQ(resultsOfWriting(path, {.at = 3, .lasting = true}), (Results{8, 8, -1, -1}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 2, .share = Share::OneByte}), (Results{8, 1, -1, 8}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 1, .share = Share::Half, .lasting = true}), (Results{4, -1, -1, -1}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 1, .error = 0, .share = Share::AllButOne}), (Results{7, 8, 8, 8}));
-    EXPECT_EQ(resultsOfWriting(path, {.at = 3, .error = 0, .lasting = true}), (Results{8, 8, 0, 0}));
-    EXPECT_EQ(readFile(path), "abcdefghabcdefgh");
-    EXPECT_EQ(resultsOfWriting(path, {.at = 1, .share = Share::All}), (Results{-1, 8, 8, 8}));
-    EXPECT_EQ(readFile(path).size(), 32U) << "the call took effect";
+    const std::pair<Fault, std::vector<ssize_t>> cases[] = {
+        {{.at = 5}, {8, 8, 8, 8}},
+        {{.at = 1, .among = call::reads}, {8, 8, 8, 8}},
+        {{.at = 2}, {8, -1, 8, 8}},
+        {{.at = 3, .lasting = true}, {8, 8, -1, -1}},
+        {{.at = 2, .share = Share::OneByte}, {8, 1, -1, 8}},
+        {{.at = 1, .share = Share::Half, .lasting = true}, {4, -1, -1, -1}},
+        {{.at = 1, .error = 0, .share = Share::AllButOne}, {7, 8, 8, 8}},
+        {{.at = 3, .error = 0, .lasting = true}, {8, 8, 0, 0}},
+        {{.at = 1, .share = Share::All}, {-1, 8, 8, 8}},
+    };
+    for (const auto& [fault, results] : cases)
+        EXPECT_EQ(resultsOfWriting(path, fault), results);
+    EXPECT_EQ(readFile(path).size(), 32U) << "the last failed call took effect";
 }
 
 TEST(FaultsTest, KillsBeforeInsideAndAfterACall)
