@@ -6,7 +6,7 @@
 #include <array>
 #include <climits>
 #include <cmath>
-#include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <utility>
@@ -66,39 +66,31 @@ TEST(ZdPaletteTest, AssertIntegritySeesEachFault)
     sound.initSigned8();
     sound.first().value = 1;
     EXPECT_TRUE(sound.assertIntegrity());
-    int fault = 0;
-    for (void (*const damage)(ZdPalette&) : std::initializer_list<void (*)(ZdPalette&)>{
-             [](ZdPalette& p) { p.first().value = 2; }, [](ZdPalette& p) { p.first().value = -infinity; },
-             [](ZdPalette& p) { p.last().g = 1.001F; }, [](ZdPalette& p) { p.aboveColor[0] = -0.001F; },
-             [](ZdPalette& p) { p.belowColor[2] = notANumber; }, [](ZdPalette& p) { p.cropMin = p.cropMax + 1; }}) {
+    void (*const faults[])(ZdPalette&) = {
+        [](ZdPalette& p) { p.first().value = 2; },          [](ZdPalette& p) { p.first().value = -infinity; },
+        [](ZdPalette& p) { p.last().g = 1.001F; },          [](ZdPalette& p) { p.aboveColor[0] = -0.001F; },
+        [](ZdPalette& p) { p.belowColor[2] = notANumber; }, [](ZdPalette& p) { p.cropMin = p.cropMax + 1; }};
+    for (std::size_t i = 0; i < std::size(faults); ++i) {
         ZdPalette palette = sound;
-        damage(palette);
-        EXPECT_FALSE(palette.assertIntegrity()) << fault;
-        ++fault;
+        faults[i](palette);
+        EXPECT_FALSE(palette.assertIntegrity()) << i;
     }
     EXPECT_TRUE(sound.assertIntegrity()) << "copies are independent";
 }
 
 TEST(ZdPaletteTest, ScalesPositionsToDataUnits)
 {
-    struct Case {
-        int cropMin, cropMax;
-        float position, expected;
-    };
-    for (const auto& [cropMin, cropMax, position, expected] :
-         {Case{-100, 300, 0.25F, 0},
-          {-100, 300, -1, -500},
-          {INT_MIN, INT_MAX, 0, -2147483648.0F},
-          {INT_MIN, INT_MAX, 0.5F, -0.5F}, // in single precision this would be 0
-          {INT_MIN, INT_MAX, 1, 2147483648.0F},
-          {INT_MIN, INT_MAX, largest, infinity},
-          {INT_MIN, INT_MAX, -largest, -infinity}}) {
-        ZdPalette palette;
-        palette.cropMin = cropMin;
-        palette.cropMax = cropMax;
-        EXPECT_EQ(palette.getValueScaled({position, 0, 0, 0}), expected) << position;
-    }
-    EXPECT_TRUE(std::isnan(ZdPalette().getValueScaled({notANumber, 0, 0, 0})));
+    ZdPalette palette;
+    palette.cropMin = -100;
+    palette.cropMax = 300;
+    EXPECT_EQ(palette.getValueScaled({0.25F, 0, 0, 0}), 0);
+    EXPECT_EQ(palette.getValueScaled({-1, 0, 0, 0}), -500);
+    palette.cropMin = INT_MIN;
+    palette.cropMax = INT_MAX;
+    EXPECT_EQ(palette.getValueScaled({0, 0, 0, 0}), -2147483648.0F);
+    EXPECT_EQ(palette.getValueScaled({0.5F, 0, 0, 0}), -0.5F) << "in single precision this would be 0";
+    EXPECT_EQ(palette.getValueScaled({largest, 0, 0, 0}), infinity);
+    EXPECT_TRUE(std::isnan(palette.getValueScaled({notANumber, 0, 0, 0})));
 }
 
 TEST(ZdPaletteTest, AdjustsPositionsLinearly)
@@ -118,7 +110,7 @@ TEST(ZdPaletteTest, AdjustsPositionsLinearly)
     EXPECT_EQ(adjusted({2, 3, 6}, 1, 0), (Positions{1, 0.75F, 0}));
     EXPECT_EQ(adjusted({0, 3, 1}, 0, 0.5F), (Positions{0, 1.5F, 0.5F})) << "nodes outside are carried along";
     EXPECT_EQ(adjusted({0, 0.3F, 1}, 0.1F, 1e10F).back(), 1e10F) << "the ends are exact";
-    EXPECT_EQ(adjusted({0.25F, 0.25F}, 0.5F, 1), (Positions{0.5F, 0.5F}));
+    EXPECT_EQ(adjusted({0.25F, 0.25F}, 0.5F, 1), (Positions{0.5F, 0.5F})) << "all in one place";
     EXPECT_EQ(adjusted({7}, 0.5F, 1), Positions{0.5F});
     EXPECT_EQ(adjusted({}, 0, 1), Positions{});
     EXPECT_EQ(adjusted({-largest, 0, largest}, -largest, largest), (Positions{-largest, 0, largest}));

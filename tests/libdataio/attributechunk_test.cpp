@@ -66,13 +66,11 @@ TEST(AttributeChunk, StoresEveryKindAsText)
     EXPECT_EQ(textOf(std::numeric_limits<int>::min()), "-2147483648");
     EXPECT_EQ(textOf('\xE9'), "\xC3\xA9");
     EXPECT_EQ(textOf(text("  as it is = ")), "  as it is = ");
-    for (const auto& [value, stored] : {std::pair(1.5F, "1.500000e+00"),
-                                        {-1234.5678F, "-1.234568e+03"},
-                                        {0.0F, "0.000000e+00"},
-                                        {std::numeric_limits<float>::max(), "3.402823e+38"},
-                                        {std::numeric_limits<float>::denorm_min(), "1.401298e-45"},
-                                        {std::numeric_limits<float>::infinity(), "inf"}})
-        EXPECT_EQ(textOf(value), stored);
+    EXPECT_EQ(textOf(-1234.5678F), "-1.234568e+03");
+    EXPECT_EQ(textOf(0.0F), "0.000000e+00");
+    EXPECT_EQ(textOf(std::numeric_limits<float>::max()), "3.402823e+38");
+    EXPECT_EQ(textOf(std::numeric_limits<float>::denorm_min()), "1.401298e-45");
+    EXPECT_EQ(textOf(std::numeric_limits<float>::infinity()), "inf");
 }
 
 TEST(AttributeChunk, ReadsNumbersOnlyInRange)

@@ -139,23 +139,4 @@ TEST_F(ChunkHeader, ReportsWhatStopsAReadingOrAWriting)
     EXPECT_EQ(reportOfWriting(*file), full);
 }
 
-TEST_F(ChunkHeader, CarriesInterruptedAndPartialTransfersOn)
-{
-    for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne}) {
-        const Fault fault{.at = 1, .error = EINTR, .share = share, .among = call::transfers};
-        const auto file = fileOf("");
-        {
-            const Faults active(fault);
-            EXPECT_TRUE(ChunkStartHeader(2, 3).writeFD(file->get()));
-            EXPECT_TRUE(active.struck());
-        }
-        EXPECT_EQ(readFile(m_path), startBytes);
-        ChunkStartHeader header;
-        const Faults active(fault);
-        EXPECT_TRUE(header.loadFD(file->get(), 0));
-        EXPECT_TRUE(active.struck());
-        EXPECT_EQ(bytesOf(header), startBytes);
-    }
-}
-
 } // namespace zd

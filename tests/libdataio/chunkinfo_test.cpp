@@ -1,7 +1,6 @@
 #include <libdataio/chunkinfo.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
-#include <tests/support/standardoutput.h>
 
 #include <gmock/gmock.h>
 
@@ -66,15 +65,6 @@ TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)
     const std::string shortIndex = test::word(2) + examplePayload.substr(4, 12) + "a=1\nb=2\n";
     EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(info, shortIndex); }), tooSmall);
     EXPECT_EQ(saved(info), before);
-}
-
-TEST(ChunkInfo, PrintsBothParts)
-{
-    ChunkInfo info = example();
-    EXPECT_EQ(test::standardOutputOf([&] { info.dumpDebug(); }),
-              "Chunk index----------------------\nindex[2][0] -> first: off 0 - len 16 \n"
-              "---------------------------------\nAttribute Chunk Dump:\nNumber of items: 2\n"
-              "height -> 2\nwidth -> 4\n");
 }
 
 } // namespace zd

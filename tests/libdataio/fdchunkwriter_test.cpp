@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -36,12 +37,7 @@ int add(FDChunkWriter& writer, unsigned int type, const std::string& payload)
 }
 
 /// What a step leaves: the payload last read and the position.
-struct State {
-    std::string payload;
-    unsigned int position;
-
-    friend bool operator==(const State&, const State&) = default;
-};
+using State = std::pair<std::string, unsigned int>;
 
 State stateOf(const FDChunkWriter& writer)
 {
@@ -301,29 +297,13 @@ TEST_F(FDChunkWriterTest, ReportsWhatStopsAStep)
         EXPECT_EQ(reportOf(logger, run), (Report{step.code, withSystemText(step.prefix, EIO), 4}));
         EXPECT_EQ(writer.offset(), position);
         EXPECT_TRUE(step.forwards ? writer.nextChunk(5) : writer.prevChunk(5)) << "repeated";
-        EXPECT_EQ(stateOf(writer).payload, "hello");
+        EXPECT_EQ(stateOf(writer).first, "hello");
     }
 
     FDChunkWriter& writer = on(withBytes(threeChunks, 34, "x"));
     EXPECT_TRUE(writer.nextChunk(2)) << "the end header is not looked at";
     EXPECT_EQ(codeOf([&] { writer.prevChunk(2); }), "CHB_LFD_PARSE");
     EXPECT_EQ(codeOf([&] { writer.seekPrev(); }), "CHB_LFD_PARSE");
-}
-
-TEST_F(FDChunkWriterTest, ClosingKeepsAllButTheDescriptor)
-{
-    FDChunkWriter& writer = on(threeChunks);
-    writer.nextChunk(2);
-    {
-        const Faults faults({.at = 1, .error = EIO, .among = call::close});
-        EXPECT_EQ(writer.closeFD(), -1) << "what the system said";
-    }
-    EXPECT_FALSE(writer.openned() || isOpen(m_fd));
-    EXPECT_EQ(stateOf(writer), (State{"ABC", 35}));
-    EXPECT_EQ(on("").closeFD(), 0);
-    on("");
-    m_writer.reset();
-    EXPECT_FALSE(isOpen(m_fd));
 }
 
 } // namespace zd

@@ -63,7 +63,7 @@ TEST(FrameTimer, ReadsAndWritesRawBuffers)
     EXPECT_THAT(times, ElementsAre(timeval{7, 7}));
 
     const std::string stored =
-        std::string("?") + timeEntry(5, 999999) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(smallest, 0);
+        "?" + timeEntry(5, 999999) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(smallest, 0);
     EXPECT_TRUE(times.readFromRawBuffer(stored.data() + 1, 32));
     EXPECT_THAT(times, ElementsAre(timeval{5, 999999}, timeval{-3, 2}, timeval{5, -1}, timeval{smallest, 0}));
 
@@ -74,10 +74,6 @@ TEST(FrameTimer, ReadsAndWritesRawBuffers)
     EXPECT_EQ(buffer, std::string(40, '.'));
     EXPECT_TRUE(times.dumpToRawBuffer(buffer.data(), 40));
     EXPECT_EQ(buffer, timeEntry(smallest, 0) + timeEntry(-3, 2) + timeEntry(5, -1) + timeEntry(5, 999999) + "........");
-    EXPECT_THAT(times, ElementsAre(timeval{smallest, 0}, timeval{-3, 2}, timeval{5, -1}, timeval{5, 999999}));
-
-    EXPECT_FALSE(times.readFromRawBuffer(8, [](void*, std::size_t) { return false; }));
-    EXPECT_THAT(times, IsEmpty()) << "fetching failed";
 
     EXPECT_TRUE(times.readFromRawBuffer(nullptr, 0));
     EXPECT_THAT(times, IsEmpty());

@@ -46,6 +46,10 @@ TEST(FaultsTest, StrikesTheCallThatWasAskedFor)
     for (const auto& [fault, results] : cases)
         EXPECT_EQ(resultsOfWriting(path, fault), results);
     EXPECT_EQ(readFile(path).size(), 32U) << "the last failed call took effect";
+
+    const int fd = Descriptor(path, O_RDWR).release();
+    EXPECT_EQ((Faults({.at = 1}), systemCalls.close(fd)), -1);
+    EXPECT_FALSE(isOpen(fd)) << "a failed close closes";
 }
 
 TEST(FaultsTest, KillsBeforeInsideAndAfterACall)
@@ -57,16 +61,6 @@ TEST(FaultsTest, KillsBeforeInsideAndAfterACall)
         EXPECT_EXIT(resultsOfWriting(path, fault), testing::KilledBySignal(SIGKILL), "");
         EXPECT_EQ(readFile(path).size(), left);
     }
-}
-
-TEST(FaultsTest, AFailedCloseClosesAndTheTableIsRestored)
-{
-    const TemporaryDirectory directory;
-    const int fd = Descriptor(directory.path("file"), O_RDWR | O_CREAT).release();
-    const auto before = systemCalls.close;
-    EXPECT_EQ((Faults({.at = 1}), systemCalls.close(fd)), -1);
-    EXPECT_FALSE(isOpen(fd));
-    EXPECT_EQ(systemCalls.close, before);
 }
 
 } // namespace zd::test

@@ -76,14 +76,9 @@ std::vector<std::uint32_t> awkwardWords()
 
 TEST(ByteOrder, ReversesSamplesAtAnyAlignmentAndLength)
 {
-    const std::string bytes("\x12\x34\x56\x78", 4);
+    EXPECT_EQ(reversedSamples("1234", 2) + reversedSamples("1234", 4), "21434321");
     for (const Path& path : paths()) {
         SCOPED_TRACE(path.name);
-        std::string swapped(4, '.');
-        path.swap16(bytes.data(), swapped.data(), 2);
-        EXPECT_EQ(swapped, "\x34\x12\x78\x56");
-        path.swap32(bytes.data(), swapped.data(), 1);
-        EXPECT_EQ(swapped, "\x78\x56\x34\x12");
         for (const unsigned int samples : {0U, 1U, 2U, 7U, 15U, 16U, 17U, 31U, 32U, 33U, 47U, 48U, 64U, 65U, 200U}) {
             ASSERT_NO_FATAL_FAILURE(expectSwaps(path.swap16, 2, samples));
             ASSERT_NO_FATAL_FAILURE(expectSwaps(path.swap32, 4, samples));
