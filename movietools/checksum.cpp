@@ -48,6 +48,14 @@ void appendWord(QByteArray& bytes, std::uint32_t value)
     bytes.append(word, checksumBytes);
 }
 
+std::uint32_t extendedByFields(std::uint32_t checksum, std::uint32_t type, std::uint32_t size)
+{
+    QByteArray fields;
+    appendWord(fields, type);
+    appendWord(fields, size);
+    return extended(checksum, fields.constData(), fields.size());
+}
+
 MovieChecksums checksumsOf(const MovieContent& movie, const ProgressCallback& progress)
 {
     MovieChecksums checksums;
@@ -111,12 +119,17 @@ std::uint32_t payloadChecksum(const ByteSource& movie, const WalkedPiece& chunk)
 std::uint32_t sideDataChecksum(const ByteSource& movie, const std::vector<WalkedPiece>& chunks)
 {
     std::uint32_t checksum = 0;
-    for (const WalkedPiece& chunk : chunks) {
-        QByteArray head;
-        appendWord(head, chunk.type);
-        appendWord(head, chunk.size);
-        checksum = extendedByPayload(extended(checksum, head.constData(), head.size()), movie, chunk);
-    }
+    for (const WalkedPiece& chunk : chunks)
+        checksum = extendedByPayload(extendedByFields(checksum, chunk.type, chunk.size), movie, chunk);
+    return checksum;
+}
+
+std::uint32_t sideDataChecksum(const std::vector<std::pair<std::uint32_t, QByteArray>>& chunks)
+{
+    std::uint32_t checksum = 0;
+    for (const auto& [type, payload] : chunks)
+        checksum = extended(extendedByFields(checksum, type, static_cast<std::uint32_t>(payload.size())),
+                            payload.constData(), payload.size());
     return checksum;
 }
 

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 #include <vector>
 
 /// Checksums of a movie's frames and side data, kept in an attribute of its header, so that changed bytes are found
@@ -35,6 +36,8 @@ struct MovieChecksums {
 std::uint32_t payloadChecksum(const ByteSource& movie, const WalkedPiece& chunk);
 /// CRC-32 of types, sizes and payloads of chunks. Throws JobError.
 std::uint32_t sideDataChecksum(const ByteSource& movie, const std::vector<WalkedPiece>& chunks);
+/// The same of chunks that are yet to be written: types and payloads.
+std::uint32_t sideDataChecksum(const std::vector<std::pair<std::uint32_t, QByteArray>>& chunks);
 
 /// What `addChecksums` did.
 enum class ChecksumsAdded : int {

@@ -39,6 +39,16 @@ WalkedPiece gapPiece(std::int64_t offset, std::int64_t end)
 
 } // namespace
 
+bool resemblesHeader(const char* bytes, const ChunkHeaderBase& header)
+{
+    char expected[ChunkHeaderBase::encodedSize];
+    header.encode(expected);
+    int different = 0;
+    for (std::size_t i = 0; i < sizeof expected; ++i)
+        different += bytes[i] != expected[i] ? 1 : 0;
+    return different <= mostDamagedBytes;
+}
+
 bool ChunkWalk::next(WalkedPiece& piece)
 {
     if (m_position >= m_source.length())
@@ -97,19 +107,11 @@ std::optional<WalkedPiece> ChunkWalk::soundChunk(std::int64_t offset)
     return chunkPiece(offset, start->type(), start->type(), start->size(), false, false);
 }
 
-// Whether the bytes there are a header with a few bytes damaged. One that was destroyed altogether says that the
-// payload beside it may be destroyed as well.
+// A header that was destroyed altogether says that the payload beside it may be destroyed as well.
 bool ChunkWalk::resembles(std::int64_t offset, const ChunkHeaderBase& header)
 {
-    HeaderBytes expected;
     HeaderBytes found;
-    header.encode(expected.data());
-    if (!headerAt(offset, found))
-        return false;
-    int different = 0;
-    for (std::size_t i = 0; i < found.size(); ++i)
-        different += found[i] != expected[i] ? 1 : 0;
-    return different <= mostDamagedBytes;
+    return headerAt(offset, found) && resemblesHeader(found.data(), header);
 }
 
 // A chunk whose start header is right about its size, and whose end header is damaged. When only the types differ,
@@ -125,9 +127,17 @@ std::optional<WalkedPiece> ChunkWalk::chunkOfStartHeader(std::int64_t offset)
     const auto end = readHeader<ChunkEndHeader>(endOffset);
     if (end && end->size() == start->size())
         return chunkPiece(offset, start->type(), end->type(), start->size(), true, true);
-    if (end || beginsChunk(endOffset + headerBytes))
-        return chunkPiece(offset, start->type(), start->type(), start->size(), false, true);
-    return std::nullopt;
+    if (end ? endsOtherChunk(endOffset, *end) : !beginsChunk(endOffset + headerBytes))
+        return std::nullopt;
+    return chunkPiece(offset, start->type(), start->type(), start->size(), false, true);
+}
+
+// Whether the end header at `offset` agrees with a start header of its own.
+bool ChunkWalk::endsOtherChunk(std::int64_t offset, const ChunkEndHeader& end)
+{
+    const std::int64_t startOffset = offset - end.size() - headerBytes;
+    const auto start = startOffset >= 0 ? readHeader<ChunkStartHeader>(startOffset) : std::nullopt;
+    return start && start->type() == end.type() && start->size() == end.size();
 }
 
 // The chunk that begins at `offset` with a damaged start header, if the end header at `endOffset` is that of such a one.

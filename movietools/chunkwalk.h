@@ -39,6 +39,9 @@ struct WalkedPiece {
     friend bool operator==(const WalkedPiece&, const WalkedPiece&) = default;
 };
 
+/// Whether 16 bytes are that header with at most a few of them damaged: so few that the chunk can be believed.
+bool resemblesHeader(const char* bytes, const ChunkHeaderBase& header);
+
 /// Walks a file of chunks from its first byte to its last, whatever its state: the pieces follow each other without
 /// overlap and cover the file.
 ///
@@ -63,6 +66,7 @@ private:
     bool beginsChunk(std::int64_t offset);
     std::optional<WalkedPiece> soundChunk(std::int64_t offset);
     std::optional<WalkedPiece> chunkOfStartHeader(std::int64_t offset);
+    bool endsOtherChunk(std::int64_t offset, const ChunkEndHeader& end);
     std::optional<WalkedPiece> chunkOfEndHeader(std::int64_t offset, std::int64_t endOffset);
     WalkedPiece searchFrom(std::int64_t offset);
     std::optional<std::int64_t> nextMark(std::int64_t offset);

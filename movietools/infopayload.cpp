@@ -4,6 +4,8 @@
 
 #include <QtEndian>
 
+#include <algorithm>
+
 namespace zd::movietools {
 
 namespace {
@@ -47,14 +49,26 @@ bool beginsWithAttribute(const QByteArray& payload, std::int64_t offset)
     return hasName;
 }
 
-// Records before the header text, when their declared number leads to none: as few as have text behind them.
+// Whether no record can begin there: the types of chunks are small numbers, and four characters a large one.
+bool isNoRecord(const QByteArray& payload, std::int64_t offset)
+{
+    constexpr std::uint32_t smallestText = 1U << 24;
+    return offset + recordBytes > payload.size() || wordAt(payload, offset) >= smallestText;
+}
+
+// Records before the header text: as few as have text behind them, or as many as declared when only the text that
+// they lead to is damaged.
 std::int64_t recordsBeforeText(const QByteArray& payload, const InfoPayload& declared)
 {
     const std::int64_t most = (payload.size() - countBytes) / recordBytes;
-    for (std::int64_t records = 0; records <= most; ++records)
-        if (beginsWithAttribute(payload, countBytes + records * recordBytes))
-            return records;
-    return declared.holdsDeclaredRecords ? declared.declaredRecords : most;
+    std::int64_t records = 0;
+    while (records <= most && !beginsWithAttribute(payload, countBytes + records * recordBytes))
+        ++records;
+    const bool leadsToText =
+        declared.holdsDeclaredRecords && declared.declaredRecords < records && isNoRecord(payload, declared.textOffset);
+    if (leadsToText)
+        return declared.declaredRecords;
+    return std::min(records, most);
 }
 
 } // namespace
@@ -75,10 +89,8 @@ InfoPayload InfoPayload::salvaged(const QByteArray& payload, bool isCutShort)
 {
     if (payload.size() < countBytes)
         return {};
-    InfoPayload info = asDeclared(payload);
-    const bool leadsToText = info.text.isEmpty() || beginsWithAttribute(info.text, 0);
-    if (!info.holdsDeclaredRecords || !leadsToText)
-        info = withRecords(payload, recordsBeforeText(payload, info));
+    const InfoPayload declared = asDeclared(payload);
+    InfoPayload info = withRecords(payload, recordsBeforeText(payload, declared));
     if (isCutShort)
         info.text.truncate(info.text.lastIndexOf('\n') + 1);
     return info;

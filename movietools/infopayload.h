@@ -27,8 +27,8 @@ struct InfoPayload {
 
     /// Believes the declared number of records; without room for them there are neither records nor text.
     static InfoPayload asDeclared(const QByteArray& payload);
-    /// Makes the best of a payload that may be damaged: when the declared number of records does not lead to text, as
-    /// many are read as lie before the first line of text. `isCutShort` leaves out a last line without its end.
+    /// Makes the best of a payload that may be damaged: as many records are read as lie before the first line of text,
+    /// or as many as declared when that line is damaged. `isCutShort` leaves out a last line without its end.
     static InfoPayload salvaged(const QByteArray& payload, bool isCutShort);
 };
 

@@ -80,6 +80,8 @@ TEST(ChunkWalk, BelievesOneHeaderWhenAFewBytesOfTheOtherAreDamaged)
     WalkedPiece ambiguous = damaged(first, true, true);
     ambiguous.endType = 7;
     EXPECT_THAT(walk(edited(twoFrames(), 41, "\x07")), ElementsAre(ambiguous, second));
+    // A size that leads to the end header of another chunk.
+    EXPECT_THAT(walk(edited(twoFrames(), 13, "\x40")), ElementsAre(damaged(first, true, false), second));
     // A header of which little is left says that its payload may be damaged too.
     EXPECT_THAT(walk(edited(twoFrames(), 32, "XXXXX")), ElementsAre(gap(0, 48), second));
     EXPECT_THAT(walk(edited(twoFrames(), 0, "XXXXX")), ElementsAre(gap(0, 48), second));

@@ -3,21 +3,16 @@
 #include <libdataio/imagewriter.h>
 #include <movietools/checksum.h>
 #include <movietools/joberror.h>
-#include <tests/support/memoryfile.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/samplemovies.h>
 
 #include <gmock/gmock.h>
 
-#include <array>
-#include <iostream>
-
 namespace zd::movietools {
 namespace {
 
 using test::MovieBuilder;
-using test::Region;
 using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
@@ -27,13 +22,6 @@ protected:
     {
         test::writeFile(path, bytes);
         return verifyMovie(path);
-    }
-
-    // The same without a disk, for thousands of movies.
-    Verification verifyInMemory(const std::string& bytes)
-    {
-        memory.write(bytes);
-        return verifyMovie(memory.path());
     }
 
     // "name@offset" of each finding, in order.
@@ -60,7 +48,6 @@ protected:
 
     test::TemporaryDirectory directory;
     QString path = directory.path("a.vqf");
-    test::MemoryFile memory;
 };
 
 const char* const notClosed = "cannot-be-opened";
@@ -247,45 +234,6 @@ TEST_F(Verify, ComparesFramesAndSideDataWithChecksums)
     EXPECT_THAT(namesOf(verifyMovie(path)), ElementsAre());
     test::writeFile(path, test::withBytes(movie, 0, "?"));
     EXPECT_THROW(addChecksums(path, true), JobError);
-}
-
-TEST_F(Verify, FlagsEveryChangedByteOfHeadersAndIndex)
-{
-    const std::string movie = test::smallMovie();
-    std::array<int, 4> mutants{};
-    std::array<int, 4> flagged{};
-    for (std::size_t at = 0; at < movie.size(); ++at) {
-        const auto region = static_cast<std::size_t>(test::regionOfSmallMovie(at));
-        for (int change = 1; change < 256; ++change) {
-            std::string mutant = movie;
-            mutant[at] = static_cast<char>(mutant[at] ^ change);
-            ++mutants[region];
-            flagged[region] += verifyInMemory(mutant).condition != Condition::Sound ? 1 : 0;
-        }
-    }
-    const char* const names[] = {"headers", "index", "attributes", "data"};
-    for (std::size_t region = 0; region < mutants.size(); ++region)
-        std::cout << names[region] << ": " << flagged[region] << " of " << mutants[region] << " flagged\n";
-    EXPECT_THAT(mutants, ElementsAre(40800, 13260, 11985, 12750));
-    EXPECT_EQ(flagged[static_cast<std::size_t>(Region::Headers)], 40800);
-    EXPECT_EQ(flagged[static_cast<std::size_t>(Region::Index)], 13260);
-    EXPECT_GE(flagged[static_cast<std::size_t>(Region::Attributes)], 11973);
-}
-
-TEST_F(Verify, FlagsEveryHostileNumber)
-{
-    const std::string movie = test::smallMovie();
-    int mutants = 0;
-    for (const test::Field& field : test::fieldsOfSmallMovie()) {
-        for (const std::uint32_t value : test::hostileValues) {
-            const std::string mutant = test::withField(movie, field, value);
-            if (mutant == movie)
-                continue;
-            ++mutants;
-            EXPECT_TRUE(verifyInMemory(mutant).findings.has(Severity::Error)) << "at " << field.offset << ": " << value;
-        }
-    }
-    EXPECT_EQ(mutants, 1224);
 }
 
 } // namespace

@@ -1,0 +1,173 @@
+#include <movietools/recover.h>
+
+#include <common/iofileexception.h>
+#include <libdataio/imagefilelayout.h>
+#include <libdataio/imagewriter.h>
+#include <libdataio/recordingremains.h>
+#include <movietools/bytesource.h>
+#include <movietools/joberror.h>
+#include <movietools/outputfile.h>
+#include <movietools/recoveryplan_p.h>
+#include <movietools/recoverywriter_p.h>
+#include <movietools/wording.h>
+
+#include <algorithm>
+
+namespace zd::movietools {
+
+namespace {
+
+// Permissions of a recording: movies may show patients.
+constexpr unsigned moviePermissions = 0600;
+
+/// One recovery, from the first look at the movie to the verified result.
+class Recovery {
+public:
+    Recovery(const RecoverOptions& options, const ProgressCallback& progress)
+        : m_options(options),
+          m_progress(progress),
+          m_bytes(options.movie),
+          m_remains(RecordingRemains::of(options.movie))
+    {
+    }
+
+    RecoverResult run();
+
+private:
+    void requireNoEdit() const;
+    void showMovieBeforeEdit();
+    RecoverResult intoNewFile(const RecoveryPlan& plan);
+    RecoverResult inPlace(const RecoveryPlan& plan);
+    RecoverResult undoneEdit(const RecoveryPlan& plan);
+    void requireFits(const RecoveryPlan& plan) const;
+    Verification verified(const QString& path, std::uint64_t frames) const;
+
+    const RecoverOptions& m_options;
+    const ProgressCallback& m_progress;
+    FileBytes m_bytes;
+    RecordingRemains m_remains;
+};
+
+RecoverResult Recovery::run()
+{
+    requireNoEdit();
+    const bool wasSound = verifyMovie(m_options.movie).condition == Condition::Sound;
+    showMovieBeforeEdit();
+    const RecoverySurvey survey(m_bytes, m_remains);
+    const RecoveryPlan plan = planRecovery(survey, m_remains, m_options);
+    requireFits(plan);
+    RecoverResult result = m_options.inPlace ? inPlace(plan) : intoNewFile(plan);
+    result.wasSound = wasSound;
+    return result;
+}
+
+void Recovery::requireNoEdit() const
+{
+    if (m_remains.editGoesOn)
+        throw JobError{m_options.movie,
+                       QStringLiteral("is being edited right now"),
+                       QStringLiteral("wait until the other program has closed it"),
+                       {}};
+}
+
+// Frames that a dead edit replaced count as they were, like everything that its journal brings back. What the edit
+// appended stays.
+void Recovery::showMovieBeforeEdit()
+{
+    std::int64_t tail = m_remains.before.empty() ? 0 : m_remains.before.front().offset;
+    for (std::size_t i = 1; i < m_remains.before.size(); ++i) {
+        const RecordingRemains::Piece& piece = m_remains.before[i];
+        if (piece.offset + piece.bytes.size() <= tail)
+            m_bytes.overlay(piece.offset, piece.bytes);
+    }
+}
+
+void Recovery::requireFits(const RecoveryPlan& plan) const
+{
+    const auto bytes = static_cast<std::uint64_t>(plan.bytes());
+    if (bytes > layout::largestSizeLimit)
+        throw JobError{m_options.movie,
+                       QStringLiteral("holds %1, more than the index of a movie can reach").arg(sizeText(bytes)),
+                       QStringLiteral("split the file between two chunks and recover its parts"),
+                       {}};
+}
+
+// The movie at `path`, which must open with that many frames, without errors but for proved changes of content.
+Verification Recovery::verified(const QString& path, std::uint64_t frames) const
+{
+    Verification verification = verifyMovie(path);
+    const std::vector<Finding>& findings = verification.findings.list();
+    const auto error = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
+        return finding.severity == Severity::Error && !finding.name.startsWith(QLatin1StringView("checksum-"));
+    });
+    const bool mended = verification.condition != Condition::NotReadable && verification.frames == frames;
+    if (!mended || error != findings.end())
+        throw JobError{m_options.movie,
+                       QStringLiteral("could not be recovered: the result %1")
+                           .arg(error != findings.end() ? QStringLiteral("has an error (%1)").arg(error->name)
+                                                        : QStringLiteral("does not hold all frames")),
+                       QStringLiteral("keep the movie as it is and report this"),
+                       {}};
+    return verification;
+}
+
+RecoverResult Recovery::intoNewFile(const RecoveryPlan& plan)
+{
+    RecoverResult result = plan.outcome;
+    QStringList inputs{m_options.movie};
+    if (!m_options.like.isEmpty())
+        inputs.append(m_options.like);
+    OutputFile output(m_options.output,
+                      m_options.replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, inputs,
+                      moviePermissions);
+    output.requireRoom(static_cast<std::uint64_t>(plan.bytes()));
+    try {
+        writeRecovered(plan, m_bytes, output.workPath(), m_progress);
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, output.path(), output.workPath());
+    }
+    result.verification = verified(output.workPath(), result.frames);
+    result.verification.path = output.path();
+    output.commit();
+    // What lies beside the output belongs to a movie that is no more.
+    RecordingRemains::remove(output.path());
+    return result;
+}
+
+RecoverResult Recovery::inPlace(const RecoveryPlan& plan)
+{
+    if (!m_remains.before.empty())
+        return undoneEdit(plan);
+    RecoverResult result = plan.outcome;
+    try {
+        writeRecoveredInPlace(plan, m_bytes, m_options.movie);
+        RecordingRemains::remove(m_options.movie);
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, m_options.movie);
+    }
+    result.verification = verified(m_options.movie, result.frames);
+    return result;
+}
+
+// The library does that before its next edit as well. Frames that the edit had appended go into a movie of their own.
+RecoverResult Recovery::undoneEdit(const RecoveryPlan& plan)
+{
+    RecoverResult result = plan.outcome;
+    try {
+        ImageWriter::undoInterruptedEdit(m_options.movie);
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, m_options.movie);
+    }
+    result.frames -= result.unlistedFrames;
+    result.verification = verified(m_options.movie, result.frames);
+    return result;
+}
+
+} // namespace
+
+RecoverResult recoverMovie(const RecoverOptions& options, const ProgressCallback& progress)
+{
+    return Recovery(options, progress).run();
+}
+
+} // namespace zd::movietools
