@@ -84,8 +84,8 @@ TEST(FrameTimer, WritesTheAttributeForm)
 {
     FrameTimer times{{9, 1}, {-4, 5}, {9, 0}};
     // The last one is on daylight saving time the whole year round.
-    for (const auto& [zone, offset] : {std::pair("XXX-5:30", "19800"), std::pair("XXX+8", "-28800"),
-                                       std::pair("UTC0", "0"), std::pair("XXX-1YYY-2,0/0,J365/25", "7200")}) {
+    for (const auto& [zone, offset] : {std::pair("ZON-5:30", "19800"), std::pair("ZON+8", "-28800"),
+                                       std::pair("UTC0", "0"), std::pair("ZON-1DST-2,0/0,J365/25", "7200")}) {
         const TimeZone restored(zone);
         ChunkInfo info = infoOf("frame_timer_n3_sec=1\nwidth=4");
         EXPECT_TRUE(times.dumpToChunkInfo(info));
