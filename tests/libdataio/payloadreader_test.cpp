@@ -68,7 +68,7 @@ TEST_F(PayloadReaderTest, GivesPiecesOfAnySizeInOrder)
     expectCopy(10);
     {
         const Allocations allocations;
-        for (const std::size_t size : {4, 49'152, 49'152, 1, 65'536, 12})
+        for (const std::size_t size : std::initializer_list<std::size_t>{4, 49'152, 49'152, 1, 65'536, 12})
             expectPiece(size);
         EXPECT_LE(allocations.largest(), 65'536U) << "no more than the largest piece";
     }
