@@ -20,9 +20,9 @@ constexpr Advice advices[] = {
     {"FR_OF_OPEN", "check the file's permissions"},
     {"FW_OF_OPEN", "check the folder and its permissions"},
     {"FW_OF_OPEN2", "check the file's permissions"},
-    {"IR_MISSINFO", "it is no VQF movie, or its recording was never closed"},
-    {"CHB_LFD_PARSE", "it is no VQF movie, or damaged: use another copy"},
-    {"CI_L_CHUNK", "the movie is damaged: use another copy"},
+    {"IR_MISSINFO", "it is no VQF movie, or its recording was cut off: try vqf recover"},
+    {"CHB_LFD_PARSE", "it is no VQF movie, or damaged: try vqf recover"},
+    {"CI_L_CHUNK", "the movie is damaged: try vqf recover"},
     {"FDCW_AC_WRITE", "free some space or write elsewhere"},
     {"CHB_WFD_WRITE", "free some space or write elsewhere"},
 };

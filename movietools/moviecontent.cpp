@@ -77,22 +77,4 @@ bool isSideData(std::uint32_t type)
     return type == ZD_FIBER_CENTERS_CHUNK || type == ZD_FRAME_TIMER_CHUNK || type == ZD_LASER_POWER_CHUNK;
 }
 
-QString chunkText(std::uint32_t type)
-{
-    switch (type) {
-    case ZD_FRAME_CHUNK:
-        return QStringLiteral("frame");
-    case ZD_INFO_CHUNK:
-        return QStringLiteral("info");
-    case ZD_FIBER_CENTERS_CHUNK:
-        return QStringLiteral("fibre centres");
-    case ZD_FRAME_TIMER_CHUNK:
-        return QStringLiteral("frame times");
-    case ZD_LASER_POWER_CHUNK:
-        return QStringLiteral("laser powers");
-    default:
-        return QStringLiteral("chunk of type %1").arg(type);
-    }
-}
-
 } // namespace zd::movietools

@@ -36,7 +36,5 @@ struct MovieContent {
 
 /// Whether chunks of this type hold what the library writes behind the frames: fibre centres, times, laser powers.
 bool isSideData(std::uint32_t type);
-/// What chunks of a type hold, in words: "frame"; "chunk of type 9" for those that the library does not use.
-QString chunkText(std::uint32_t type);
 
 } // namespace zd::movietools

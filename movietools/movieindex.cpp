@@ -18,7 +18,7 @@ ChunkInfo readMovieInfo(const QString& path)
         file.seekEnd();
         if (!file.prevChunk(ZD_INFO_CHUNK))
             throw JobError{path, QStringLiteral("does not end with the record of its frames"),
-                           QStringLiteral("it is no VQF movie, or its recording was never closed"),
+                           QStringLiteral("it is no VQF movie, or its recording was cut off: try vqf recover"),
                            QStringLiteral("IR_MISSINFO")};
         info.load(file.data(), static_cast<unsigned int>(file.chunkSize()));
     } catch (const IOFileException& report) {

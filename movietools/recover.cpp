@@ -11,8 +11,6 @@
 #include <movietools/recoverywriter_p.h>
 #include <movietools/wording.h>
 
-#include <algorithm>
-
 namespace zd::movietools {
 
 namespace {
@@ -40,7 +38,7 @@ private:
     RecoverResult inPlace(const RecoveryPlan& plan);
     RecoverResult undoneEdit(const RecoveryPlan& plan);
     void requireFits(const RecoveryPlan& plan) const;
-    Verification verified(const QString& path, std::uint64_t frames) const;
+    void verify(const QString& path, RecoverResult& result) const;
 
     const RecoverOptions& m_options;
     const ProgressCallback& m_progress;
@@ -92,23 +90,28 @@ void Recovery::requireFits(const RecoveryPlan& plan) const
                        {}};
 }
 
-// The movie at `path`, which must open with that many frames, without errors but for proved changes of content.
-Verification Recovery::verified(const QString& path, std::uint64_t frames) const
+// The movie at `path` must open with all frames and without errors, but for proved changes of content, which no
+// recovery mends.
+void Recovery::verify(const QString& path, RecoverResult& result) const
 {
-    Verification verification = verifyMovie(path);
-    const std::vector<Finding>& findings = verification.findings.list();
-    const auto error = std::find_if(findings.begin(), findings.end(), [](const Finding& finding) {
-        return finding.severity == Severity::Error && !finding.name.startsWith(QLatin1StringView("checksum-"));
-    });
-    const bool mended = verification.condition != Condition::NotReadable && verification.frames == frames;
-    if (!mended || error != findings.end())
+    result.verification = verifyMovie(path);
+    result.verification.path = m_options.inPlace ? m_options.movie : m_options.output;
+    const auto refuse = [this](const QString& what) {
         throw JobError{m_options.movie,
-                       QStringLiteral("could not be recovered: the result %1")
-                           .arg(error != findings.end() ? QStringLiteral("has an error (%1)").arg(error->name)
-                                                        : QStringLiteral("does not hold all frames")),
+                       QStringLiteral("could not be recovered: the result ") + what,
                        QStringLiteral("keep the movie as it is and report this"),
                        {}};
-    return verification;
+    };
+    if (result.verification.condition == Condition::NotReadable || result.verification.frames != result.frames)
+        refuse(QStringLiteral("does not hold all frames"));
+    for (const Finding& finding : result.verification.findings.list()) {
+        if (finding.severity != Severity::Error)
+            continue;
+        if (!finding.name.startsWith(QLatin1StringView("checksum-")))
+            refuse(QStringLiteral("has an error (%1)").arg(finding.name));
+        result.losses.append(
+            QStringLiteral("what its checksum proves: %1 at byte %2").arg(finding.name).arg(finding.offset));
+    }
 }
 
 RecoverResult Recovery::intoNewFile(const RecoveryPlan& plan)
@@ -126,8 +129,7 @@ RecoverResult Recovery::intoNewFile(const RecoveryPlan& plan)
     } catch (const IOFileException& failure) {
         throw jobError(failure, output.path(), output.workPath());
     }
-    result.verification = verified(output.workPath(), result.frames);
-    result.verification.path = output.path();
+    verify(output.workPath(), result);
     output.commit();
     // What lies beside the output belongs to a movie that is no more.
     RecordingRemains::remove(output.path());
@@ -145,7 +147,7 @@ RecoverResult Recovery::inPlace(const RecoveryPlan& plan)
     } catch (const IOFileException& failure) {
         throw jobError(failure, m_options.movie);
     }
-    result.verification = verified(m_options.movie, result.frames);
+    verify(m_options.movie, result);
     return result;
 }
 
@@ -159,7 +161,7 @@ RecoverResult Recovery::undoneEdit(const RecoveryPlan& plan)
         throw jobError(failure, m_options.movie);
     }
     result.frames -= result.unlistedFrames;
-    result.verification = verified(m_options.movie, result.frames);
+    verify(m_options.movie, result);
     return result;
 }
 

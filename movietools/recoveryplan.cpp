@@ -6,6 +6,7 @@
 #include <movietools/moviecontent_p.h>
 #include <movietools/recoveryheader_p.h>
 #include <movietools/recoverysidedata_p.h>
+#include <movietools/wording.h>
 
 #include <algorithm>
 #include <map>
@@ -196,10 +197,10 @@ void Planning::listLosses(std::uint64_t unplacedTimes)
             losses.append(what);
     };
     add(m_survey.tornBytes() > 0,
-        QStringLiteral("a chunk that was cut off: %1 bytes at the end of the file").arg(m_survey.tornBytes()));
-    add(m_survey.skippedBytes() > 0, QStringLiteral("%1 bytes that belong to no chunk").arg(m_survey.skippedBytes()));
-    add(m_survey.lostFrames() > 0, QStringLiteral("%1 frames that the index lists").arg(m_survey.lostFrames()));
-    add(unplacedTimes > 0, QStringLiteral("%1 frame times: frames before them have none").arg(unplacedTimes));
+        QStringLiteral("a chunk that was cut off, at the end of the file; bytes: %1").arg(m_survey.tornBytes()));
+    add(m_survey.skippedBytes() > 0, QStringLiteral("bytes that belong to no chunk: %1").arg(m_survey.skippedBytes()));
+    add(m_survey.lostFrames() > 0, QStringLiteral("frames that the index lists: %1").arg(m_survey.lostFrames()));
+    add(unplacedTimes > 0, QStringLiteral("frame times behind a frame without one: %1").arg(unplacedTimes));
     listLostSideData();
 }
 

@@ -1,6 +1,7 @@
 #include <movietools/verifychecks_p.h>
 
 #include <libdataio/imagefilelayout.h>
+#include <movietools/wording.h>
 
 #include <algorithm>
 #include <set>

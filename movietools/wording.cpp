@@ -1,5 +1,7 @@
 #include <movietools/wording.h>
 
+#include <libdataio/imagefilelayout.h>
+
 namespace zd::movietools {
 
 QString sizeText(std::uint64_t bytes)
@@ -37,6 +39,24 @@ QString pixelTypeText(ZDImagePixelType type)
 QString pictureText(std::int64_t width, std::int64_t height, ZDImagePixelType type)
 {
     return QStringLiteral("%1 x %2, %3").arg(width).arg(height).arg(pixelTypeText(type));
+}
+
+QString chunkText(std::uint32_t type)
+{
+    switch (type) {
+    case ZD_FRAME_CHUNK:
+        return QStringLiteral("frame");
+    case ZD_INFO_CHUNK:
+        return QStringLiteral("info");
+    case ZD_FIBER_CENTERS_CHUNK:
+        return QStringLiteral("fibre centres");
+    case ZD_FRAME_TIMER_CHUNK:
+        return QStringLiteral("frame times");
+    case ZD_LASER_POWER_CHUNK:
+        return QStringLiteral("laser powers");
+    default:
+        return QStringLiteral("chunk of type %1").arg(type);
+    }
 }
 
 } // namespace zd::movietools

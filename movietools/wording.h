@@ -18,4 +18,7 @@ QString pixelTypeText(ZDImagePixelType type);
 /// "640 x 480, 16-bit unsigned".
 QString pictureText(std::int64_t width, std::int64_t height, ZDImagePixelType type);
 
+/// What chunks of a type hold: "frame"; "chunk of type 9" for those that the library does not use.
+QString chunkText(std::uint32_t type);
+
 } // namespace zd::movietools

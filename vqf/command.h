@@ -39,5 +39,9 @@ Command addOrderCommand(CLI::App& program);
 Command addCopyHeaderCommand(CLI::App& program);
 Command addAppendCommand(CLI::App& program);
 Command addReplaceCommand(CLI::App& program);
+Command addVerifyCommand(CLI::App& program);
+Command addRecoverCommand(CLI::App& program);
+Command addChunksCommand(CLI::App& program);
+Command addChecksumCommand(CLI::App& program);
 
 } // namespace zd::tool

@@ -4,6 +4,7 @@
 #include <movietools/attributerules.h>
 #include <movietools/tiffimport.h>
 #include <movietools/wording.h>
+#include <vqf/attributeargument.h>
 #include <vqf/console.h>
 #include <vqf/framearguments.h>
 #include <vqf/progressline.h>
@@ -39,18 +40,10 @@ struct ImportArguments {
 
 void addAttribute(const std::string& argument, movietools::TiffImportOptions& options)
 {
-    const QString text = QString::fromStdString(argument);
-    const qsizetype split = text.indexOf(QLatin1Char('='));
-    if (split < 0)
-        throw UsageError{"--attr " + argument + ": write it as NAME=VALUE"};
-    const QString name = text.left(split);
-    const QString value = text.mid(split + 1);
-    const QString problem = movietools::whyNotStorable(name, value);
-    if (!problem.isEmpty())
-        throw UsageError{"--attr " + argument + ": the attribute " + problem.toStdString()};
-    if (movietools::describesFrames(name))
+    const auto attribute = attributeArgument(argument);
+    if (movietools::describesFrames(attribute.first))
         throw UsageError{"--attr " + argument + ": this attribute follows from the frames"};
-    options.attributes.emplace_back(name, value);
+    options.attributes.push_back(attribute);
 }
 
 movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)

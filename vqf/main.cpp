@@ -24,9 +24,10 @@ Examples:
   vqf export beads.vqf -o copy.tif --frames 0:10
   vqf thumb beads.vqf -o beads.png
   vqf attr set beads.vqf operator=Curie
+  vqf recover dead.vqf -o alive.vqf
 
 "vqf COMMAND --help" tells about one command.
-Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost, 130 interrupted.)";
+Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost or damaged, 130 interrupted.)";
 
 // Errors arrive as exceptions and are told once; the other records of the library are shown as they come.
 void showRecordsOfTheLibrary()
@@ -80,9 +81,11 @@ ExitCode parseAndRun(int argc, char** argv)
     program.require_subcommand(1);
     program.footer(examples);
     const std::vector<Command> commands{
-        addImportCommand(program), addInfoCommand(program),    addFramesCommand(program),    addExportCommand(program),
-        addThumbCommand(program),  addFibersCommand(program),  addAttrCommand(program),      addOrderCommand(program),
-        addAppendCommand(program), addReplaceCommand(program), addCopyHeaderCommand(program)};
+        addImportCommand(program),  addInfoCommand(program),       addFramesCommand(program),
+        addExportCommand(program),  addThumbCommand(program),      addFibersCommand(program),
+        addAttrCommand(program),    addOrderCommand(program),      addAppendCommand(program),
+        addReplaceCommand(program), addCopyHeaderCommand(program), addVerifyCommand(program),
+        addRecoverCommand(program), addChunksCommand(program),     addChecksumCommand(program)};
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

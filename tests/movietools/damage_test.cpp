@@ -88,7 +88,7 @@ TEST_F(Damage, EveryPrefixGivesEveryCompleteFrame)
         ++opened[reading];
         EXPECT_EQ(conditionOf(prefix), reading == "opens" ? Condition::Sound : Condition::NotReadable) << length;
         const std::string result = recover(prefix);
-        EXPECT_EQ(recover(result), result) << length;
+        EXPECT_TRUE(result.empty() || recoverInMemory(result) == result) << length;
         ++recovered[test::framesOf(result).size()];
     }
     for (const auto& [reading, count] : opened)
@@ -108,7 +108,7 @@ TEST_F(Damage, EveryPrefixOfARichMovieGivesEveryCompleteFrame)
         const std::string prefix = movie.substr(0, length);
         EXPECT_EQ(conditionOf(prefix), Condition::NotReadable) << length;
         const std::string result = recover(prefix);
-        EXPECT_EQ(recover(result), result) << length;
+        EXPECT_TRUE(result.empty() || recoverInMemory(result) == result) << length;
         const std::size_t complete = std::min<std::size_t>(length / 48, 3);
         EXPECT_EQ(test::framesOf(result), std::vector(frames.begin(), frames.begin() + static_cast<int>(complete)))
             << length;
@@ -127,7 +127,7 @@ TEST_F(Damage, EveryHostileNumberIsFlaggedAndMended)
                 continue;
             ++mutants;
             EXPECT_NE(conditionOf(mutant), Condition::Sound) << field.offset << ": " << value;
-            EXPECT_EQ(recover(mutant), movie) << field.offset << ": " << value;
+            EXPECT_EQ(recoverInMemory(mutant), movie) << field.offset << ": " << value;
         }
     }
     EXPECT_EQ(mutants, 1224);

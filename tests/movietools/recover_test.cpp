@@ -105,7 +105,7 @@ TEST_F(Recover, KeepsSideDataThatLiesBeforeTheCut)
     EXPECT_THAT(test::headerText(cutInInfo.bytes), HasSubstr("plug_recovery_guess=width\nwidth=4\n"));
     EXPECT_EQ(cutInInfo.result.header, HeaderOrigin::DamagedMovie);
     EXPECT_THAT(listOf(cutInInfo.result.losses),
-                ElementsAre("a chunk that was cut off: 607 bytes at the end of the file"));
+                ElementsAre("a chunk that was cut off, at the end of the file; bytes: 607"));
 }
 
 TEST_F(Recover, KeepsTimesAndPowersInStepWhenFramesAreLost)
@@ -127,7 +127,7 @@ TEST_F(Recover, KeepsTimesAndPowersInStepWhenFramesAreLost)
     EXPECT_EQ(recovered.result.lostFrames, 2U);
     EXPECT_EQ(recovered.result.skippedBytes, 96);
     EXPECT_THAT(listOf(recovered.result.losses),
-                ElementsAre("96 bytes that belong to no chunk", "2 frames that the index lists"));
+                ElementsAre("bytes that belong to no chunk: 96", "frames that the index lists: 2"));
 
     // The same with times in the header, which then go into a chunk of their own.
     MovieBuilder older;

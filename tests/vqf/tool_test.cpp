@@ -171,8 +171,8 @@ TEST_F(Tool, FailsInOneLineAndLeavesNothingBehind)
     EXPECT_EQ(failure(1, "vqf export m.vqf -o none/x.tif"),
               "vqf: none/x.tif: cannot be written: No such file or directory; check the name and the folder\n");
     EXPECT_EQ(failure(1, "vqf export cut.vqf -o x.tif"),
-              "vqf: cut.vqf: Cannot read chunk header, file may be corrupted; it is no VQF movie, or damaged: use "
-              "another copy [CHB_LFD_PARSE]\n");
+              "vqf: cut.vqf: Cannot read chunk header, file may be corrupted; it is no VQF movie, or damaged: try "
+              "vqf recover [CHB_LFD_PARSE]\n");
     EXPECT_EQ(failure(1, "vqf frames ."), "vqf: .: is not a regular file; name a movie file [FR_OF_REGFILE]\n");
     EXPECT_EQ(failure(1, "vqf info m.vqf > /dev/full"),
               "vqf: standard output: not everything could be written; free some space\n");
