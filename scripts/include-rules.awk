@@ -17,6 +17,7 @@ BEGIN {
     # Other people's headers: where each may appear. The C++ library, POSIX and Qt Core may appear everywhere.
     confine("boost/", "libdataio tests")
     confine("tiff", "movietools tests bench examples")
+    confine("zlib", "movietools tests bench")
     confine("CLI/", "vqf")
     confine("gtest/", "tests")
     confine("gmock/", "tests")

@@ -15,7 +15,7 @@ namespace zd::test {
 
 namespace {
 
-const std::string recorded[] = {countingFrame(16, '\x01'), countingFrame(16, '\x41')};
+const std::string recordedFrames[] = {countingFrame(16, '\x01'), countingFrame(16, '\x41')};
 const std::string appended[] = {std::string(48, 'a'), std::string(16, 'b')};
 const std::string replacement(16, 'r');
 
@@ -99,7 +99,7 @@ std::vector<Scenario> recordings()
         all.push_back({.name = logged ? "recording with a log" : "recording",
                        .logged = logged,
                        .onMovie = false,
-                       .steps = {create(logged), frame(recorded[0], 1), frame(recorded[1], 2), close()}});
+                       .steps = {create(logged), frame(recordedFrames[0], 1), frame(recordedFrames[1], 2), close()}});
     }
     return all;
 }
