@@ -40,6 +40,7 @@ public:
 
 private:
     static constexpr int framesAsked = 6;
+    static constexpr std::size_t largestCompared = 1 << 20;
 
     template <typename Value>
     void note(const Value& value)
@@ -90,7 +91,19 @@ private:
         note(delivered, size);
         require(size >= 0 && (data != nullptr || size == 0 || !delivered), "a size of what was delivered");
         if (delivered && size != 0)
-            note(std::hash<std::string_view>()({static_cast<const char*>(data), static_cast<std::size_t>(size)}));
+            pixels({static_cast<const char*>(data), static_cast<std::size_t>(size)}, index);
+    }
+
+    /// A frame as delivered, to be compared with the same as read.
+    void pixels(std::string_view delivered, unsigned int index)
+    {
+        note(std::hash<std::string_view>()(delivered));
+        if (delivered.size() > largestCompared)
+            return;
+        const std::string expected = std::string(delivered) + '\0';
+        std::string read(expected.size(), '#');
+        require(m_reader.readFrame(index, read.data(), static_cast<std::int64_t>(read.size())), "a frame to read");
+        require(read == expected, "the frame that was delivered");
     }
 
     void fibers(ImageReader::FiberFilteringMode mode)

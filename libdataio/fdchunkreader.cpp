@@ -70,7 +70,27 @@ bool FDChunkReader::nextChunk(unsigned int type)
     } else {
         if (header.type() != type)
             return false;
-        _takeAhead(ahead);
+        _takeAhead(header, ahead);
+    }
+    m_window->stepped(start, m_position);
+    return true;
+}
+
+bool FDChunkReader::nextChunk(unsigned int type, void* target, std::size_t size)
+{
+    const unsigned int expectedSize = m_expectedSize;
+    const std::int64_t start = m_position;
+    _leaveChunk();
+    ChunkStartHeader header;
+    const std::span<const char> ahead = _payloadAhead(header, expectedSize);
+    if (ahead.data() == nullptr) {
+        if (!_readNextInto(type, target, size, expectedSize))
+            return false;
+    } else {
+        if (header.type() != type)
+            return false;
+        std::copy_n(ahead.data(), std::min(size, ahead.size()), static_cast<char*>(target));
+        _stepOver(header);
     }
     m_window->stepped(start, m_position);
     return true;
@@ -90,7 +110,7 @@ std::span<const char> FDChunkReader::_payloadAhead(ChunkStartHeader& header, uns
 }
 
 /// Steps over a chunk that has been read ahead.
-void FDChunkReader::_takeAhead(std::span<const char> payload)
+void FDChunkReader::_takeAhead(const ChunkStartHeader& header, std::span<const char> payload)
 {
     const bool inPlace = isAligned(payload.data());
     if (!inPlace) {
@@ -98,9 +118,8 @@ void FDChunkReader::_takeAhead(std::span<const char> payload)
         std::copy(payload.begin(), payload.end(), m_buffer.data());
     }
     m_payload = inPlace ? payload.data() : m_buffer.data();
-    m_size = static_cast<std::int32_t>(payload.size());
     m_loaded = true;
-    _goTo(m_position + layout::framingBytes + m_size);
+    _stepOver(header);
 }
 
 bool FDChunkReader::_readNext(unsigned int type, unsigned int expectedSize)
@@ -111,26 +130,51 @@ bool FDChunkReader::_readNext(unsigned int type, unsigned int expectedSize)
     if (!header.loadFD(m_fd, m_position, m_buffer.data(), room, arrived) || header.type() != type)
         return false;
 
-    const std::int64_t payload = m_position + headerBytes;
-    const std::int64_t end = payload + header.size() + headerBytes;
-    const bool held = header.size() <= largestSize && _fileHolds(payload + header.size());
+    const bool held = _fileHoldsPayload(header);
     // The enlargement comes first: when memory is short, the position stays.
     if (held) {
         arrived = header.size() > m_buffer.capacity() ? 0 : arrived;
         m_buffer.reserve(header.size());
     }
-    _goTo(end);
-    if (header.size() <= largestSize)
-        m_size = static_cast<std::int32_t>(header.size());
+    const std::int64_t payload = _stepOver(header);
     m_payload = m_buffer.data();
-    m_loaded = held && (arrived >= header.size() || _readRest(payload, arrived, header.size()));
+    m_loaded = held && (arrived >= header.size() || _readRest(m_buffer.data(), payload, arrived, header.size()));
     return m_loaded;
 }
 
-/// Reads the bytes of the payload that are not in the buffer yet; whether all of them came.
-bool FDChunkReader::_readRest(std::int64_t payload, std::size_t arrived, std::size_t size)
+bool FDChunkReader::_readNextInto(unsigned int type, void* target, std::size_t size, unsigned int expectedSize)
 {
-    iovec rest{m_buffer.data() + arrived, size - arrived};
+    ChunkStartHeader header;
+    std::size_t arrived = 0;
+    if (!header.loadFD(m_fd, m_position, target, std::min<std::size_t>(size, expectedSize), arrived) ||
+        header.type() != type)
+        return false;
+    const bool held = _fileHoldsPayload(header);
+    const std::int64_t payload = _stepOver(header);
+    const auto wanted = std::min<std::size_t>(size, header.size());
+    return held && (arrived >= wanted || _readRest(static_cast<char*>(target), payload, arrived, wanted));
+}
+
+/// Moves behind the chunk at the position, which becomes the current one; returns where its payload begins.
+std::int64_t FDChunkReader::_stepOver(const ChunkStartHeader& header)
+{
+    const std::int64_t payload = m_position + headerBytes;
+    _goTo(payload + header.size() + headerBytes);
+    if (header.size() <= largestSize)
+        m_size = static_cast<std::int32_t>(header.size());
+    return payload;
+}
+
+/// Whether the file holds all of the payload of the chunk at the position.
+bool FDChunkReader::_fileHoldsPayload(const ChunkStartHeader& header)
+{
+    return header.size() <= largestSize && _fileHolds(m_position + headerBytes + header.size());
+}
+
+/// Reads those of the first `size` bytes of a payload that have not arrived at `target` yet; whether all of them came.
+bool FDChunkReader::_readRest(char* target, std::int64_t payload, std::size_t arrived, std::size_t size)
+{
+    iovec rest{target + arrived, size - arrived};
     const Transfer transfer = readPieces(m_fd, &rest, 1, payload + static_cast<std::int64_t>(arrived));
     return transfer.bytes == static_cast<std::int64_t>(size - arrived);
 }
@@ -142,7 +186,7 @@ bool FDChunkReader::prevChunk(unsigned int type)
     if (!_findBefore(type, payload, size))
         return false;
     m_buffer.reserve(size);
-    if (!_readRest(payload, 0, size))
+    if (!_readRest(m_buffer.data(), payload, 0, size))
         return false;
     m_size = static_cast<std::int32_t>(size);
     m_payload = m_buffer.data();

@@ -36,6 +36,11 @@ public:
     bool seek(unsigned int position) override;
     int closeFD() override;
 
+    /// As `nextChunk`, but the first `size` bytes of the payload go to `target`, without another buffer: `data` reports
+    /// "MM_D_NODATA" afterwards. What lies in `target` behind the payload, and all of it after a step that gave false or
+    /// failed, is not defined. `target` may be null for 0 bytes, which checks the header alone.
+    bool nextChunk(unsigned int type, void* target, std::size_t size);
+
     /// How long the payload of the next forward step is expected to be. A right guess saves system calls.
     void expectSize(unsigned int size) { m_expectedSize = size; }
 
@@ -49,12 +54,15 @@ private:
     static constexpr std::int64_t noPosition = -1;
 
     std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
-    void _takeAhead(std::span<const char> payload);
+    void _takeAhead(const ChunkStartHeader& header, std::span<const char> payload);
     bool _readNext(unsigned int type, unsigned int expectedSize);
+    bool _readNextInto(unsigned int type, void* target, std::size_t size, unsigned int expectedSize);
+    std::int64_t _stepOver(const ChunkStartHeader& header);
     bool _findBefore(unsigned int type, std::int64_t& payload, std::uint32_t& size);
     std::size_t _roomForExpected(unsigned int expectedSize);
     bool _fileHolds(std::int64_t end);
-    bool _readRest(std::int64_t payload, std::size_t arrived, std::size_t size);
+    bool _fileHoldsPayload(const ChunkStartHeader& header);
+    bool _readRest(char* target, std::int64_t payload, std::size_t arrived, std::size_t size);
     void _goTo(std::int64_t position);
     void _leaveChunk();
 

@@ -81,6 +81,11 @@ bool FileReader::nextChunk(unsigned int type)
     return m_reader && m_reader->nextChunk(type);
 }
 
+bool FileReader::nextChunk(unsigned int type, void* target, std::size_t size)
+{
+    return m_reader && m_reader->nextChunk(type, target, size);
+}
+
 bool FileReader::prevChunk(unsigned int type)
 {
     return m_reader && m_reader->prevChunk(type);

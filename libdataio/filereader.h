@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <cstddef>
 #include <memory>
 
 namespace zd {
@@ -31,6 +32,8 @@ public:
     bool seekEnd();
     bool nextChunk(unsigned int type);
     bool prevChunk(unsigned int type);
+    /// The first `size` bytes of the payload go to `target`; see `FDChunkReader::nextChunk`.
+    bool nextChunk(unsigned int type, void* target, std::size_t size);
     const void* data() const;
     int chunkSize();
     bool seek(int position);

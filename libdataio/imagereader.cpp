@@ -35,6 +35,23 @@ std::int64_t frameBytes(int width, int height, int sampleBytes)
     return samples * sampleBytes;
 }
 
+/// Whether samples of that many bytes are turned when the movie has the other byte order.
+bool isTurned(int sampleBytes)
+{
+    return sampleBytes == 2 || sampleBytes == 4;
+}
+
+/// Turns the whole samples in the first `bytes` bytes; returns how many bytes these are. The target may be the source.
+std::int64_t turnSamples(const char* source, char* target, std::int64_t bytes, int sampleBytes)
+{
+    const auto samples = static_cast<std::size_t>(bytes / sampleBytes);
+    if (sampleBytes == 2)
+        detail::swap16(source, target, samples);
+    else
+        detail::swap32(source, target, samples);
+    return static_cast<std::int64_t>(samples) * sampleBytes;
+}
+
 [[noreturn]] void reportNoSize(const LocationInfo& location)
 {
     report::fail(logger, Library, "IR_GRFI_NOSIZE", QStringLiteral("Size not available."), location);
@@ -199,6 +216,21 @@ bool ImageReader::getFrame(const void*& data, unsigned int index)
     return true;
 }
 
+bool ImageReader::readFrame(unsigned int index, void* out, std::int64_t size)
+{
+    if (size < 0 || index >= static_cast<unsigned int>(m_frameCount) || !_seekChunk(ZD_FRAME_CHUNK, index) ||
+        !m_file.nextChunk(ZD_FRAME_CHUNK, out, static_cast<std::size_t>(size)))
+        return false;
+    auto* samples = static_cast<char*>(out);
+    m_frameSize = m_file.chunkSize();
+    std::int64_t filled = std::min(size, m_frameSize);
+    if (_needSwapping() && !_turnFrame(samples, filled))
+        return false;
+    std::fill_n(samples + filled, size - filled, '\0');
+    m_cursor = static_cast<std::int32_t>(index);
+    return true;
+}
+
 bool ImageReader::nextFrame(const void*& data)
 {
     // The cursor moves on whatever happens, a report included, so that a walk gets past a damaged frame.
@@ -229,27 +261,41 @@ bool ImageReader::_needSwapping()
 const void* ImageReader::_swapDataBytes()
 {
     const int sampleBytes = pixBytes();
-    if (sampleBytes != 2 && sampleBytes != 4)
+    if (!isTurned(sampleBytes))
         return m_file.data();
+    const std::int64_t held = m_file.chunkSize();
+    m_frameSize = _turnedFrameBytes(sampleBytes);
+    if (m_frameSize == 0)
+        return nullptr;
+    m_workBuffer.resize(static_cast<std::size_t>(m_frameSize));
+    const std::int64_t turned = turnSamples(static_cast<const char*>(m_file.data()), m_workBuffer.data(),
+                                            std::min(m_frameSize, held), sampleBytes);
+    std::fill(m_workBuffer.begin() + turned, m_workBuffer.end(), '\0');
+    return m_workBuffer.data();
+}
+
+/// The same in place, of the first `bytes` bytes of the frame last read, which become those that hold turned samples.
+/// False when such a frame has no size.
+bool ImageReader::_turnFrame(char* samples, std::int64_t& bytes)
+{
+    const int sampleBytes = pixBytes();
+    if (!isTurned(sampleBytes))
+        return true;
+    m_frameSize = _turnedFrameBytes(sampleBytes);
+    if (m_frameSize == 0)
+        return false;
+    bytes = turnSamples(samples, samples, std::min(bytes, m_frameSize), sampleBytes);
+    return true;
+}
+
+/// Bytes of a frame that is turned, by the header; 0 when that does not tell, or claims far more than the chunk last
+/// read holds.
+std::int64_t ImageReader::_turnedFrameBytes(int sampleBytes)
+{
     int w = 0;
     int h = 0;
     const std::int64_t bytes = width(w) && height(h) ? frameBytes(w, h, sampleBytes) : 0;
-    const std::int64_t held = m_file.chunkSize();
-    if (bytes == 0 || (bytes > held && bytes > largestPaddedFrame)) {
-        m_frameSize = 0;
-        return nullptr;
-    }
-    m_workBuffer.resize(static_cast<std::size_t>(bytes));
-    const auto* source = static_cast<const char*>(m_file.data());
-    const auto samples = static_cast<std::size_t>(std::min(bytes, held) / sampleBytes);
-    if (sampleBytes == 2)
-        detail::swap16(source, m_workBuffer.data(), samples);
-    else
-        detail::swap32(source, m_workBuffer.data(), samples);
-    const auto swapped = static_cast<std::ptrdiff_t>(samples) * sampleBytes;
-    std::fill(m_workBuffer.begin() + swapped, m_workBuffer.end(), '\0');
-    m_frameSize = bytes;
-    return m_workBuffer.data();
+    return bytes > m_file.chunkSize() && bytes > largestPaddedFrame ? 0 : bytes;
 }
 
 float* ImageReader::_dataFloats()

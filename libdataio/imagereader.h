@@ -100,10 +100,17 @@ public:
     /// closed reader. The pointer is null when the samples need turning and the header does not say how many there
     /// are, or claims more than 64 MiB that the file does not hold. Reports "IR_RC_BOUND" and damaged headers.
     bool getFrame(const void*& data, unsigned int index);
+    /// Reads frame `index` into the caller's memory, without another buffer: its first `size` bytes, turned as by
+    /// `getFrame`; bytes of `out` behind the frame become 0. False, with `out` not defined, for a negative
+    /// `size` and where `getFrame` gives false or a null pointer. Moves the cursor as `getFrame`; `frameSize` then is the
+    /// length of the whole frame. `out` needs no alignment, and may be null for a `size` of 0, which only checks that
+    /// the frame is there. Reports as `getFrame`.
+    bool readFrame(unsigned int index, void* out, std::int64_t size);
     /// Delivers the frame at the cursor and moves the cursor on, also when that fails.
     bool nextFrame(const void*& data);
     bool rewind(); ///< sets the cursor to 0; always true
-    /// Bytes at the pointer that was delivered last; 0 before any frame and for a null pointer.
+    /// Bytes at the pointer that was delivered last, or of the frame that was read; 0 before any frame and for a null
+    /// pointer.
     std::int64_t frameSize() const;
 
     /// The time of the frame at the cursor, or of a given frame.
@@ -150,6 +157,8 @@ private:
     void _loadLaserPowerChunk();
     bool _needSwapping();
     const void* _swapDataBytes();
+    bool _turnFrame(char* samples, std::int64_t& bytes);
+    std::int64_t _turnedFrameBytes(int sampleBytes);
     void _fibersInBundle(const float* fractions, std::size_t fibers, const detail::FiberFrame& frame,
                          std::vector<float>& out);
     void _warnNoDistortion() const;

@@ -58,7 +58,21 @@ protected:
     std::string frame(unsigned int index)
     {
         const void* data = nullptr;
-        return m_reader.getFrame(data, index) ? delivered(data) : "none";
+        if (!m_reader.getFrame(data, index))
+            return readInto(index, 1) == "none" ? "none" : "read all the same";
+        const std::string got = delivered(data);
+        const std::string expected = data == nullptr ? "none" : got + std::string(5, '\0');
+        EXPECT_TRUE(readInto(index, got.size() + 5) == expected) << "read with room to spare";
+        EXPECT_TRUE(data == nullptr || m_reader.frameSize() == static_cast<std::int64_t>(got.size()));
+        return got;
+    }
+    /// The frame as read into `size` bytes that do not begin at an even address.
+    std::string readInto(unsigned int index, std::size_t size)
+    {
+        std::string bytes(size + 1, '#');
+        const bool read = m_reader.readFrame(index, bytes.data() + 1, static_cast<std::int64_t>(size));
+        EXPECT_EQ(bytes[0], '#');
+        return read ? bytes.substr(1) : "none";
     }
     std::string nextFrame()
     {
@@ -113,6 +127,39 @@ TEST_F(Reading, DeliversFrames)
     m_reader.getFrame(first, 0);
     m_reader.getFrame(second, 1);
     EXPECT_EQ(first, second) << "without a copy, from one buffer";
+}
+
+TEST_F(Reading, ReadsFramesIntoCallersMemory)
+{
+    std::vector<char> room(8);
+    EXPECT_FALSE(m_reader.readFrame(0, room.data(), 8)) << "closed";
+    open(threeFrames());
+    EXPECT_EQ(readInto(1, 16), frames[1]);
+    EXPECT_EQ(m_reader.currFrameIdx(), 1);
+    EXPECT_EQ(nextFrame(), frames[1]) << "the cursor is on the frame";
+    EXPECT_EQ(readInto(2, 5), frames[2].substr(0, 5));
+    EXPECT_EQ(m_reader.frameSize(), 16) << "of the whole frame";
+    EXPECT_TRUE(m_reader.readFrame(0, nullptr, 0));
+    EXPECT_FALSE(m_reader.readFrame(0, room.data(), -1) || m_reader.readFrame(3, room.data(), 8));
+    EXPECT_EQ(m_reader.currFrameIdx(), 0);
+
+    const auto turned = [this](std::size_t size) {
+        open(MovieBuilder().frame(hex("1234 5678 9ABC")).frameFormat(2, 1, 5, 16).attribute("endian", "1"));
+        return readInto(0, size);
+    };
+    EXPECT_EQ(turned(6), hex("3412 7856 0000")) << "no more than the header's";
+    EXPECT_EQ(turned(3), hex("3412 00")) << "whole samples";
+
+    open(MovieBuilder().bytes(chunk(2, "abcdef")).record(2, 0, 1'000'000).record(2, 0, 1));
+    EXPECT_EQ(readInto(0, 8), std::string("abcdef\0\0", 8)) << "the chunk's own length counts";
+    EXPECT_EQ(readInto(1, 4), "abcd");
+    // Small frames in sequence come out of the stretch that is read ahead.
+    MovieBuilder many;
+    for (int i = 0; i < 3000; ++i)
+        many.frame(countingFrame(40, static_cast<char>(i)));
+    open(many.attribute("pixtype", "3"));
+    for (int i = 0; i < 3000; ++i)
+        ASSERT_EQ(readInto(static_cast<unsigned int>(i), 41), countingFrame(40, static_cast<char>(i)) + '\0') << i;
 }
 
 TEST_F(Reading, OrderAndLengthAreTheIndexs)
@@ -615,6 +662,9 @@ TEST_F(Reading, FailuresOfTheSystemPassThrough)
                 reader.open(m_path);
                 const void* data = nullptr;
                 EXPECT_TRUE(reader.getFrame(data, 2) || faults.struck());
+                char pixels[16];
+                const bool read = reader.readFrame(1, pixels, 16);
+                EXPECT_TRUE(read ? std::string(pixels, 16) == frames[1] : faults.struck());
             });
             struck = faults.struck();
         }
@@ -655,6 +705,12 @@ void useAll(ImageReader& reader)
                 // Every byte that is said to be there can be read.
                 const std::string copy(static_cast<const char*>(data), static_cast<std::size_t>(reader.frameSize()));
                 EXPECT_EQ(copy.size(), static_cast<std::size_t>(reader.frameSize()));
+            }
+        });
+        codeOf([&] {
+            std::string into(100, '#');
+            if (reader.readFrame(i, into.data(), 100) && reader.frameSize() < 100) {
+                EXPECT_EQ(into.find_first_not_of('\0', static_cast<std::size_t>(reader.frameSize())), into.npos);
             }
         });
         reader.getFrameTiming(i, time);
