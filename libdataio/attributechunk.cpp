@@ -1,12 +1,17 @@
 #include <libdataio/attributechunk.h>
 
+#include <libdataio/plainnumber_p.h>
+
 #include <QByteArray>
 #include <QLatin1StringView>
 #include <QStringView>
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace zd {
@@ -29,19 +34,34 @@ Text trimmed(Text line)
     return line.sliced(begin, end - begin);
 }
 
-/// Stores the attribute that a trimmed line holds, if any. `hint` and the result are the entry stored last: names
-/// mostly come in order, and next to it they need no search.
+/// Where a character stands, -1 when nowhere.
+qsizetype indexOf(QStringView text, char character)
+{
+    return text.indexOf(QLatin1Char(character));
+}
+
+qsizetype indexOf(QLatin1StringView text, char character)
+{
+    // Several times as fast as the view's own search.
+    const void* found =
+        text.isEmpty() ? nullptr : std::memchr(text.data(), character, static_cast<std::size_t>(text.size()));
+    return found == nullptr ? -1 : static_cast<const char*>(found) - text.data();
+}
+
+/// Stores the attribute that a trimmed line holds, if any. `hint` and the result are the entry behind the one stored
+/// last: names mostly come in order, and there they need no search.
 template <typename Text>
 Map::iterator storeLine(Text line, Map& attributes, Map::iterator hint)
 {
     if (line.isEmpty() || QChar(line.front()) == u'#')
         return hint;
-    const qsizetype nameLength = line.indexOf(QChar(u'='));
+    const qsizetype nameLength = indexOf(line, '=');
     if (nameLength < 1 || nameLength + 1 == line.size())
         return hint;
     const auto entry = attributes.try_emplace(hint, line.first(nameLength).toString());
     entry->second.assign(line.sliced(nameLength + 1).toString());
-    return entry;
+    const bool isLast = entry == std::prev(attributes.end());
+    return isLast ? attributes.end() : std::next(entry);
 }
 
 template <typename Text>
@@ -49,7 +69,7 @@ void parseLines(Text text, Map& attributes)
 {
     Map::iterator hint = attributes.end();
     while (!text.isEmpty()) {
-        const qsizetype lineEnd = text.indexOf(QChar(u'\n'));
+        const qsizetype lineEnd = indexOf(text, '\n');
         const qsizetype lineLength = lineEnd < 0 ? text.size() : lineEnd;
         hint = storeLine(trimmed(text.first(lineLength)), attributes, hint);
         text = text.sliced(lineEnd < 0 ? lineLength : lineLength + 1);
@@ -87,6 +107,10 @@ void Attribute::assign(QString value)
 
 bool Attribute::read(int& out) const
 {
+    if (const std::optional<int> number = plainInteger(m_text)) {
+        out = *number;
+        return true;
+    }
     bool valid = false;
     out = m_text.toInt(&valid);
     return valid;
@@ -94,6 +118,10 @@ bool Attribute::read(int& out) const
 
 bool Attribute::read(float& out) const
 {
+    if (const std::optional<double> number = plainDecimal(m_text)) {
+        out = static_cast<float>(*number);
+        return true;
+    }
     // QString::toFloat turns an overflow into an infinity and refuses numbers too small for a float.
     bool valid = false;
     const double number = m_text.toDouble(&valid);
