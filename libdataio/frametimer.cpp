@@ -35,6 +35,12 @@ struct TimeEntries {
     Entry microseconds;
 };
 
+/// The two values of a time; nothing where one is absent or no number.
+struct TimeValues {
+    std::optional<std::int32_t> seconds;
+    std::optional<std::int32_t> microseconds;
+};
+
 bool isDigit(QChar character)
 {
     return character >= u'0' && character <= u'9';
@@ -61,24 +67,54 @@ std::optional<TimeName> parseTimeName(QStringView name, std::size_t limit)
     return std::nullopt;
 }
 
-/// The numbered time attributes by their number, gaps included. Numbers that are not below the count of attributes
-/// are left out: there is a gap before them.
-std::vector<TimeEntries> findTimes(const AttributeChunk::Map& attributes)
+/// Hands every numbered time attribute to `visit`, with what its name says. Numbers that are not below the count of
+/// attributes are left out: there is a gap before them.
+template <typename Visit>
+void forEachTime(const AttributeChunk::Map& attributes, Visit visit)
 {
-    std::vector<TimeEntries> times;
-    const TimeEntries absent{attributes.end(), attributes.end()};
     const QString prefix = key::frameTimePrefix;
     for (Entry entry = attributes.lower_bound(prefix); entry != attributes.end(); ++entry) {
         if (!entry->first.startsWith(prefix))
             break;
-        const std::optional<TimeName> name = parseTimeName(entry->first, attributes.size());
-        if (!name)
-            continue;
-        if (name->number >= times.size())
-            times.resize(name->number + 1, absent);
-        TimeEntries& time = times[name->number];
-        (name->isMicroseconds ? time.microseconds : time.seconds) = entry;
+        if (const std::optional<TimeName> name = parseTimeName(entry->first, attributes.size()))
+            visit(*name, entry);
     }
+}
+
+/// What is kept of the time of that number, made when it is not there yet.
+template <typename T>
+T& timeAt(std::vector<T>& times, std::size_t number, const T& absent)
+{
+    if (number >= times.size())
+        times.resize(number + 1, absent);
+    return times[number];
+}
+
+/// The numbered time attributes by their number, gaps included.
+std::vector<TimeEntries> findTimes(const AttributeChunk::Map& attributes)
+{
+    std::vector<TimeEntries> times;
+    const TimeEntries absent{attributes.end(), attributes.end()};
+    forEachTime(attributes, [&](TimeName name, Entry entry) {
+        TimeEntries& time = timeAt(times, name.number, absent);
+        (name.isMicroseconds ? time.microseconds : time.seconds) = entry;
+    });
+    return times;
+}
+
+/// The values of the numbered time attributes by their number, gaps included.
+std::vector<TimeValues> readTimes(const AttributeChunk::Map& attributes)
+{
+    std::vector<TimeValues> times;
+    forEachTime(attributes, [&](TimeName name, Entry entry) {
+        TimeValues& time = timeAt(times, name.number, TimeValues());
+        std::int32_t value = 0;
+        const bool valid = entry->second.read(value);
+        if (name.isMicroseconds)
+            time.microseconds = valid ? std::optional(value) : std::nullopt;
+        else
+            time.seconds = valid ? std::optional(value) : std::nullopt;
+    });
     return times;
 }
 
@@ -170,17 +206,12 @@ bool FrameTimer::readFromChunkInfo(ChunkInfo& info)
     if (!info.get(key::frameTimer, present))
         return false;
 
-    const AttributeChunk::Map& attributes = std::as_const(info).attributes();
-    const auto read = [&attributes](Entry entry, std::int32_t& out) {
-        return entry != attributes.end() && entry->second.read(out);
-    };
-    for (const TimeEntries& entries : findTimes(attributes)) {
-        timeval time;
-        if (!read(entries.seconds, time.tv_sec))
+    for (const TimeValues& time : readTimes(std::as_const(info).attributes())) {
+        if (!time.seconds)
             return true;
-        if (!read(entries.microseconds, time.tv_usec))
+        if (!time.microseconds)
             return false;
-        push_back(time);
+        push_back({*time.seconds, *time.microseconds});
     }
     return true;
 }
