@@ -141,7 +141,7 @@ bool Attribute::read(char& out) const
 
 AttributeChunk& AttributeChunk::operator=(const AttributeChunk& other)
 {
-    attributes() = other.m_attributes;
+    _changing() = other.m_attributes;
     return *this;
 }
 
@@ -149,22 +149,22 @@ AttributeChunk::~AttributeChunk() = default;
 
 void AttributeChunk::set(const QString& name, int value)
 {
-    attributes()[name].assign(value);
+    _changing()[name].assign(value);
 }
 
 void AttributeChunk::set(const QString& name, char value)
 {
-    attributes()[name].assign(value);
+    _changing()[name].assign(value);
 }
 
 void AttributeChunk::set(const QString& name, float value)
 {
-    attributes()[name].assign(value);
+    _changing()[name].assign(value);
 }
 
 void AttributeChunk::set(const QString& name, const QString& value)
 {
-    attributes()[name].assign(value);
+    _changing()[name].assign(value);
 }
 
 bool AttributeChunk::get(const QString& name, int& out) const
@@ -196,17 +196,17 @@ bool AttributeChunk::get(const QString& name, QString& out) const
 
 int AttributeChunk::erase(const QString& name)
 {
-    return static_cast<int>(attributes().erase(name));
+    return static_cast<int>(_changing().erase(name));
 }
 
 void AttributeChunk::clear()
 {
-    attributes().clear();
+    _changing().clear();
 }
 
 void AttributeChunk::merge(const AttributeChunk& other)
 {
-    Map& target = attributes();
+    Map& target = _changing();
     Map::iterator hint = target.begin();
     for (const auto& [name, value] : other.m_attributes)
         hint = target.insert_or_assign(hint, name, value);
@@ -216,12 +216,12 @@ void AttributeChunk::parse(const QString& text)
 {
     // The text may be one of the values that parsing replaces.
     const QString held = text;
-    parseLines(QStringView(held), attributes());
+    parseLines(QStringView(held), _changing());
 }
 
 void AttributeChunk::parseLatin1(const char* data, std::size_t size)
 {
-    parseLines(QLatin1StringView(data, static_cast<qsizetype>(size)), attributes());
+    parseLines(QLatin1StringView(data, static_cast<qsizetype>(size)), _changing());
 }
 
 void AttributeChunk::dump(QString& out) const
@@ -268,10 +268,17 @@ QString AttributeChunk::formatComment(const QString& text)
     return line;
 }
 
-AttributeChunk::Map& AttributeChunk::attributes()
+/// The entries, of which one is about to change.
+AttributeChunk::Map& AttributeChunk::_changing()
 {
     ++m_revision;
     return m_attributes;
+}
+
+AttributeChunk::Map& AttributeChunk::attributes()
+{
+    m_handedOut = true;
+    return _changing();
 }
 
 AttributeChunk::Map::iterator AttributeChunk::attrBegin()

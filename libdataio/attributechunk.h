@@ -92,6 +92,8 @@ public:
     /// A number that grows with every call that may have changed an entry, for callers that keep something
     /// derived from them. Changes through a reference or iterator kept from an earlier call are not seen.
     std::uint64_t revision() const { return m_revision; }
+    /// Whether nothing can have changed since `revision` gave that number, such references and iterators included.
+    bool unchangedSince(std::uint64_t earlier) const { return earlier == m_revision && !m_handedOut; }
 
 protected:
     /// Characters of the text form.
@@ -100,8 +102,11 @@ protected:
     void writeText(char* out) const;
 
 private:
+    Map& _changing();
+
     Map m_attributes;
     std::uint64_t m_revision = 0;
+    bool m_handedOut = false; // the entries can be changed from outside
 };
 
 } // namespace zd

@@ -255,7 +255,12 @@ std::int64_t ImageReader::frameSize() const
 
 bool ImageReader::_needSwapping()
 {
-    return layout::needsSwapping(endian());
+    // Asked with every frame, and the header hardly ever changes.
+    if (!m_info.unchangedSince(m_swappingRevision)) {
+        m_swapping = layout::needsSwapping(endian());
+        m_swappingRevision = m_info.revision();
+    }
+    return m_swapping;
 }
 
 const void* ImageReader::_swapDataBytes()
@@ -356,10 +361,8 @@ int ImageReader::pixBytes()
 
 int ImageReader::endian()
 {
-    // Asked for with every frame: the name is made once.
-    static const QString name(layout::key::endian);
     int value = 0;
-    return m_info.get(name, value) ? value : 0;
+    return m_info.get(layout::key::endian, value) ? value : 0;
 }
 
 int ImageReader::utcOffsetSeconds(bool& found)

@@ -170,6 +170,8 @@ private:
     FileReader m_file;
     std::vector<char> m_workBuffer;
     ChunkInfo m_info;
+    bool m_swapping = false;                              // what the header says of the byte order ...
+    std::uint64_t m_swappingRevision = ~std::uint64_t{0}; // ... at this revision
     FrameTimer m_frameTimer;
     std::int32_t m_cursor = 0;
     std::int32_t m_frameCount = 0;

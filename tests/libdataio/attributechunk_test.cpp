@@ -173,12 +173,20 @@ TEST(AttributeChunk, RevisionGrowsWithEveryPossibleChange)
         const std::uint64_t before = chunk.revision();
         change();
         EXPECT_GT(chunk.revision(), before);
+        EXPECT_FALSE(chunk.unchangedSince(before));
     }
     const std::uint64_t before = chunk.revision();
     const AttributeChunk& constant = chunk;
     EXPECT_EQ(dumped(constant), "");
     EXPECT_TRUE(constant.attributes().empty() && constant.attrBegin() == constant.attrEnd());
     EXPECT_EQ(chunk.revision(), before);
+    EXPECT_FALSE(chunk.unchangedSince(before)) << "the entries were handed out, and may be kept";
+
+    AttributeChunk closed;
+    closed.set(name, 1);
+    EXPECT_TRUE(closed.unchangedSince(closed.revision()));
+    closed.attributes();
+    EXPECT_FALSE(closed.unchangedSince(closed.revision()));
 }
 
 TEST(AttributeChunk, FormatsCommentsAndPrintsItself)

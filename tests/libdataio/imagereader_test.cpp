@@ -362,6 +362,17 @@ TEST_F(Reading, TurnsSamplesRound)
     for (const char* endian : {"-2", "3", "2147483647"})
         EXPECT_EQ(first(ZD_USHORT, endian), swapped16) << endian;
 
+    open(MovieBuilder().frame(bytes).frame(bytes).frameFormat(4, 1, 5, 16).attribute("endian", "2"));
+    EXPECT_EQ(frame(0), bytes);
+    m_reader.attributeChunk().set(text("endian"), 1);
+    EXPECT_EQ(frame(0), swapped16) << "the header is asked again when it has changed";
+    m_reader.attributeChunk().erase(text("endian"));
+    EXPECT_EQ(frame(0), bytes);
+    AttributeChunk::Map& entries = m_reader.attributeChunk().attributes();
+    EXPECT_EQ(frame(0), bytes);
+    entries[text("endian")].assign(1);
+    EXPECT_EQ(frame(0), swapped16) << "changed through a reference that was kept";
+
     open(MovieBuilder().frame(bytes).frame(bytes).frameFormat(4, 1, 5, 16).attribute("endian", "1"));
     const void* one = nullptr;
     const void* other = nullptr;
