@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <limits>
 
 namespace zd::detail {
 
@@ -21,6 +23,23 @@ float clamped(double coordinate, double limit)
 double lastPixel(int side)
 {
     return std::max(static_cast<double>(side) - 1, 0.0);
+}
+
+/// Whether a side is a float itself. The product of two floats is exact in double precision, so that rounding it is
+/// what multiplying in single precision does, twice as many at a time.
+bool isExact(int side)
+{
+    return std::abs(std::int64_t{side}) <= std::int64_t{1} << std::numeric_limits<float>::digits;
+}
+
+/// Products in the precision of the sides, rounded to single precision.
+template <typename Side>
+void scale(const float* fractions, std::size_t fibers, Side width, Side height, float* out)
+{
+    for (std::size_t i = 0; i < 2 * fibers; i += 2) {
+        out[i] = static_cast<float>(fractions[i] * width);
+        out[i + 1] = static_cast<float>(fractions[i + 1] * height);
+    }
 }
 
 /// The low 32 bits of an integer of 64; 0 beyond them.
@@ -44,12 +63,10 @@ bool fitInt32(const float* values, std::size_t count)
 void fiberPositions(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out)
 {
     out.resize(2 * fibers);
-    const double width = frame.width;
-    const double height = frame.height;
-    for (std::size_t i = 0; i < 2 * fibers; i += 2) {
-        out[i] = static_cast<float>(fractions[i] * width);
-        out[i + 1] = static_cast<float>(fractions[i + 1] * height);
-    }
+    if (isExact(frame.width) && isExact(frame.height))
+        scale(fractions, fibers, static_cast<float>(frame.width), static_cast<float>(frame.height), out.data());
+    else
+        scale(fractions, fibers, static_cast<double>(frame.width), static_cast<double>(frame.height), out.data());
 }
 
 void clampedFiberPositions(const float* fractions, std::size_t fibers, FiberFrame frame, std::vector<float>& out)

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <bit>
+#include <cstdint>
 #include <limits>
+#include <random>
 #include <vector>
 
 namespace zd::detail {
@@ -23,6 +27,17 @@ TEST(FiberGeometry, PositionsAreFractionsOfTheFrame)
     const std::vector<float> wide{0.75F, 0};
     fiberPositions(wide.data(), 1, {16777217, 1}, out);
     EXPECT_EQ(out[0], 12582913.0F);
+
+    std::mt19937 random(1);
+    for (int i = 0; i < 1000; ++i) {
+        const auto pair = std::array{static_cast<float>(random()) / 4294967295.0F,
+                                     std::bit_cast<float>(static_cast<std::uint32_t>(random()) >> 2)};
+        const FiberFrame frame{static_cast<int>(random() >> (1 + random() % 31)),
+                               -static_cast<int>(random() % 20'000'000)};
+        fiberPositions(pair.data(), 1, frame, out);
+        EXPECT_EQ(out[0], static_cast<float>(pair[0] * static_cast<double>(frame.width)));
+        EXPECT_EQ(out[1], static_cast<float>(pair[1] * static_cast<double>(frame.height)));
+    }
 }
 
 TEST(FiberGeometry, ClampingMovesFibersIntoTheFrame)
