@@ -1,8 +1,12 @@
 #include <movietools/frameselection.h>
 
+#include <movietools/framevalues.h>
+
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
+#include <cmath>
 
 namespace zd::movietools {
 
@@ -14,6 +18,27 @@ std::optional<std::int64_t> wholeNumber(const QString& text)
     bool isNumber = false;
     const int value = text.toInt(&isNumber);
     return isNumber ? std::optional<std::int64_t>(value) : std::nullopt;
+}
+
+// Microseconds of "-1.5s"; nothing for text of another form and for more than a thousand years.
+std::optional<std::int64_t> duration(const QString& text)
+{
+    static const QRegularExpression form(QStringLiteral("^(-?[0-9.]+)(us|ms|s|min|h|)$"));
+    const QRegularExpressionMatch match = form.match(text);
+    bool isNumber = false;
+    double value = match.captured(1).toDouble(&isNumber);
+    if (!isNumber)
+        return std::nullopt;
+    const QString unit = match.captured(2);
+    if (unit == QLatin1StringView("ms"))
+        value *= 1e3;
+    else if (unit == QLatin1StringView("min"))
+        value *= 60e6;
+    else if (unit == QLatin1StringView("h"))
+        value *= 3600e6;
+    else if (unit != QLatin1StringView("us"))
+        value *= 1e6;
+    return std::fabs(value) < 3e16 ? std::optional<std::int64_t>(std::llround(value)) : std::nullopt;
 }
 
 } // namespace
@@ -55,7 +80,68 @@ std::optional<FrameSelection::Range> FrameSelection::parseRange(const QString& t
     return range;
 }
 
-std::vector<unsigned> FrameSelection::resolve(unsigned frames, QString& problem) const
+std::optional<FrameSelection> FrameSelection::parseTimes(const QString& text)
+{
+    FrameSelection selection;
+    for (const QString& part : text.split(QLatin1Char(','))) {
+        const std::optional<TimeRange> range = parseTimeRange(part.trimmed());
+        if (!range)
+            return std::nullopt;
+        selection.m_timeRanges.push_back(*range);
+    }
+    return selection;
+}
+
+std::optional<FrameSelection::TimeRange> FrameSelection::parseTimeRange(const QString& text)
+{
+    const QStringList parts = text.split(QLatin1Char(':'));
+    if (parts.size() != 2)
+        return std::nullopt;
+    TimeRange range;
+    if (!parts[0].isEmpty()) {
+        const std::optional<std::int64_t> begin = duration(parts[0]);
+        if (!begin)
+            return std::nullopt;
+        range.begin = *begin;
+    }
+    if (!parts[1].isEmpty()) {
+        range.end = duration(parts[1]);
+        if (!range.end)
+            return std::nullopt;
+    }
+    return range;
+}
+
+std::vector<unsigned> FrameSelection::resolve(unsigned frames, const std::vector<timeval>& times,
+                                              QString& problem) const
+{
+    return m_timeRanges.empty() ? byNumber(frames, problem) : byTime(frames, times, problem);
+}
+
+std::vector<unsigned> FrameSelection::byTime(unsigned frames, const std::vector<timeval>& times, QString& problem) const
+{
+    const std::size_t timed = std::min<std::size_t>(frames, times.size());
+    if (timed == 0) {
+        problem = QStringLiteral("has no frame times: its frames can only be chosen by number");
+        return {};
+    }
+    const auto elapsed = [&times](std::size_t frame) { return microseconds(times[frame]) - microseconds(times[0]); };
+    const std::int64_t length = elapsed(timed - 1);
+    const auto fromStart = [length](std::int64_t time) { return time < 0 ? time + length : time; };
+    std::vector<unsigned> chosen;
+    for (const TimeRange& range : m_timeRanges) {
+        const std::int64_t begin = fromStart(range.begin);
+        for (std::size_t frame = 0; frame < timed; ++frame)
+            if (elapsed(frame) >= begin && (!range.end || elapsed(frame) < fromStart(*range.end)))
+                chosen.push_back(static_cast<unsigned>(frame));
+    }
+    if (chosen.empty())
+        problem = QStringLiteral("has no frame in the time asked for: it lasts %1 s")
+                      .arg(static_cast<double>(length) / 1e6, 0, 'f', 6);
+    return chosen;
+}
+
+std::vector<unsigned> FrameSelection::byNumber(unsigned frames, QString& problem) const
 {
     const std::int64_t count = frames;
     const auto fromStart = [count](std::int64_t frame) { return frame < 0 ? frame + count : frame; };

@@ -46,6 +46,11 @@ void forEachNumber(const QString& path, Take take)
 
 } // namespace
 
+std::int64_t microseconds(const timeval& time)
+{
+    return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
+}
+
 std::optional<timeval> timeAfter(const timeval& start, double seconds)
 {
     // Nanoseconds of sums stay far from the ends of 64 bits; toTimeval sorts out what no movie holds.

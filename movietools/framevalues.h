@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -17,6 +18,9 @@ std::vector<timeval> readFrameTimes(const QString& path, const std::optional<tim
 
 /// Laser powers, fractions of full power from 0 to 1; a negative value is a power that is not known.
 std::vector<float> readLaserPowers(const QString& path);
+
+/// Microseconds since 1970. Stored microseconds beyond a second carry over.
+std::int64_t microseconds(const timeval& time);
 
 /// The time `seconds` after `start`, to the nearest microsecond; nothing when a movie cannot hold it.
 std::optional<timeval> timeAfter(const timeval& start, double seconds);

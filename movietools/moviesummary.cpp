@@ -3,6 +3,7 @@
 #include <common/iofileexception.h>
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
+#include <movietools/framevalues.h>
 #include <movietools/joberror.h>
 #include <movietools/movieindex.h>
 
@@ -79,8 +80,7 @@ std::optional<double> MovieSummary::duration() const
 {
     if (times < 2)
         return std::nullopt;
-    const double seconds = static_cast<double>(lastTime->tv_sec) - static_cast<double>(firstTime->tv_sec);
-    return seconds + (static_cast<double>(lastTime->tv_usec) - static_cast<double>(firstTime->tv_usec)) / 1e6;
+    return static_cast<double>(microseconds(*lastTime) - microseconds(*firstTime)) / 1e6;
 }
 
 std::optional<double> MovieSummary::frameRate() const

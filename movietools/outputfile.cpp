@@ -3,10 +3,13 @@
 #include <movietools/joberror.h>
 #include <movietools/wording.h>
 
+#include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,6 +49,12 @@ OutputFile::OutputFile(const QString& path, Existing existing, const QStringList
                        Work work)
     : m_path(path)
 {
+    if (isStandardOutput(path)) {
+        m_isStandardOutput = true;
+        m_folder = QDir::tempPath().toUtf8();
+        openWorkFile(S_IRUSR | S_IWUSR, work);
+        return;
+    }
     const QString followed = withoutLinks(path);
     m_target = followed.toUtf8();
     m_folder = QFileInfo(followed).path().toUtf8();
@@ -59,6 +68,11 @@ OutputFile::~OutputFile()
         ::close(m_fd);
     if (!m_temporary.isEmpty())
         ::unlink(m_temporary.constData());
+}
+
+bool OutputFile::isStandardOutput(const QString& path)
+{
+    return path == QLatin1StringView("-");
 }
 
 void OutputFile::checkTarget(Existing existing, const QStringList& inputs)
@@ -137,6 +151,10 @@ void OutputFile::requireRoom(std::uint64_t bytes) const
 
 void OutputFile::commit()
 {
+    if (m_isStandardOutput) {
+        sendToStandardOutput();
+        return;
+    }
     // The old file goes only when the new one is on the storage device.
     if (m_targetExists && ::fdatasync(m_fd) != 0)
         throw systemError(m_path, QStringLiteral("written"), errno);
@@ -145,6 +163,26 @@ void OutputFile::commit()
     else
         takeTarget(m_temporary);
     m_temporary.clear();
+}
+
+void OutputFile::sendToStandardOutput() const
+{
+    std::vector<char> block(std::size_t{1} << 20);
+    off_t offset = 0;
+    for (;;) {
+        const ssize_t got = ::pread(m_fd, block.data(), block.size(), offset);
+        if (got < 0)
+            throw systemError(m_path, QStringLiteral("read back"), errno);
+        if (got == 0)
+            return;
+        for (ssize_t sent = 0; sent < got;) {
+            const ssize_t now = ::write(STDOUT_FILENO, block.data() + sent, static_cast<std::size_t>(got - sent));
+            if (now < 0 && errno != EINTR)
+                throw systemError(m_path, QStringLiteral("written"), errno);
+            sent += std::max<ssize_t>(now, 0);
+        }
+        offset += got;
+    }
 }
 
 void OutputFile::nameUnnamedFile()

@@ -12,6 +12,8 @@ namespace zd::movietools {
 /// It is written beside its target: without a name where the file system can do that, so that even a killed
 /// program leaves nothing behind, else under a hidden temporary name. `commit` gives it its name; without that,
 /// the destructor removes it. Never copied.
+///
+/// The path "-" stands for standard output: the file is made in the folder for temporary files, and `commit` sends it.
 class OutputFile {
 public:
     enum class Existing {
@@ -32,13 +34,16 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile();
 
+    static bool isStandardOutput(const QString& path);
+
     const QString& path() const { return m_path; }         ///< as the caller named it
     const QString& workPath() const { return m_workPath; } ///< where to write until `commit`; the file is there, empty
 
     /// Throws JobError when the file system has less than `bytes` left.
     void requireRoom(std::uint64_t bytes) const;
 
-    /// Gives the file its name. Nobody may have it open for writing any more. Throws JobError.
+    /// Gives the file its name. Nobody may have it open for writing any more. Throws JobError. Ends the process by
+    /// SIGPIPE when nobody reads standard output any more, unless that signal is ignored.
     void commit();
 
 private:
@@ -48,6 +53,7 @@ private:
     void openNamed();
     QByteArray temporaryName() const;
     void nameUnnamedFile();
+    void sendToStandardOutput() const;
     void takeTarget(const QByteArray& from);
 
     QString m_path;
@@ -56,6 +62,7 @@ private:
     QString m_workPath;
     QByteArray m_temporary; // name of the work file, empty while it has none
     int m_fd = -1;
+    bool m_isStandardOutput = false;
     bool m_targetExists = false;
     unsigned m_targetPermissions = 0;
 };

@@ -85,8 +85,8 @@ TiffExportResult TiffExport::run()
                    .arg(m_result.lost.front().reason),
                QStringLiteral("the movie is damaged: use another copy"));
     checkStack(output);
+    m_result.bytes = fileBytes(output.workPath());
     output.commit();
-    m_result.bytes = fileBytes(output.path());
     return m_result;
 }
 
@@ -125,7 +125,7 @@ void TiffExport::readPictureSize()
 void TiffExport::chooseFrames()
 {
     QString problem;
-    m_frames = m_options.frames.resolve(static_cast<unsigned>(m_movie.nbFrames()), problem);
+    m_frames = m_options.frames.resolve(static_cast<unsigned>(m_movie.nbFrames()), m_movie.getFrameTimer(), problem);
     if (m_frames.empty())
         refuse(problem, QStringLiteral("see the frames with vqf info"));
     m_done.framesTotal = m_frames.size();

@@ -97,9 +97,10 @@ TiffImportResult TiffImport::run()
     } catch (const IOFileException& failure) {
         throw jobError(failure, output.path(), output.workPath());
     }
+    const TiffImportResult imported = result(output.workPath());
     output.commit();
     RecordingRemains::remove(output.path()); // those of a movie that had this name before
-    return result(output.path());
+    return imported;
 }
 
 TiffImportResult TiffImport::append()

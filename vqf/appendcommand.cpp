@@ -18,7 +18,6 @@ The pages must have the size and type of the movie's frames. A movie whose frame
 ones. When anything goes wrong the movie is as it was.
 
 Examples:
-  vqf append cells.vqf more.tif
   vqf append cells.vqf more.tif --start 2024-03-01T10:05:00Z --rate 12 --laser-power 0.5)";
 
 struct AppendArguments {
@@ -39,10 +38,10 @@ ExitCode runAppend(const AppendArguments& arguments)
         ProgressLine progress;
         result = appendTiff(options, progress.callback());
     }
-    print(QStringLiteral("%1: %2 frames more (%3)\n")
-              .arg(escaped(options.movie))
-              .arg(result.frames)
-              .arg(movietools::sizeText(result.bytes)));
+    tell(QStringLiteral("%1: %2 frames more (%3)")
+             .arg(escaped(options.movie))
+             .arg(result.frames)
+             .arg(movietools::sizeText(result.bytes)));
     return ExitCode::Done;
 }
 

@@ -6,6 +6,7 @@
 #include <movietools/movieedit.h>
 #include <movietools/outputfile.h>
 #include <vqf/console.h>
+#include <vqf/table.h>
 
 #include <QFile>
 #include <QJsonObject>
@@ -35,7 +36,7 @@ struct AttrArguments {
     std::string movie;
     std::vector<std::string> words; // names, or names and values
     std::string file;
-    bool json = false;
+    TableFormatArgument format;
     bool force = false;
     bool replace = false;
 };
@@ -57,16 +58,25 @@ void requireForce(const AttrArguments& arguments, const QString& name)
 ExitCode runList(const AttrArguments& arguments)
 {
     const AttributeChunk header = movietools::readHeader(movieOf(arguments));
-    if (!arguments.json) {
+    const TableFormat format = arguments.format.value();
+    if (format == TableFormat::Table) {
         for (const auto& [name, value] : header.attributes())
             print(QStringLiteral("%1=%2\n").arg(escaped(name), escaped(layout::decodeComment(value.text()))));
         return ExitCode::Done;
     }
-    QJsonObject attributes;
+    if (format == TableFormat::Json) {
+        QJsonObject attributes;
+        for (const auto& [name, value] : header.attributes())
+            attributes.insert(name, layout::decodeComment(value.text()));
+        printJson(QStringLiteral("vqf.attributes"), 1,
+                  {{QStringLiteral("movie"), movieOf(arguments)}, {QStringLiteral("attributes"), attributes}});
+        return ExitCode::Done;
+    }
+    TablePrinter table(format, QStringLiteral("vqf.attributes"), {{QStringLiteral("movie"), movieOf(arguments)}}, {},
+                       {{"name", "name", 0}, {"value", "value", 0}});
     for (const auto& [name, value] : header.attributes())
-        attributes.insert(name, layout::decodeComment(value.text()));
-    printJson(QStringLiteral("vqf.attributes"), 1,
-              {{QStringLiteral("movie"), movieOf(arguments)}, {QStringLiteral("attributes"), attributes}});
+        table.row({Cell::plain(name), Cell::plain(layout::decodeComment(value.text()))});
+    table.finish();
     return ExitCode::Done;
 }
 
@@ -209,7 +219,7 @@ Command addAttrCommand(CLI::App& program)
     std::vector<std::pair<CLI::App*, Run>> actions;
 
     CLI::App* list = addAction(*app, arguments, "list", "Show all attributes, one in each line");
-    list->add_flag("--json", arguments->json, "As a JSON object");
+    arguments->format.addTo(*list);
     actions.emplace_back(list, runList);
 
     CLI::App* get = addAction(*app, arguments, "get", "Print the values of attributes");

@@ -46,7 +46,7 @@ ExitCode runChecksum(const ChecksumArguments& arguments)
         try {
             ProgressLine progress;
             const auto outcome = movietools::addChecksums(path, arguments.replace, progress.callback());
-            print(QStringLiteral("%1: %2\n").arg(escaped(path), outcomeText(outcome)));
+            tell(QStringLiteral("%1: %2").arg(escaped(path), outcomeText(outcome)));
         } catch (const movietools::JobError& error) {
             complain(error);
             code = ExitCode::Failed;

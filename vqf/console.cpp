@@ -1,12 +1,18 @@
 #include <vqf/console.h>
 
+#include <vqf/settings.h>
+
 #include <QJsonDocument>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 
 namespace zd::tool {
 
 namespace {
+
+bool takesFile = false; // standard output
 
 bool isUnsafe(char16_t c)
 {
@@ -48,6 +54,11 @@ QString replaceUnsafe(const QString& text, Escape escape)
     return safe;
 }
 
+void write(const QByteArray& bytes, std::FILE* file)
+{
+    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), file);
+}
+
 } // namespace
 
 QString escaped(const QString& text)
@@ -57,8 +68,18 @@ QString escaped(const QString& text)
 
 void print(const QString& text)
 {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stdout);
+    write(text.toUtf8(), takesFile ? stderr : stdout);
+}
+
+void tell(const QString& line)
+{
+    if (!settings().quiet)
+        print(line + QLatin1Char('\n'));
+}
+
+void leaveStandardOutput()
+{
+    takesFile = true;
 }
 
 void printJson(const QString& schema, int version, const QJsonObject& object)
@@ -79,8 +100,7 @@ QString jsonText(const QJsonObject& object)
 void complain(const QString& text)
 {
     std::fflush(stdout);
-    const QByteArray bytes = "vqf: " + escaped(text).toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, static_cast<std::size_t>(bytes.size()), stderr);
+    write("vqf: " + escaped(text).toUtf8() + '\n', stderr);
 }
 
 void complain(const movietools::JobError& error)
@@ -95,7 +115,13 @@ void complain(const movietools::JobError& error)
 
 bool flushResults()
 {
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    errno = 0;
+    const bool complete = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!complete && errno == EPIPE) {
+        std::signal(SIGPIPE, SIG_DFL);
+        std::raise(SIGPIPE);
+    }
+    return complete;
 }
 
 } // namespace zd::tool

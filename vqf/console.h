@@ -14,6 +14,10 @@ QString escaped(const QString& text);
 
 /// Writes to standard output as it is.
 void print(const QString& text);
+/// The same for a line that tells what was done, unless the user wants to hear nothing.
+void tell(const QString& line);
+/// From now on, what is printed goes to standard error: standard output takes a file.
+void leaveStandardOutput();
 /// Writes one JSON object in one line, which begins with its schema and version.
 void printJson(const QString& schema, int version, const QJsonObject& object);
 /// The JSON text of a value in one line, pure of control characters.
@@ -24,7 +28,8 @@ void complain(const QString& text);
 /// The same: file, problem, advice and code.
 void complain(const movietools::JobError& error);
 
-/// Hands what was printed to the system; false when standard output did not take all of it.
+/// Hands what was printed to the system; false when standard output did not take all of it. Ends the process quietly,
+/// by SIGPIPE, when nobody reads it any more.
 bool flushResults();
 
 } // namespace zd::tool

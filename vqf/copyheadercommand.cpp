@@ -26,8 +26,7 @@ ExitCode runCopyHeader(const CopyHeaderArguments& arguments)
 {
     const QString to = QString::fromStdString(arguments.to);
     movietools::copyHeader(QString::fromStdString(arguments.from), to, arguments.all);
-    print(
-        QStringLiteral("%1: has the header of %2\n").arg(escaped(to), escaped(QString::fromStdString(arguments.from))));
+    tell(QStringLiteral("%1: has the header of %2").arg(escaped(to), escaped(QString::fromStdString(arguments.from))));
     return ExitCode::Done;
 }
 

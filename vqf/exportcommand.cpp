@@ -3,6 +3,8 @@
 #include <movietools/tiffexport.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
+#include <vqf/framechoice.h>
+#include <vqf/outputargument.h>
 #include <vqf/progressline.h>
 
 #include <memory>
@@ -19,16 +21,15 @@ A frame that cannot be read is left out and told; the exit code is then 3.
 
 Examples:
   vqf export cells.vqf -o cells.tif
-  vqf export cells.vqf -o part.tif --frames 10:20
+  vqf export cells.vqf -o part.tif --time 0.5s:2s
   vqf export cells.vqf -o some.tif --frames 0:100:2,250,-1)";
 
 constexpr std::size_t mostFramesTold = 10;
 
 struct ExportArguments {
     std::string movie;
-    std::string stack;
-    std::string frames;
-    bool force = false;
+    OutputArgument stack;
+    FrameChoice frames;
 };
 
 void tellLostFrames(const QString& movie, const std::vector<movietools::LostFrame>& lost)
@@ -43,24 +44,19 @@ ExitCode runExport(const ExportArguments& arguments)
 {
     movietools::TiffExportOptions options;
     options.movie = QString::fromStdString(arguments.movie);
-    options.stack = QString::fromStdString(arguments.stack);
-    options.replace = arguments.force;
-    if (!arguments.frames.empty()) {
-        const auto frames = movietools::FrameSelection::parse(QString::fromStdString(arguments.frames));
-        if (!frames)
-            throw UsageError{"--frames " + arguments.frames + ": write frames like 10:20 or 0:100:2,250"};
-        options.frames = *frames;
-    }
+    options.stack = arguments.stack.path();
+    options.replace = arguments.stack.replaces();
+    options.frames = arguments.frames.selection();
     movietools::TiffExportResult result;
     {
         ProgressLine progress;
         result = exportTiff(options, progress.callback());
     }
-    print(QStringLiteral("%1: %2 pages of %3 (%4%5)\n")
-              .arg(escaped(options.stack))
-              .arg(result.frames)
-              .arg(movietools::pictureText(result.width, result.height, result.type),
-                   movietools::sizeText(result.bytes), result.bigTiff ? QStringLiteral(", BigTIFF") : QString()));
+    tell(QStringLiteral("%1: %2 pages of %3 (%4%5)")
+             .arg(escaped(options.stack))
+             .arg(result.frames)
+             .arg(movietools::pictureText(result.width, result.height, result.type), movietools::sizeText(result.bytes),
+                  result.bigTiff ? QStringLiteral(", BigTIFF") : QString()));
     tellLostFrames(options.movie, result.lost);
     return result.lost.empty() ? ExitCode::Done : ExitCode::SomethingLost;
 }
@@ -72,11 +68,8 @@ Command addExportCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("export", "Write frames as a TIFF stack");
     auto arguments = std::make_shared<ExportArguments>();
     app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    app->add_option("-o,--output", arguments->stack, "The TIFF stack to make")->required()->type_name("STACK");
-    app->add_flag("-f,--force", arguments->force, "Replace the stack if it exists");
-    app->add_option("--frames", arguments->frames,
-                    "Frames to take: from 0, end excluded, negative from the end; all without this")
-        ->type_name("FRAMES");
+    arguments->stack.addTo(*app, "stack")->required();
+    arguments->frames.addTo(*app);
     app->footer(notes);
     return {app, [arguments] { return runExport(*arguments); }};
 }

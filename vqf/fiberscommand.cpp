@@ -4,12 +4,10 @@
 #include <libdataio/imagereader.h>
 #include <movietools/joberror.h>
 #include <movietools/movieedit.h>
-#include <vqf/console.h>
-
-#include <QJsonArray>
-#include <QJsonObject>
+#include <vqf/table.h>
 
 #include <memory>
+#include <vector>
 
 namespace zd::tool {
 
@@ -23,19 +21,19 @@ frame (row x width + column), world has y upwards and the longer side of the fra
 
 Examples:
   vqf fibers cells.vqf > fibers.csv
-  vqf fibers cells.vqf --mode bundle --sorted --form world --format json)";
+  vqf fibers cells.vqf --mode bundle --sorted --form world --json)";
 
 struct FibersArguments {
     std::string movie;
     std::string mode = "stored";
     bool sorted = false;
     std::string form = "raster";
-    std::string format = "csv";
+    TableFormatArgument format{"csv"};
 };
 
 /// Values of the fibres, `columns.size()` each.
-struct Table {
-    QStringList columns;
+struct Fibers {
+    std::vector<Column> columns;
     std::vector<double> values;
 };
 
@@ -53,53 +51,58 @@ ImageReader::FiberFilteringMode modeOf(const FibersArguments& arguments)
 }
 
 template <typename T>
-Table tableOf(const QStringList& columns, const std::vector<T>& values)
+Fibers fibersOf(const std::vector<const char*>& names, const std::vector<T>& values)
 {
-    return {columns, std::vector<double>(values.begin(), values.end())};
+    constexpr int width = 14;
+    Fibers fibers{{}, std::vector<double>(values.begin(), values.end())};
+    for (const char* name : names)
+        fibers.columns.push_back({name, name, width});
+    return fibers;
 }
 
-Table query(ImageReader& movie, const FibersArguments& arguments)
+Fibers query(ImageReader& movie, const FibersArguments& arguments)
 {
     const ImageReader::FiberFilteringMode mode = modeOf(arguments);
     std::vector<float> positions;
     std::vector<unsigned int> numbers;
     if (arguments.form == "index") {
         movie.getRasterFiberIndexes(numbers, mode);
-        return tableOf({QStringLiteral("column"), QStringLiteral("row")}, numbers);
+        return fibersOf({"column", "row"}, numbers);
     }
     if (arguments.form == "offset") {
         movie.getFiberOffsets(numbers, mode);
-        return tableOf({QStringLiteral("offset")}, numbers);
+        return fibersOf({"offset"}, numbers);
     }
     if (arguments.form == "world")
         movie.getWorldFiberCenters(positions, mode);
     else
         movie.getRasterFiberContinuousIndexes(positions, mode);
-    return tableOf({QStringLiteral("x"), QStringLiteral("y")}, positions);
+    return fibersOf({"x", "y"}, positions);
 }
 
-void printCsv(const Table& table)
+Cell cell(double value)
 {
     constexpr int digits = 9; // tell every float from its neighbours
-    print(table.columns.join(QLatin1Char(',')) + QLatin1Char('\n'));
-    const std::size_t width = static_cast<std::size_t>(table.columns.size());
-    for (std::size_t i = 0; i < table.values.size(); ++i)
-        print(QString::number(table.values[i], 'g', digits) + QLatin1Char((i + 1) % width == 0 ? '\n' : ','));
+    const QString text = QString::number(value, 'g', digits);
+    return {value, text, text};
 }
 
-void printTable(const FibersArguments& arguments, const Table& table)
+void printFibers(const FibersArguments& arguments, const Fibers& fibers)
 {
-    QJsonArray values;
-    for (const double value : table.values)
-        values.append(value);
-    printJson(QStringLiteral("vqf.fibers"), 1,
-              {{QStringLiteral("movie"), QString::fromStdString(arguments.movie)},
-               {QStringLiteral("mode"), QString::fromStdString(arguments.mode)},
-               {QStringLiteral("sorted"), arguments.sorted},
-               {QStringLiteral("form"), QString::fromStdString(arguments.form)},
-               {QStringLiteral("columns"), QJsonArray::fromStringList(table.columns)},
-               {QStringLiteral("count"), static_cast<qint64>(table.values.size()) / table.columns.size()},
-               {QStringLiteral("values"), values}});
+    TablePrinter table(arguments.format.value(), QStringLiteral("vqf.fibers"),
+                       {{QStringLiteral("movie"), QString::fromStdString(arguments.movie)},
+                        {QStringLiteral("mode"), QString::fromStdString(arguments.mode)},
+                        {QStringLiteral("sorted"), arguments.sorted},
+                        {QStringLiteral("form"), QString::fromStdString(arguments.form)}},
+                       QStringLiteral("fibers"), fibers.columns);
+    const std::size_t width = fibers.columns.size();
+    for (std::size_t i = 0; i + width <= fibers.values.size(); i += width) {
+        std::vector<Cell> row{cell(fibers.values[i])};
+        if (width > 1)
+            row.push_back(cell(fibers.values[i + 1]));
+        table.row(row);
+    }
+    table.finish();
 }
 
 ExitCode runFibers(const FibersArguments& arguments)
@@ -107,16 +110,13 @@ ExitCode runFibers(const FibersArguments& arguments)
     const QString path = QString::fromStdString(arguments.movie);
     ImageReader movie;
     movietools::openMovie(movie, path);
-    Table table;
+    Fibers fibers;
     try {
-        table = query(movie, arguments);
+        fibers = query(movie, arguments);
     } catch (const IOFileException& report) {
         throw movietools::jobError(report, path);
     }
-    if (arguments.format == "json")
-        printTable(arguments, table);
-    else
-        printCsv(table);
+    printFibers(arguments, fibers);
     return ExitCode::Done;
 }
 
@@ -136,10 +136,7 @@ Command addFibersCommand(CLI::App& program)
         ->check(CLI::IsMember({"raster", "index", "offset", "world"}))
         ->type_name("FORM")
         ->capture_default_str();
-    app->add_option("--format", arguments->format, "csv or json")
-        ->check(CLI::IsMember({"csv", "json"}))
-        ->type_name("FORMAT")
-        ->capture_default_str();
+    arguments->format.addTo(*app);
     app->footer(notes);
     return {app, [arguments] { return runFibers(*arguments); }};
 }

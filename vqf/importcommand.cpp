@@ -7,6 +7,7 @@
 #include <vqf/attributeargument.h>
 #include <vqf/console.h>
 #include <vqf/framearguments.h>
+#include <vqf/outputargument.h>
 #include <vqf/progressline.h>
 
 #include <memory>
@@ -31,8 +32,7 @@ Examples:
 
 struct ImportArguments {
     std::vector<std::string> stacks;
-    std::string movie;
-    bool force = false;
+    OutputArgument movie;
     FrameArguments frames;
     std::vector<std::string> attributes;
     std::string comment;
@@ -51,8 +51,8 @@ movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)
     movietools::TiffImportOptions options;
     for (const std::string& stack : arguments.stacks)
         options.stacks.append(QString::fromStdString(stack));
-    options.movie = QString::fromStdString(arguments.movie);
-    options.replace = arguments.force;
+    options.movie = arguments.movie.path();
+    options.replace = arguments.movie.replaces();
     for (const std::string& attribute : arguments.attributes)
         addAttribute(attribute, options);
     options.comment = QString::fromStdString(arguments.comment).trimmed();
@@ -73,11 +73,11 @@ ExitCode runImport(const ImportArguments& arguments)
         ProgressLine progress;
         result = importTiff(options, progress.callback());
     }
-    print(QStringLiteral("%1: %2 frames of %3 (%4)\n")
-              .arg(escaped(options.movie))
-              .arg(result.frames)
-              .arg(movietools::pictureText(result.width, result.height, result.type),
-                   movietools::sizeText(result.bytes)));
+    tell(QStringLiteral("%1: %2 frames of %3 (%4)")
+             .arg(escaped(options.movie))
+             .arg(result.frames)
+             .arg(movietools::pictureText(result.width, result.height, result.type),
+                  movietools::sizeText(result.bytes)));
     return ExitCode::Done;
 }
 
@@ -88,8 +88,7 @@ Command addImportCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("import", "Make a movie from TIFF stacks");
     auto arguments = std::make_shared<ImportArguments>();
     app->add_option("STACK", arguments->stacks, "TIFF files, one page for each frame")->required();
-    app->add_option("-o,--output", arguments->movie, "The movie to make")->required()->type_name("MOVIE");
-    app->add_flag("-f,--force", arguments->force, "Replace the movie if it exists");
+    arguments->movie.addTo(*app, "movie")->required();
     arguments->frames.addTo(*app);
     app->add_option("--attr", arguments->attributes, "A header attribute; may be given several times")
         ->type_name("NAME=VALUE")

@@ -24,6 +24,7 @@ void watchSignals()
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
     std::signal(SIGXFSZ, SIG_IGN);
+    std::signal(SIGPIPE, SIG_DFL); // some parents ignore it, and then nothing would end a long table
 }
 
 int interruption()

@@ -6,6 +6,7 @@
 #include <movietools/progress.h>
 #include <vqf/console.h>
 #include <vqf/interruption.h>
+#include <vqf/settings.h>
 
 #include <new>
 #include <sstream>
@@ -80,12 +81,15 @@ ExitCode parseAndRun(int argc, char** argv)
     program.set_version_flag("--version", "vqf " VQF_VERSION);
     program.require_subcommand(1);
     program.footer(examples);
+    addSettings(program);
     const std::vector<Command> commands{
         addImportCommand(program),  addInfoCommand(program),       addFramesCommand(program),
         addExportCommand(program),  addThumbCommand(program),      addFibersCommand(program),
         addAttrCommand(program),    addOrderCommand(program),      addAppendCommand(program),
         addReplaceCommand(program), addCopyHeaderCommand(program), addVerifyCommand(program),
         addRecoverCommand(program), addChunksCommand(program),     addChecksumCommand(program)};
+    for (const Command& command : commands)
+        command.app->footer(command.app->get_footer() + settingsNote);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& end) {

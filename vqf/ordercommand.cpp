@@ -33,7 +33,7 @@ ExitCode runOrder(const OrderArguments& arguments)
     if (arguments.circularOption->count() > 0)
         circularSize = arguments.circularSize;
     movietools::putFrameFirst(path, arguments.first, circularSize);
-    print(QStringLiteral("%1: begins with what was frame %2\n").arg(escaped(path)).arg(arguments.first));
+    tell(QStringLiteral("%1: begins with what was frame %2").arg(escaped(path)).arg(arguments.first));
     return ExitCode::Done;
 }
 

@@ -6,8 +6,9 @@
 
 namespace zd::tool {
 
-/// One line on standard error that tells how far a job is: shown when that is a terminal and the job takes long,
-/// renewed a few times a second, erased at the end. Also what stops a job after a signal.
+/// One line on standard error that tells how far a job is: shown as the settings say when the job takes long, renewed
+/// a few times a second and erased at the end; where that is no terminal, or one without colours, lines follow
+/// each other. Also what stops a job after a signal.
 class ProgressLine {
 public:
     ProgressLine();
@@ -23,7 +24,8 @@ private:
 
     void show(const movietools::Progress& progress, Clock::time_point now);
 
-    bool m_onTerminal;
+    bool m_wanted;
+    bool m_renewed; // in place
     bool m_shown = false;
     Clock::time_point m_start = Clock::now();
     Clock::time_point m_next;

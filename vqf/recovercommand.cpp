@@ -4,6 +4,7 @@
 #include <movietools/wording.h>
 #include <vqf/attributeargument.h>
 #include <vqf/console.h>
+#include <vqf/outputargument.h>
 #include <vqf/progressline.h>
 #include <vqf/verificationtext.h>
 
@@ -38,8 +39,7 @@ Examples:
 
 struct RecoverArguments {
     std::string movie;
-    std::string output;
-    bool force = false;
+    OutputArgument output;
     bool inPlace = false;
     std::string like;
     std::vector<std::string> attributes;
@@ -48,12 +48,12 @@ struct RecoverArguments {
 
 RecoverOptions optionsOf(const RecoverArguments& arguments)
 {
-    if (arguments.output.empty() != arguments.inPlace)
+    if (arguments.output.isGiven() == arguments.inPlace)
         throw UsageError{"name the movie to make with -o, or change this one with --in-place"};
     RecoverOptions options;
     options.movie = QString::fromStdString(arguments.movie);
-    options.output = QString::fromStdString(arguments.output);
-    options.replace = arguments.force;
+    options.output = arguments.output.path();
+    options.replace = arguments.output.replaces();
     options.inPlace = arguments.inPlace;
     options.like = QString::fromStdString(arguments.like);
     for (const std::string& attribute : arguments.attributes)
@@ -156,8 +156,7 @@ Command addRecoverCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("recover", "Put a dead or damaged movie together again");
     auto arguments = std::make_shared<RecoverArguments>();
     app->add_option("MOVIE", arguments->movie, "The movie to recover")->required();
-    app->add_option("-o,--output", arguments->output, "The movie to make")->type_name("MOVIE");
-    app->add_flag("-f,--force", arguments->force, "Replace the output if it exists");
+    arguments->output.addTo(*app, "movie");
     app->add_flag("--in-place", arguments->inPlace, "Change the movie itself");
     app->add_option("--like", arguments->like, "A movie of the same kind, for a header that is lost")
         ->type_name("MOVIE");

@@ -45,7 +45,7 @@ ExitCode runReplace(const ReplaceArguments& arguments)
     }
     const QString path = QString::fromStdString(arguments.movie);
     movietools::replaceFrame(path, arguments.frame, QString::fromStdString(arguments.stack), time, laserPower);
-    print(QStringLiteral("%1: frame %2 replaced\n").arg(escaped(path)).arg(arguments.frame));
+    tell(QStringLiteral("%1: frame %2 replaced").arg(escaped(path)).arg(arguments.frame));
     return ExitCode::Done;
 }
 

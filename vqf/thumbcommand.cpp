@@ -6,6 +6,7 @@
 #include <movietools/movieedit.h>
 #include <movietools/outputfile.h>
 #include <vqf/console.h>
+#include <vqf/outputargument.h>
 
 #include <QFileInfo>
 #include <QImageWriter>
@@ -20,7 +21,7 @@ namespace {
 constexpr const char* notes = R"(
 The frame is scaled to fit the box, keeping its shape, and coloured through the movie's palette; 16-bit frames are
 stretched to their contrast. Movies of 8 and 16-bit integers have thumbnails. The picture's format follows from its
-name: png, jpg, bmp, ppm.
+name: png, jpg, bmp, ppm; to standard output it is png.
 
 Examples:
   vqf thumb cells.vqf -o cells.png
@@ -28,10 +29,9 @@ Examples:
 
 struct ThumbArguments {
     std::string movie;
-    std::string picture;
+    OutputArgument picture;
     int frame = 0;
     std::string size = "160x120";
-    bool force = false;
 };
 
 QSize parseSize(const std::string& text)
@@ -70,14 +70,16 @@ QImage render(const QString& path, int frame, const QSize& box)
 
 ExitCode runThumb(const ThumbArguments& arguments)
 {
-    const QString path = QString::fromStdString(arguments.picture);
-    const QByteArray format = QFileInfo(path).suffix().toLower().toLatin1();
+    const QString path = arguments.picture.path();
+    const QByteArray format =
+        arguments.picture.isStandardOutput() ? "png" : QFileInfo(path).suffix().toLower().toLatin1();
     if (!QImageWriter::supportedImageFormats().contains(format))
-        throw UsageError{"-o " + arguments.picture + ": name a picture, like thumb.png"};
+        throw UsageError{"-o " + path.toStdString() + ": name a picture, like thumb.png"};
     const QSize box = parseSize(arguments.size);
     const QString movie = QString::fromStdString(arguments.movie);
     using movietools::OutputFile;
-    OutputFile output(path, arguments.force ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, {movie});
+    OutputFile output(path, arguments.picture.replaces() ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
+                      {movie});
     const QImage image = render(movie, arguments.frame, box);
     QImageWriter writer(output.workPath(), format);
     if (!writer.write(image))
@@ -86,7 +88,7 @@ ExitCode runThumb(const ThumbArguments& arguments)
                                    QStringLiteral("free some space or write elsewhere"),
                                    {}};
     output.commit();
-    print(QStringLiteral("%1: %2 x %3 pixels\n").arg(escaped(path)).arg(image.width()).arg(image.height()));
+    tell(QStringLiteral("%1: %2 x %3 pixels").arg(escaped(path)).arg(image.width()).arg(image.height()));
     return ExitCode::Done;
 }
 
@@ -97,8 +99,7 @@ Command addThumbCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("thumb", "Draw a frame as a small picture");
     auto arguments = std::make_shared<ThumbArguments>();
     app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    app->add_option("-o,--output", arguments->picture, "The picture to make")->required()->type_name("PICTURE");
-    app->add_flag("-f,--force", arguments->force, "Replace the picture if it exists");
+    arguments->picture.addTo(*app, "picture")->required();
     app->add_option("--frame", arguments->frame, "The frame, from 0; negative from the end")->capture_default_str();
     app->add_option("--size", arguments->size, "The box to fit, in pixels")
         ->type_name("WIDTHxHEIGHT")

@@ -33,14 +33,9 @@ QString sixDigits(std::int64_t value)
 
 } // namespace
 
-std::int64_t microseconds(const timeval& time)
-{
-    return time.tv_sec * microsecondsPerSecond + time.tv_usec;
-}
-
 QString utcText(const timeval& time)
 {
-    const Split parts = split(microseconds(time));
+    const Split parts = split(movietools::microseconds(time));
     const QDateTime date = QDateTime::fromSecsSinceEpoch(parts.seconds, Qt::UTC);
     return date.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) + QLatin1Char('.') + sixDigits(parts.microseconds) +
            QLatin1Char('Z');

@@ -9,8 +9,6 @@
 /// Acquisition times as text.
 namespace zd::tool {
 
-/// Microseconds since 1970. Stored microseconds beyond a second carry over.
-std::int64_t microseconds(const timeval& time);
 /// "2024-03-01T10:00:00.123456Z".
 QString utcText(const timeval& time);
 /// "1709287200.123456": seconds with all six digits.

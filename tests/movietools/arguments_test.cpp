@@ -19,7 +19,7 @@ std::string chosen(const char* text)
         return "no selection";
     QString problem;
     std::string frames;
-    for (const unsigned frame : selection->resolve(10, problem))
+    for (const unsigned frame : selection->resolve(10, {}, problem))
         frames += std::to_string(frame) + " ";
     return frames.empty() ? problem.toStdString() : frames;
 }
@@ -38,6 +38,33 @@ TEST(FrameSelection, CountsLikeSlices)
     EXPECT_EQ(chosen("-11"), "has no frame -11: it has 10 frames, counted from 0");
     for (const char* text : {"", "a", "1,", "1:2:3:4", "1:2:0", "1:2:-1", "2147483648", "1.5", "0x1"})
         EXPECT_EQ(chosen(text), "no selection") << text;
+}
+
+// The frames that a text chooses of four, of which three have times.
+std::string chosenByTime(const char* text)
+{
+    const auto selection = FrameSelection::parseTimes(QString::fromLatin1(text));
+    if (!selection)
+        return "no selection";
+    QString problem;
+    std::string frames;
+    for (const unsigned frame : selection->resolve(4, {{9, 750000}, {10, 0}, {70, 0}}, problem))
+        frames += std::to_string(frame) + " ";
+    return frames.empty() ? problem.toStdString() : frames;
+}
+
+TEST(FrameSelection, CountsTimeFromTheFirstFrame)
+{
+    EXPECT_EQ(chosenByTime(":"), "0 1 2 ");
+    EXPECT_EQ(chosenByTime("0.25s:60.25"), "1 ");
+    EXPECT_EQ(chosenByTime("1min:1h,:250000us"), "2 0 ");
+    EXPECT_EQ(chosenByTime("-60.25s:251ms, :-1s"), "0 1 0 1 ");
+    EXPECT_EQ(chosenByTime("61s:"), "has no frame in the time asked for: it lasts 60.250000 s");
+    for (const char* text : {"", "1s", "1s:2s:3s", "1 s:", "1x:", "s:", "1e3:", "1..2:", "99999999h:"})
+        EXPECT_EQ(chosenByTime(text), "no selection") << text;
+    QString problem;
+    EXPECT_TRUE(FrameSelection::parseTimes(QStringLiteral(":"))->resolve(4, {}, problem).empty());
+    EXPECT_EQ(problem, QStringLiteral("has no frame times: its frames can only be chosen by number"));
 }
 
 TEST(FrameValues, AreReadLineByLine)

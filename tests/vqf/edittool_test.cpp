@@ -150,8 +150,8 @@ TEST_F(EditTool, DrawsThumbnailsAndListsFibers)
     EXPECT_EQ(run("vqf fibers f.vqf --sorted").output, "x,y\n1,0\n2.5,1\n");
     EXPECT_EQ(run("vqf fibers f.vqf --form offset").output, "offset\n6\n1\n");
     EXPECT_EQ(run("vqf fibers f.vqf --form world --mode bundle --format json").output,
-              "{\"schema\":\"vqf.fibers\",\"version\":1,\"columns\":[\"x\",\"y\"],\"count\":2,\"form\":\"world\","
-              "\"mode\":\"bundle\",\"movie\":\"f.vqf\",\"sorted\":false,\"values\":[0.75,0.125,0.375,0.375]}\n");
+              "{\"schema\":\"vqf.fibers\",\"version\":1,\"form\":\"world\",\"mode\":\"bundle\",\"movie\":\"f.vqf\","
+              "\"sorted\":false,\"fibers\":[\n{\"x\":0.75,\"y\":0.125},\n{\"x\":0.375,\"y\":0.375}\n]}\n");
 }
 
 } // namespace

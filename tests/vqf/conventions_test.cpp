@@ -1,0 +1,167 @@
+#include <tests/support/moviebytes.h>
+#include <tests/support/samplemovies.h>
+#include <tests/support/tiffstack.h>
+#include <tests/support/toolprocess.h>
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QStringList>
+
+#include <gmock/gmock.h>
+
+namespace zd::tool {
+namespace {
+
+using test::Ended;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// What holds for every subcommand alike.
+class Conventions : public testing::Test {
+protected:
+    Conventions()
+    {
+        for (const char* name : {"beads.tif", "more.tif", "part1.tif", "part2.tif", "corrected.tif"})
+            test::writeStack(directory.path(name), {.bits = 16}, 4, 2,
+                             {test::testPixels(16, 0), test::testPixels(16, 1)});
+        test::writeStack(directory.path("cells.tif"), {.bits = 16}, 4, 2,
+                         std::vector<std::string>(500, test::testPixels(16, 0)));
+        test::writeFile(directory.path("seconds.txt"), "1700000000" + repeated("\n1700000000", 500));
+        test::writeFile(directory.path("header.txt"), "operator=Curie\n");
+        test::writeFile(directory.path("rich.vqf"), test::richMovie());
+        run(QStringLiteral("vqf import cells.tif -o long.vqf --rate 100 --start 2024-03-01T10:00:00Z "
+                           "--comment left --attr operator=Curie"));
+    }
+
+    static std::string repeated(const char* text, int times)
+    {
+        return QString::fromLatin1(text).repeated(times - 1).toStdString();
+    }
+
+    // The movies that the examples name, new for each of them.
+    void prepareFor(const QString& example) const
+    {
+        for (const char* name :
+             {"cells.vqf", "beads.vqf", "recorded.vqf", "processed.vqf", "edited.vqf", "yesterday.vqf"}) {
+            QFile::remove(directory.path(name));
+            QFile::copy(directory.path("long.vqf"), directory.path(name));
+        }
+        for (const char* name : {"dead.vqf", "dead-recording.vqf"}) {
+            QFile::remove(directory.path(name));
+            if (example.contains(QLatin1StringView("dead")))
+                test::writeFile(directory.path(name), test::withoutTail(test::richMovie(), 40));
+        }
+        static const QRegularExpression output(QStringLiteral("-o (\\S+)"));
+        QFile::remove(directory.path(output.match(example).captured(1).toUtf8().constData()));
+    }
+
+    Ended run(const QString& script) const { return test::runScript(directory.path(""), script.toStdString()); }
+
+    QString help(const QString& command) const
+    {
+        const Ended ended = run(QStringLiteral("vqf %1 --help").arg(command));
+        EXPECT_EQ(ended.code, 0) << command.toStdString();
+        return QString::fromStdString(ended.output);
+    }
+
+    // The subcommands that a help text lists.
+    QStringList commands(const QString& helpText) const
+    {
+        QStringList names;
+        const QString list =
+            helpText.section(QStringLiteral("\nSubcommands:\n"), 1).section(QStringLiteral("\n\n"), 0, 0);
+        for (const QString& line : list.split(QLatin1Char('\n'))) {
+            const QString name = line.mid(2).section(QLatin1Char(' '), 0, 0);
+            if (!name.isEmpty())
+                names.append(name);
+        }
+        return names;
+    }
+
+    test::TemporaryDirectory directory;
+};
+
+TEST_F(Conventions, ExamplesOfTheHelpWork)
+{
+    const QStringList names = commands(help({}));
+    ASSERT_GE(names.size(), 15);
+    for (const QString& name : names) {
+        const QString text = help(name).section(QRegularExpression(QStringLiteral("\nExamples?:\n")), 1);
+        const QString examples = text.section(QStringLiteral("\n\n"), 0, 0);
+        EXPECT_THAT(examples.toStdString(), StartsWith("  vqf " + name.toStdString()));
+        for (const QString& example : examples.split(QStringLiteral("\n  vqf "))) {
+            const QString script =
+                QStringLiteral("vqf ") + QString(example).replace(QStringLiteral("  vqf "), QString());
+            prepareFor(script);
+            const Ended ended = run(script);
+            const bool toldOfDamage = ended.code == 3 && script.contains(QStringLiteral("dead"));
+            EXPECT_TRUE(ended.code == 0 || toldOfDamage) << script.toStdString() << "\n" << ended.code << ended.errors;
+        }
+    }
+}
+
+TEST_F(Conventions, JsonBeginsWithSchemaAndVersion)
+{
+    int checked = 0;
+    for (const char* command : {"info", "frames", "chunks", "fibers", "attr list", "verify"}) {
+        for (const char* option : {"--json", "--format ndjson"}) {
+            if (!help(QLatin1StringView(command)).contains(QLatin1StringView(option).left(8)))
+                continue;
+            const Ended ended =
+                run(QStringLiteral("vqf %1 rich.vqf %2").arg(QLatin1StringView(command), QLatin1StringView(option)));
+            const QByteArray output = QByteArray::fromStdString(ended.output);
+            const bool severalLines = option[2] == 'f';
+            for (const QByteArray& object : severalLines ? output.trimmed().split('\n') : QByteArrayList{output}) {
+                EXPECT_THAT(object.toStdString(), StartsWith("{\"schema\":\"vqf.")) << command;
+                const QJsonObject parsed = QJsonDocument::fromJson(object).object();
+                EXPECT_EQ(parsed.value(QStringLiteral("version")), 1) << command;
+                EXPECT_EQ(
+                    parsed.value(QStringLiteral("movie")).toString(parsed.value(QStringLiteral("path")).toString()),
+                    QStringLiteral("rich.vqf"))
+                    << command;
+                ++checked;
+            }
+        }
+    }
+    EXPECT_GE(checked, 6 + 4 + 3 + 7); // every command, and a line for each row
+}
+
+TEST_F(Conventions, OutputGoesWhereItIsSent)
+{
+    // To a pipe: the file and nothing but the file; what is told goes elsewhere.
+    Ended ended =
+        run(QStringLiteral("vqf import beads.tif -o a.vqf; vqf import beads.tif -o - > b.vqf; cmp a.vqf b.vqf"));
+    EXPECT_EQ(ended.output, "a.vqf: 2 frames of 4 x 2, 16-bit unsigned (249 bytes)\n");
+    EXPECT_EQ(ended.errors, "-: 2 frames of 4 x 2, 16-bit unsigned (249 bytes)\n");
+    EXPECT_EQ(ended.code, 0);
+    ended = run(QStringLiteral("vqf -q export a.vqf -o - > a.tif; vqf import -q a.tif -o c.vqf; cmp a.vqf c.vqf"));
+    EXPECT_EQ(ended.output + ended.errors, "");
+    EXPECT_EQ(ended.code, 0);
+    // To a terminal: refused.
+    ended = run(QStringLiteral("script -qec \"\\\"" VQF_PROGRAM "\\\" export a.vqf -o -\" /dev/null < /dev/null"));
+    EXPECT_EQ(ended.code, 2);
+    EXPECT_THAT(ended.output, StartsWith("vqf: -o -: standard output is a terminal"));
+    // To a reader that went away: quiet, also where SIGPIPE is ignored.
+    for (const char* trap : {"", "trap '' PIPE; "}) {
+        ended =
+            run(QStringLiteral("%1(sleep 0.2; vqf frames rich.vqf; echo $? >&2) | true").arg(QLatin1StringView(trap)));
+        EXPECT_EQ(ended.errors, "141\n") << trap;
+    }
+}
+
+TEST_F(Conventions, ProgressIsShownAsAsked)
+{
+    const QString script = QStringLiteral("vqf export rich.vqf -o x.tif --force %1");
+    EXPECT_EQ(run(script.arg(QString())).errors, "");
+    EXPECT_EQ(run(script.arg(QStringLiteral("-q --progress always"))).errors, "");
+    EXPECT_THAT(run(script.arg(QStringLiteral("--progress always"))).errors, StartsWith("looking through 3 frames\n"));
+    EXPECT_EQ(run(script.arg(QStringLiteral("--progress sometimes"))).code, 2);
+    EXPECT_EQ(run(script.arg(QStringLiteral("-q -v"))).code, 2);
+    EXPECT_THAT(run(QStringLiteral("vqf frames --time 0s:1s cells.tif -v")).errors, HasSubstr("vqf recover"));
+}
+
+} // namespace
+} // namespace zd::tool

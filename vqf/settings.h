@@ -1,0 +1,28 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+/// What the user wants to hear of any subcommand, beside its results.
+namespace zd::tool {
+
+struct Settings {
+    enum class Progress {
+        Auto, ///< on a terminal
+        Always,
+        Never,
+    };
+
+    Progress progress = Progress::Auto;
+    bool quiet = false; ///< neither progress nor what was done
+};
+
+/// Adds the options that every subcommand takes; they may stand before and behind its name.
+void addSettings(CLI::App& program);
+
+/// Valid once the arguments were parsed.
+const Settings& settings();
+
+/// What the help of every subcommand ends with.
+extern const char* const settingsNote;
+
+} // namespace zd::tool
