@@ -31,7 +31,7 @@ bool isAligned(const char* payload)
 
 } // namespace
 
-FDChunkReader::FDChunkReader() : m_window(std::make_unique<ReadWindow>()) {}
+FDChunkReader::FDChunkReader() : m_window(std::make_unique<ReadWindow>()), m_payloadLimit(largestSize) {}
 
 FDChunkReader::~FDChunkReader()
 {
@@ -43,6 +43,11 @@ void FDChunkReader::setFD(int fd)
     ChunkReader::setFD(fd);
     m_window->drop();
     m_fileLength = -1;
+}
+
+void FDChunkReader::setPayloadLimit(std::uint32_t bytes)
+{
+    m_payloadLimit = std::min(bytes, largestSize);
 }
 
 const void* FDChunkReader::data() const
@@ -106,7 +111,8 @@ std::span<const char> FDChunkReader::_payloadAhead(ChunkStartHeader& header, uns
     if (!header.decode(bytes.data()))
         ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
     const std::span<const char> behind = bytes.subspan(ChunkHeaderBase::encodedSize);
-    return behind.size() >= header.size() ? behind.first(header.size()) : std::span<const char>();
+    const bool whole = behind.size() >= header.size() && header.size() <= m_payloadLimit;
+    return whole ? behind.first(header.size()) : std::span<const char>();
 }
 
 /// Steps over a chunk that has been read ahead.
@@ -168,7 +174,7 @@ std::int64_t FDChunkReader::_stepOver(const ChunkStartHeader& header)
 /// Whether the file holds all of the payload of the chunk at the position.
 bool FDChunkReader::_fileHoldsPayload(const ChunkStartHeader& header)
 {
-    return header.size() <= largestSize && _fileHolds(m_position + headerBytes + header.size());
+    return header.size() <= m_payloadLimit && _fileHolds(m_position + headerBytes + header.size());
 }
 
 /// Reads those of the first `size` bytes of a payload that have not arrived at `target` yet; whether all of them came.
@@ -207,7 +213,7 @@ bool FDChunkReader::_findBefore(unsigned int type, std::int64_t& payload, std::u
         return false;
     size = header.size();
     payload = end - size;
-    return payload >= 0 && size <= largestSize;
+    return payload >= 0 && size <= m_payloadLimit;
 }
 
 std::unique_ptr<PayloadReader> FDChunkReader::prevPayload(unsigned int type)
@@ -230,7 +236,7 @@ std::unique_ptr<PayloadReader> FDChunkReader::nextPayload(unsigned int type)
     if (!header.loadFD(m_fd, m_position, nullptr, 0, arrived) || header.type() != type)
         return nullptr;
     const std::int64_t payload = m_position + headerBytes;
-    if (header.size() > largestSize || !_fileHolds(payload + header.size()))
+    if (header.size() > m_payloadLimit || !_fileHolds(payload + header.size()))
         return nullptr;
     auto reader = std::make_unique<PayloadReader>(m_fd, payload, header.size());
     _goTo(payload + header.size() + headerBytes);
@@ -309,7 +315,8 @@ bool FDChunkReader::_fileHolds(std::int64_t end)
 /// The expected payload size, with room for it in the buffer, or 0 when there is no sensible expectation.
 std::size_t FDChunkReader::_roomForExpected(unsigned int expectedSize)
 {
-    if (expectedSize == 0 || m_position == noPosition || !_fileHolds(m_position + headerBytes + expectedSize))
+    if (expectedSize == 0 || expectedSize > m_payloadLimit || m_position == noPosition ||
+        !_fileHolds(m_position + headerBytes + expectedSize))
         return 0;
     m_buffer.reserve(expectedSize);
     return expectedSize;

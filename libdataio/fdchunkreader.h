@@ -43,6 +43,8 @@ public:
 
     /// How long the payload of the next forward step is expected to be. A right guess saves system calls.
     void expectSize(unsigned int size) { m_expectedSize = size; }
+    /// From now on, payloads of more bytes are left alone: steps treat them as ones that the file does not hold.
+    void setPayloadLimit(std::uint32_t bytes);
 
     // Steps that find a payload and leave its reading to the caller: the position moves as in `nextChunk` and
     // `prevChunk`, and there is no current chunk. Null, with the position unchanged, where those give false.
@@ -73,6 +75,7 @@ private:
     PayloadBuffer m_buffer;
     const std::unique_ptr<ReadWindow> m_window;
     unsigned int m_expectedSize = 0;
+    std::uint32_t m_payloadLimit;
     std::int64_t m_fileLength = -1; // as last seen; asked again when a chunk claims to go beyond it
 };
 

@@ -49,6 +49,7 @@ void FileReader::openFile(const QString& path)
     if (fd == -1)
         reportFile("FR_OF_OPEN", path, errno, DATAIO_HERE);
     reader->setFD(fd);
+    reader->setPayloadLimit(m_payloadLimit);
     if (systemCalls.fstat(fd, &status) == -1)
         reportFile("FR_OF_STAT", path, errno, DATAIO_HERE);
     if (!S_ISREG(status.st_mode))
@@ -99,6 +100,13 @@ std::unique_ptr<PayloadReader> FileReader::nextPayload(unsigned int type)
 std::unique_ptr<PayloadReader> FileReader::prevPayload(unsigned int type)
 {
     return m_reader ? m_reader->prevPayload(type) : nullptr;
+}
+
+void FileReader::setPayloadLimit(std::uint32_t bytes)
+{
+    m_payloadLimit = bytes;
+    if (m_reader)
+        m_reader->setPayloadLimit(bytes);
 }
 
 const void* FileReader::data() const

@@ -5,6 +5,8 @@
 #include <QString>
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
 
 namespace zd {
@@ -42,6 +44,10 @@ public:
     /// header and payload together. A wrong guess costs time, never a wrong result.
     bool seek(int position, unsigned int expectedSize);
 
+    /// From now on, payloads of more bytes are left alone: steps treat them as ones that the file does not hold. Holds
+    /// for files opened later too.
+    void setPayloadLimit(std::uint32_t bytes);
+
     /// As the steps, leaving the reading of the payload to the caller; null where they give false. There is no current
     /// chunk then. The reader given is usable while the file is open.
     std::unique_ptr<PayloadReader> nextPayload(unsigned int type);
@@ -49,6 +55,7 @@ public:
 
 private:
     std::unique_ptr<FDChunkReader> m_reader;
+    std::uint32_t m_payloadLimit = std::numeric_limits<std::uint32_t>::max();
 };
 
 } // namespace zd

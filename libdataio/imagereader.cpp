@@ -130,6 +130,11 @@ void ImageReader::reloadHeader()
     m_info.load(payload, size);
 }
 
+void ImageReader::setPayloadLimit(std::uint32_t bytes)
+{
+    m_file.setPayloadLimit(bytes);
+}
+
 void ImageReader::close()
 {
     m_file.closeFile();

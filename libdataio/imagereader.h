@@ -59,6 +59,10 @@ public:
     void open(const QString& path);
     /// Reads the header again from the open file; frame count, times and laser powers stay. Reports "IR_MISSINFO".
     void reloadHeader();
+    /// From now on, parts of the file of more bytes are not read, so that a file of unknown origin costs a known amount of
+    /// memory: `open` reports "IR_MISSINFO" for such a header and goes without such times and laser powers, `getFrame`
+    /// gives false. A header may take 40 times its bytes of the file in memory.
+    void setPayloadLimit(std::uint32_t bytes);
     /// Closes the file; what was loaded from the header keeps answering.
     void close();
 

@@ -632,6 +632,29 @@ TEST_F(Reading, OpensALongMovieOrNone)
     EXPECT_EQ(withHeader, 3) << "the times' header fails, their reading fails, nothing fails";
 }
 
+TEST_F(Reading, LeavesLargePartsAlone)
+{
+    const MovieBuilder movie =
+        threeFrames().frame(countingFrame(70000, 'L')).chunk(7, std::string(8000, '\1')).chunk(8, "\x10\x20\x30\x40");
+    const auto info = static_cast<std::uint32_t>(movie.infoPayload().size());
+    m_reader.setPayloadLimit(info - 1);
+    EXPECT_EQ(codeOf([&] { open(movie); }), "IR_MISSINFO");
+    m_reader.setPayloadLimit(info);
+    open(movie);
+    EXPECT_EQ(m_reader.getFrameTimer().size(), 0U);
+    float power = 0;
+    EXPECT_TRUE(m_reader.getLaserPower(0, power));
+
+    m_reader.setPayloadLimit(16);
+    for (unsigned index = 0; index < 3; ++index)
+        EXPECT_EQ(frame(index), frames[index]);
+    EXPECT_EQ(frame(3), "none");
+    m_reader.setPayloadLimit(15); // also what has been read ahead
+    EXPECT_EQ(frame(1), "none");
+    m_reader.setPayloadLimit(70000);
+    EXPECT_EQ(frame(3), countingFrame(70000, 'L'));
+}
+
 TEST_F(Reading, GetsPastDamagedFrames)
 {
     MovieBuilder movie;
