@@ -7,8 +7,9 @@ BEGIN {
     folder["libdataio"] = "common log"
     folder["movietools"] = "libdataio common log"
     folder["vqf"] = "movietools libdataio common log"
+    folder["desktop"] = "movietools libdataio common log"
     folder["examples"] = "libdataio common log"
-    everything = "log common libdataio movietools vqf tests private"
+    everything = "log common libdataio movietools vqf desktop tests private"
     folder["tests"] = everything
     folder["bench"] = everything
     folder["fuzz"] = everything
@@ -24,7 +25,7 @@ BEGIN {
     confine("benchmark/", "bench")
     confine("hdf5", "bench")
     confine("H5", "bench")
-    confine("QImage", "libdataio movietools vqf tests bench fuzz examples")
+    confine("QImage", "libdataio movietools vqf desktop tests bench fuzz examples")
 
     # Groups of files inside libdataio, and the groups each may include besides itself.
     group("system", "systemcalls")
