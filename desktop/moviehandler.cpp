@@ -1,6 +1,7 @@
 #include <desktop/moviehandler.h>
 
 #include <common/iofileexception.h>
+#include <movietools/moviepreview.h>
 
 #include <QIODevice>
 #include <QImage>
@@ -15,8 +16,6 @@ namespace zd::desktop {
 namespace {
 
 constexpr char beginning[] = {'\n', '<', 'C', 'S', 'T', 'A'};
-constexpr std::uint32_t largestHeader = 2 << 20;
-constexpr std::int64_t largestFrame = 32 << 20;
 constexpr int usualDelay = 100; // milliseconds, for movies without times
 
 /// Runs `work`; false when it fails or the memory does not suffice.
@@ -79,12 +78,10 @@ bool MovieHandler::_load() const
     const QString path = m_file.path(*device());
     if (path.isEmpty())
         return false;
-    m_movie.setPayloadLimit(largestHeader);
-    m_movie.open(path);
+    movietools::openForPreview(m_movie, path);
     movietools::FrameRenderer renderer(m_movie);
-    if (renderer.frameBytes() < 1 || renderer.frameBytes() > largestFrame)
+    if (renderer.frameBytes() < 1 || renderer.frameBytes() > movietools::largestPreviewedFrame)
         return false;
-    m_movie.setPayloadLimit(largestFrame);
     m_renderer.emplace(std::move(renderer));
     return true;
 }

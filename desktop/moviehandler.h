@@ -21,8 +21,7 @@ bool beginsLikeMovie(QIODevice& device);
 /// Delivers the frames of the movie in its device, in their order, or by number.
 ///
 /// Works in other people's programs on files of any origin: nothing is thrown, what is damaged gives false, and memory
-/// stays below 256 MiB. Movies with a header of more than 2 MiB (about 170,000 frames) or frames of more than 32 MiB
-/// are refused.
+/// stays below 256 MiB. Movies beyond the limits of movietools/moviepreview.h are refused.
 class MovieHandler : public QImageIOHandler {
 public:
     bool canRead() const override;

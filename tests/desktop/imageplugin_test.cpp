@@ -12,7 +12,9 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QImageReader>
+#include <QMimeDatabase>
 #include <QMovie>
+#include <QTemporaryDir>
 
 #include <cstring>
 
@@ -206,6 +208,18 @@ TEST_F(ImagePlugin, RefusesWhatItCannotShow)
     EXPECT_EQ(pictures(damaged.movie()), (Pictures{"414141", "-", "434343"}));
 }
 
+/// By content, whatever the name; an audio file's own content wins over the extension they share.
+TEST_F(ImagePlugin, HasATypeOfItsOwn)
+{
+    const QMimeDatabase types;
+    EXPECT_EQ(types.mimeTypeForName(QStringLiteral("image/x-vqf")).preferredSuffix(), QStringLiteral("vqf"));
+    writeFile(m_path, smallMovie());
+    EXPECT_EQ(types.mimeTypeForFile(m_path).name(), QStringLiteral("image/x-vqf"));
+    const QString sound = m_directory.path("sound.vqf");
+    writeFile(sound, "TWIN97012000" + std::string(200, '\1'));
+    EXPECT_FALSE(types.mimeTypeForFile(sound, QMimeDatabase::MatchContent).isValid());
+}
+
 TEST_F(ImagePlugin, ComesThroughEveryDamagedMovie)
 {
     int movies = 0;
@@ -293,6 +307,10 @@ TEST_F(ImagePlugin, BoundsItsMemory)
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QTemporaryDir data; // stands for /usr/share
+    qputenv("XDG_DATA_DIRS", data.path().toUtf8());
+    QDir(data.path()).mkpath(QStringLiteral("mime/packages"));
+    QFile::copy(QStringLiteral(MIME_PACKAGE), data.filePath(QStringLiteral("mime/packages/dataio.xml")));
     const QGuiApplication application(argc, argv);
     QCoreApplication::addLibraryPath(QStringLiteral(PLUGIN_FOLDER));
     zd::Logger::setLevel(QStringLiteral("*"), 0);
