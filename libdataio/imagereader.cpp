@@ -23,7 +23,7 @@ namespace {
 
 Logger& logger = Logger::logger(QStringLiteral("dataio.imagereader"));
 
-/// Largest swapped frame that is delivered although the file holds less of it.
+/// Largest frame that is filled up when the file holds less of it than the header says.
 constexpr std::int64_t largestPaddedFrame = 64 << 20;
 
 /// Bytes of the samples of a frame; 0 when a side is not positive or the product is beyond any file.
@@ -216,7 +216,7 @@ bool ImageReader::getFrame(const void*& data, unsigned int index)
     if (index >= static_cast<unsigned int>(m_frameCount) || !_readChunk(ZD_FRAME_CHUNK, index))
         return false;
     m_frameSize = m_file.chunkSize();
-    data = _needSwapping() ? _swapDataBytes() : m_file.data();
+    data = _needSwapping() ? _swapDataBytes() : _storedData();
     m_cursor = static_cast<std::int32_t>(index);
     return true;
 }
@@ -266,6 +266,24 @@ bool ImageReader::_needSwapping()
         m_swappingRevision = m_info.revision();
     }
     return m_swapping;
+}
+
+/// The samples as they are stored. Behind a frame that is shorter than the header says lie zeros up to there: callers that
+/// count on the header read no foreign memory.
+const void* ImageReader::_storedData()
+{
+    if (!m_info.unchangedSince(m_claimedRevision)) {
+        int w = 0;
+        int h = 0;
+        m_claimedFrame = width(w) && height(h) ? frameBytes(w, h, pixBytes()) : 0;
+        m_claimedRevision = m_info.revision();
+    }
+    const auto* stored = static_cast<const char*>(m_file.data());
+    if (m_claimedFrame <= m_frameSize || m_claimedFrame > largestPaddedFrame)
+        return stored;
+    m_workBuffer.assign(static_cast<std::size_t>(m_claimedFrame), '\0');
+    std::copy_n(stored, m_frameSize, m_workBuffer.begin());
+    return m_workBuffer.data();
 }
 
 const void* ImageReader::_swapDataBytes()

@@ -114,7 +114,8 @@ public:
     bool nextFrame(const void*& data);
     bool rewind(); ///< sets the cursor to 0; always true
     /// Bytes at the pointer that was delivered last, or of the frame that was read; 0 before any frame and for a null
-    /// pointer.
+    /// pointer. Behind a frame that `getFrame` delivers and that is shorter than the header says zeros follow up to that
+    /// size, when it is at most 64 MiB.
     std::int64_t frameSize() const;
 
     /// The time of the frame at the cursor, or of a given frame.
@@ -160,6 +161,7 @@ private:
     void _loadFrameTimerChunk();
     void _loadLaserPowerChunk();
     bool _needSwapping();
+    const void* _storedData();
     const void* _swapDataBytes();
     bool _turnFrame(char* samples, std::int64_t& bytes);
     std::int64_t _turnedFrameBytes(int sampleBytes);
@@ -182,6 +184,8 @@ private:
     std::vector<std::uint8_t> m_laserPowers; // as stored
     QString m_fileName;
     std::int64_t m_frameSize = 0;
+    std::int64_t m_claimedFrame = 0;                     // bytes of a frame by the attributes ...
+    std::uint64_t m_claimedRevision = ~std::uint64_t{0}; // ... of this revision
 };
 
 } // namespace zd

@@ -409,6 +409,24 @@ TEST_F(Reading, SwapsNoMoreThanThereIs)
     EXPECT_LT(allocations.largest(), 1'000'000U);
 }
 
+TEST_F(Reading, ZerosFollowAFrameThatIsTooShort)
+{
+    const auto bytesAt = [this](unsigned int index, std::size_t size) {
+        const void* data = nullptr;
+        EXPECT_TRUE(m_reader.getFrame(data, index));
+        return std::string(static_cast<const char*>(data), size);
+    };
+    open(MovieBuilder().frame("abc").frame(frames[1]).frameFormat(4, 2, 5, 16));
+    EXPECT_EQ(bytesAt(0, 16), "abc" + std::string(13, '\0'));
+    EXPECT_EQ(m_reader.frameSize(), 3) << "zeros are not counted";
+    m_reader.attributeChunk().set(text("height"), 4);
+    EXPECT_EQ(bytesAt(1, 32), frames[1] + std::string(16, '\0'));
+    const Allocations allocations;
+    open(MovieBuilder().frame("abc").frameFormat(8192, 8193, 3, 8));
+    EXPECT_EQ(bytesAt(0, 3), "abc");
+    EXPECT_LT(allocations.largest(), 1'000'000U) << "more than 64 MiB";
+}
+
 TEST_F(Reading, TurnsWordsIntoFractions)
 {
     const auto fractions = [this](const std::string& payload, const char* endian, std::size_t count) {
