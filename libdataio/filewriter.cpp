@@ -17,12 +17,29 @@ Logger& logger = Logger::logger(QStringLiteral("dataio.filewriter"));
 
 constexpr mode_t ownerOnly = 0600;
 
+/// Locks the file before it discards what is in it; -1 with errno on failure.
+int openLocked(const char* path, bool create)
+{
+    const int fd = zd::openFile(path, O_RDWR | O_CREAT, ownerOnly);
+    if (fd == -1 || (lockFile(fd) == 0 && (!create || truncateFile(fd, 0) == 0)))
+        return fd;
+    const int error = errno;
+    systemCalls.close(fd);
+    errno = error;
+    return -1;
+}
+
+int openShared(const char* path, bool create)
+{
+    return zd::openFile(path, O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
+}
+
 } // namespace
 
 FileWriter::FileWriter() = default;
 FileWriter::~FileWriter() = default;
 
-void FileWriter::openFile(const QString& path, FileWriterMode mode)
+void FileWriter::openFile(const QString& path, FileWriterMode mode, bool locked)
 {
     m_writer.reset();
     m_openResult = -1;
@@ -32,7 +49,7 @@ void FileWriter::openFile(const QString& path, FileWriterMode mode)
     if (path.contains(QChar::Null))
         errno = EINVAL;
     else
-        m_openResult = zd::openFile(systemPath.constData(), O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
+        m_openResult = (locked ? openLocked : openShared)(systemPath.constData(), create);
     if (m_openResult == -1) {
         const int error = errno;
         report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",

@@ -29,8 +29,9 @@ public:
     ~FileWriter(); ///< closes the file; it is neither cut nor completed
 
     /// Closes what is open, then opens `path`; the position is 0. Reports "FW_OF_OPEN" (create) and
-    /// "FW_OF_OPEN2" (modify); nothing is open then.
-    void openFile(const QString& path, FileWriterMode mode);
+    /// "FW_OF_OPEN2" (modify); nothing is open then. With `locked` a file that another writer has opened so is refused
+    /// as well, and stays as it is.
+    void openFile(const QString& path, FileWriterMode mode, bool locked = false);
     void closeFile();
     bool openned() const;
 

@@ -79,15 +79,15 @@ ImageWriter::ImageWriter()
 
 ImageWriter::~ImageWriter()
 {
-    try {
-        close();
-    } catch (...) {
-        // A movie without fibre centres beats no movie.
-        m_fiberCenters.clear();
+    constexpr int attempts = 3;
+    for (int attempt = 1; attempt <= attempts; ++attempt) {
         try {
             close();
+            return;
         } catch (...) {
-            // What failed was logged; a destructor has nobody else to tell.
+            // What failed was logged, and may work the second time. At last, a movie without fibre centres beats no movie.
+            if (attempt == attempts - 1)
+                m_fiberCenters.clear();
         }
     }
 }
@@ -97,7 +97,7 @@ void ImageWriter::create(const QString& name, bool autotime)
     _closeOpenMovie();
     _clear(autotime);
     m_info.set(layout::key::endian, layout::littleEndian);
-    m_file.openFile(name, FileWriterCreate);
+    m_file.openFile(name, FileWriterCreate, m_locking);
     m_name = name;
     RecordingRemains::remove(name);
 }
@@ -617,7 +617,7 @@ void ImageWriter::modify(const QString& name)
     _closeOpenMovie();
     _clear(false);
     undoInterruptedEdit(name);
-    m_file.openFile(name, FileWriterModify);
+    m_file.openFile(name, FileWriterModify, m_locking);
     try {
         _loadInfo();
         _takeTailBack();
@@ -695,7 +695,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
     m_info.clear();
     m_keptRevision = neverSeen;
     undoInterruptedEdit(name);
-    m_file.openFile(name, FileWriterModify);
+    m_file.openFile(name, FileWriterModify, m_locking);
     try {
         _loadInfo();
         m_info.AttributeChunk::clear();
@@ -914,8 +914,10 @@ void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
     if (!m_file.seek(record.offset))
         FDChunkWriter::reportSeekFailure(DATAIO_HERE);
     m_file.addChunk(ZD_FRAME_CHUNK, data, record.length);
-    if (m_laserPowers.size() < records.size())
+    if (m_laserPowers.size() < records.size()) {
         m_laserPowers.resize(records.size(), -1.0F);
+        m_roomCheckedTo = 0;
+    }
 }
 
 } // namespace zd

@@ -36,8 +36,7 @@ public:
     ImageWriter();
     ImageWriter(const ImageWriter&) = delete;
     ImageWriter& operator=(const ImageWriter&) = delete;
-    /// Closes an open movie and drops a failure. When only the fibre centres stand in the way, the movie is
-    /// closed without them.
+    /// Closes an open movie; what fails is tried a second time, then without the fibre centres, and then dropped.
     ~ImageWriter();
 
     /// Starts a new movie, replacing any file of that name; an open movie is closed first. With `autotime` the
@@ -131,6 +130,11 @@ public:
     /// that has no time yet.
     void replaceFrame(const void* data, unsigned int index, timeval time, float laserPower);
 
+    /// Whether this writer locks the movies that it opens, so that no other writer that does so, too, opens them: it
+    /// reports "FW_OF_OPEN" or "FW_OF_OPEN2", and the movie stays as it is. Off at first, since some network file systems
+    /// refuse every lock.
+    void setLocking(bool on) { m_locking = on; }
+    bool locking() const { return m_locking; }
     /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
     /// On at first; where the directory cannot be written the edit goes on without. Without a journal the header
     /// alone is kept, as that of a recording is.
@@ -217,6 +221,7 @@ private:
     std::optional<Size> m_headerFrameSize;         // size of a frame by the attributes ...
     std::uint64_t m_frameSizeRevision = neverSeen; // ... of this revision
 
+    bool m_locking = false;
     bool m_journaled = true;
     std::unique_ptr<EditJournal> m_journal;
 

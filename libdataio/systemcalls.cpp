@@ -168,6 +168,11 @@ int reserveBlocks(int fd, std::int64_t offset, std::int64_t length)
     return repeatInterrupted([=] { return systemCalls.fallocate(fd, FALLOC_FL_KEEP_SIZE, offset, length); });
 }
 
+int lockFile(int fd)
+{
+    return repeatInterrupted([=] { return systemCalls.flock(fd, LOCK_EX | LOCK_NB); });
+}
+
 std::int64_t fileLength(int fd)
 {
     struct stat status {};

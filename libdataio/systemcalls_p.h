@@ -61,6 +61,8 @@ int truncateFile(int fd, std::int64_t length);
 int syncFile(int fd);
 /// Blocks for `length` bytes from `offset` on; the file keeps its length.
 int reserveBlocks(int fd, std::int64_t offset, std::int64_t length);
+/// Locks the whole file against others that lock it, without waiting; the lock ends with the descriptor.
+int lockFile(int fd);
 /// Length of the file in bytes; -1 with errno on failure.
 std::int64_t fileLength(int fd);
 

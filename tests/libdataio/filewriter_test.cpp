@@ -26,9 +26,9 @@ constexpr const char* logger = "dataio.filewriter";
 
 class FileWriterTest : public testing::Test {
 protected:
-    Report reportOfOpening(const QString& path, FileWriterMode mode)
+    Report reportOfOpening(const QString& path, FileWriterMode mode, bool locked = false)
     {
-        const Report report = repeatedReportOf(logger, [&] { m_writer.openFile(path, mode); });
+        const Report report = repeatedReportOf(logger, [&] { m_writer.openFile(path, mode, locked); });
         EXPECT_FALSE(m_writer.openned());
         EXPECT_EQ(m_writer.descriptor(), -1);
         return report;
@@ -107,6 +107,24 @@ TEST_F(FileWriterTest, ReportsAFileThatCannotBeOpenedAndClosesTheOneBefore)
         EXPECT_EQ(openDescriptors(), descriptors + 1);
     }
     EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(FileWriterTest, ALockKeepsOutThoseWhoAskForOne)
+{
+    FileWriter owner;
+    owner.openFile(m_path, FileWriterCreate, true);
+    owner.addChunk(2, "ABC", 3);
+    const int descriptors = openDescriptors();
+    const std::string text = withSystemText("File " + m_path.toStdString() + " : ", EWOULDBLOCK);
+    for (const auto& [mode, code] : {std::pair(FileWriterCreate, "FW_OF_OPEN"), {FileWriterModify, "FW_OF_OPEN2"}})
+        EXPECT_EQ(reportOfOpening(m_path, mode, true), (Report{code, text, 4}));
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(readFile(m_path), chunk(2, "ABC"));
+    m_writer.openFile(m_path, FileWriterModify);
+    owner.closeFile();
+    const Faults interrupted({.at = 1, .error = EINTR, .among = call::lock});
+    m_writer.openFile(m_path, FileWriterCreate, true);
+    EXPECT_EQ(readFile(m_path), "");
 }
 
 TEST_F(FileWriterTest, AnswersWithoutAFile)

@@ -508,6 +508,24 @@ TEST_F(Editing, WorksBeyondTwoGigabytes)
     }
 }
 
+TEST_F(Editing, ALockedMovieIsLeftToItsWriter)
+{
+    put(fullMovie().movie());
+    ImageWriter owner;
+    ImageWriter guest;
+    owner.setLocking(true);
+    guest.setLocking(true);
+    owner.modify(m_path);
+    const std::string open = file();
+    EXPECT_EQ(codeOf([&] { guest.create(m_path, true); }), "FW_OF_OPEN");
+    EXPECT_EQ(codeOf([&] { guest.modify(m_path); }), "FW_OF_OPEN2");
+    EXPECT_EQ(codeOf([&] { guest.modifyAttribute(m_path, AttributeChunk()); }), "FW_OF_OPEN2");
+    EXPECT_EQ(file(), open);
+    owner.close();
+    EXPECT_EQ(file(), fullMovie().movie());
+    guest.modify(m_path);
+}
+
 TEST_F(Editing, RollsBackToTheOldBytes)
 {
     const std::string before = fullMovie().movie();

@@ -9,10 +9,11 @@
 #include <tests/support/moviewalk.h>
 #include <tests/support/report.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <chrono>
 #include <limits>
+#include <memory>
 #include <optional>
 
 namespace zd {
@@ -367,14 +368,32 @@ TEST_F(Recording, TheDestructorCloses)
     }
     EXPECT_EQ(file(), MovieBuilder().frame(pixels0).chunk(8, "\xFF").attribute("endian", "2").movie())
         << "without the fibre centres, which lack a frame size";
-    {
-        ImageWriter writer;
-        record(writer);
-        Faults full({.at = 1, .error = ENOSPC, .lasting = true, .among = call::writes});
-        writer.~ImageWriter();
-        new (&writer) ImageWriter;
-    }
-    EXPECT_EQ(file(), chunk(2, pixels0) + chunk(2, pixels1)) << "a failure is dropped";
+    const auto destroyWithFibers = [this](const auto& fault) {
+        auto writer = std::make_unique<ImageWriter>();
+        record(*writer);
+        writer->addRasterFiberContinuousIndexes({1, 1});
+        fault(writer);
+        return file();
+    };
+    const std::string frames = chunk(2, pixels0) + chunk(2, pixels1);
+    EXPECT_THAT(destroyWithFibers([](auto& writer) {
+                    const Faults once({.at = 1, .error = EIO, .among = call::writes});
+                    writer.reset();
+                }),
+                testing::StartsWith(frames + chunk(6, words({1073741823, 2147483647}))))
+        << "a failure that passes costs nothing";
+    EXPECT_EQ(destroyWithFibers([](auto& writer) {
+                  const Faults full({.at = 1, .error = ENOSPC, .lasting = true, .among = call::writes});
+                  writer.reset();
+              }),
+              frames)
+        << "one that stays is dropped";
+    EXPECT_EQ(destroyWithFibers([](auto& writer) {
+                  const Allocations none({.at = 1, .lasting = true});
+                  writer.reset();
+              }),
+              frames)
+        << "so is the want of memory";
 }
 
 constexpr Share everyShare[] = {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne, Share::All};
