@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QLocale>
+
+#include <clocale>
 #include <functional>
 #include <initializer_list>
 #include <limits>
@@ -87,6 +90,24 @@ TEST(AttributeChunk, ReadsNumbersOnlyInRange)
     expectNumber("-inf", true, -std::numeric_limits<float>::infinity());
     for (const char* invalid : {"1e39", "-1e39", "1e999", "1,5", ""})
         expectNumber(invalid, false, 0.0F);
+}
+
+TEST(AttributeChunk, NumbersLookTheSameInEveryLocale)
+{
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    for (const char* name : {"C", "de_DE.UTF-8", "tr_TR.UTF-8"}) {
+        std::setlocale(LC_ALL, name); // stays as it is where the system does not have it
+        QLocale::setDefault(QLocale(QLatin1StringView(name)));
+        AttributeChunk chunk;
+        chunk.set(text("f"), 1234567.5F);
+        chunk.set(text("i"), -1234567);
+        EXPECT_EQ(dumped(chunk), "f=1.234568e+06\ni=-1234567\n") << name;
+        expectNumber("1.5", true, 1.5F);
+        expectNumber("1,5", false, 0.0F);
+        expectNumber("1.500", false, 0);
+    }
+    std::setlocale(LC_ALL, before.c_str());
+    QLocale::setDefault(QLocale::c());
 }
 
 TEST(AttributeChunk, ReadsCharactersAndTexts)
