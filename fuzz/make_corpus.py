@@ -3,6 +3,7 @@
 
 Movies are put together byte by byte. Inputs that a fuzzer found lie in the same folders and are left alone.
 """
+import hashlib
 import pathlib
 import struct
 import sys
@@ -121,6 +122,43 @@ def hostile():
     yield "short_frame", short.file()
 
 
+def crc16(data):
+    crc = 0xFFFF
+    for byte in data:
+        crc ^= byte
+        for _ in range(8):
+            crc = crc >> 1 ^ (0x8408 if crc & 1 else 0)
+    return struct.pack("<H", crc ^ 0xFFFF)
+
+
+def recording_log(*records):
+    """A log of records, which are pairs of kind and payload."""
+    contents = [kind + struct.pack("<I", len(payload)) + payload for kind, payload in records]
+    return b"VQFRLOG1" + b"".join(content + crc16(content) for content in contents)
+
+
+def journal(*records):
+    """A journal of records, which are triples of kind, number and bytes."""
+    fields = [(kind + struct.pack("<qq", number, len(content)), content) for kind, number, content in records]
+    return b"VQFJRNL1" + b"".join(head + hashlib.sha1(head + content).digest() + content for head, content in fields)
+
+
+def interrupted():
+    """Movies whose recording or editing died, with what they left beside them: kind, that, movie."""
+    whole = movie(sides=(6, 7, 8))
+    file, tail, info = whole.file(), 2 * 48, whole.info()
+    frames = [struct.pack("<Iiif?", offset, 10, 5, 0.5, True) for offset in (0, 48)]
+    log = recording_log((b"H", b"endian=2\nheight=2\npixtype=5\nwidth=4\n"), (b"C", struct.pack("<4f", 1, 1, 2, 0)),
+                        *((b"F", frame) for frame in frames))
+    yield "log", 1, log, file[:tail]
+    yield "log_torn", 1, log[:-9], file[:tail + 40]
+    pieces = (b"P", tail, file[tail:]), (b"P", 48, file[48:96])
+    yield "journal", 2, journal(*pieces), file[:48] + chunk(2, b"r" * 16) + chunk(2, b"appended")
+    yield "journal_new_end", 2, journal(*pieces, (b"E", len(file), hashlib.sha1(info).digest())), file[:-20] + b"\0" * 20
+    yield "journal_torn", 2, journal(*pieces)[:-9], file[:tail]
+    yield "journal_of_more", 2, journal((b"P", 1 << 40, b"far")), file[:tail]
+
+
 def steps(*numbers):
     return bytes([len(numbers)]) + bytes(numbers)
 
@@ -130,6 +168,9 @@ def everything():
     for name, content in files.items():
         yield "fz_open", name, content
         yield "fz_modify", name, bytes([0, 1, 16, *range(16), 9, 2, 0, 77, 0, 5, 3]).ljust(32, b"\0") + content
+        yield "fz_recover", name, b"\0" + content
+    for name, kind, beside, content in interrupted():
+        yield "fz_recover", name, bytes([kind]) + struct.pack(">I", len(beside)) + beside + content
     for name in ("whole", "claims_more", "claims_much", "no_info", "torn", "foreign_chunk", "empty"):
         content = files[name]
         yield "fz_container", name + "_forward", steps(0, 0, *(5, 0) * 12) + content

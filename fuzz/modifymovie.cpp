@@ -32,7 +32,8 @@ constexpr std::size_t longestInput = 1 << 20;
 /// Edits a movie and remembers which bytes it may have changed.
 class Editing {
 public:
-    explicit Editing(ImageWriter& writer) : m_writer(writer) {}
+    /// The movie that is edited was cut at `end`.
+    Editing(ImageWriter& writer, std::size_t end) : m_writer(writer), m_end(end), m_cut(end) {}
 
     void run(Script& script, const std::vector<ChunkRecord>& records)
     {
@@ -59,14 +60,20 @@ public:
         for (const ChunkRecord& record : m_replaced)
             to.replace(record.offset, record.length + 32, from, record.offset, record.length + 32);
     }
-    const std::vector<std::string>& added() const { return m_added; }
+
+    struct Frame {
+        std::size_t offset;
+        std::string pixels;
+    };
+    const std::vector<Frame>& added() const { return m_added; }
 
 private:
     void add(Script& script)
     {
         const Input pixels = script.take(script.below(32));
         m_writer.addFrame(pixels.data(), static_cast<int>(pixels.size()), timeval{script.byte(), 0}, 0.5F);
-        m_added.emplace_back(pixels.begin(), pixels.end());
+        m_added.push_back({m_end, std::string(pixels.begin(), pixels.end())});
+        m_end += pixels.size() + 32;
     }
 
     void replace(Script& script, const std::vector<ChunkRecord>& records)
@@ -79,13 +86,22 @@ private:
         const std::vector<char> pixels(length, static_cast<char>(script.byte()));
         const std::string code =
             codeOf({"CHB_LFD_PARSE", "CHB_LDF_READ"}, [&] { m_writer.replaceFrame(pixels.data(), index, 1.0F); });
-        if (code.empty())
-            m_replaced.push_back(records[index]);
+        if (!code.empty())
+            return;
+        if (records[index].offset < m_cut)
+            return m_replaced.push_back(records[index]);
+        // The index listed a frame in the tail that was cut, and one was added there.
+        const auto hit = std::find_if(m_added.begin(), m_added.end(),
+                                      [&](const Frame& frame) { return frame.offset == records[index].offset; });
+        require(hit != m_added.end() && hit->pixels.size() == length, "no frame where none was");
+        hit->pixels.assign(pixels.begin(), pixels.end());
     }
 
     ImageWriter& m_writer;
+    std::size_t m_end;
+    const std::size_t m_cut;
     std::vector<ChunkRecord> m_replaced;
-    std::vector<std::string> m_added;
+    std::vector<Frame> m_added;
 };
 
 } // namespace
@@ -111,7 +127,7 @@ void modifyMovie(Input input)
     require(before.starts_with(kept), "modify cuts the tail");
 
     const std::vector<ChunkRecord> records = frameRecords(before);
-    Editing editing(writer);
+    Editing editing(writer, kept.size());
     editing.run(script, records);
     writer.close();
     require(!QFileInfo::exists(file.path() + QStringLiteral("-journal")), "no journal of an edit that ended");
@@ -128,7 +144,7 @@ void modifyMovie(Input input)
         const void* data = nullptr;
         const auto index = static_cast<unsigned int>(records.size() + i);
         require(reader.getFrame(data, index) &&
-                    editing.added()[i] ==
+                    editing.added()[i].pixels ==
                         std::string(static_cast<const char*>(data), static_cast<std::size_t>(reader.frameSize())),
                 "frames that were added");
     }

@@ -34,7 +34,12 @@ MovieFile::~MovieFile()
 void MovieFile::write(Input content)
 {
     remove();
-    std::ofstream file(m_path.toStdString(), std::ios::binary);
+    writeBeside("", content);
+}
+
+void MovieFile::writeBeside(const char* suffix, Input content)
+{
+    std::ofstream file(m_path.toStdString() + suffix, std::ios::binary);
     file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
     require(file.flush().good(), "room for the movie");
 }
@@ -45,9 +50,9 @@ void MovieFile::remove()
         std::filesystem::remove(entry.path());
 }
 
-std::string MovieFile::read() const
+std::string MovieFile::read(const char* suffix) const
 {
-    std::ifstream file(m_path.toStdString(), std::ios::binary);
+    std::ifstream file(m_path.toStdString() + suffix, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

@@ -19,8 +19,10 @@ public:
     const QString& path() const { return m_path; }
     /// Replaces the file, and removes everything beside it.
     void write(Input content);
+    /// Adds a file beside it: `suffix` continues its name.
+    void writeBeside(const char* suffix, Input content);
     void remove();
-    std::string read() const;
+    std::string read(const char* suffix = "") const;
 
 private:
     MovieFile();

@@ -15,6 +15,7 @@ void loadInfo(Input input);        ///< an info payload
 void parseAttributes(Input input); ///< the text of a header
 void modifyMovie(Input input);     ///< edits, then a file
 void useWriter(Input input);       ///< operations on one movie, with faults, against a model
+void recoverFile(Input input);     ///< what lies beside a file, then the file
 
 struct Target {
     const char* name;
@@ -24,6 +25,7 @@ struct Target {
 inline constexpr Target targets[] = {
     {"fz_open", openMovie},       {"fz_container", walkContainer}, {"fz_info", loadInfo},
     {"fz_attr", parseAttributes}, {"fz_modify", modifyMovie},      {"fz_api", useWriter},
+    {"fz_recover", recoverFile},
 };
 
 } // namespace zd::fuzz
