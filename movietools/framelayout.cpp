@@ -1,6 +1,7 @@
 #include <movietools/framelayout.h>
 
 #include <libdataio/imagefilelayout.h>
+#include <libdataio/imagereader.h>
 #include <libdataio/pixeltypes.h>
 
 #include <cmath>
@@ -151,6 +152,16 @@ QStringList guessFrameLayout(AttributeChunk& header, std::int64_t bytes)
     if (known.width == 0)
         set(key::width, guess->size.width);
     return guessed;
+}
+
+ZDImagePixelType sampleType(ImageReader& movie)
+{
+    ZDImagePixelType type = ZD_UNKNOWN;
+    int bits = 0;
+    if (movie.pixType(type) || !movie.pixBits(bits))
+        return type;
+    const ZDImagePixelType holding = GuessPixelType(ZD_GROUP_UNSIGNED_BITS, bits);
+    return bits > 0 && GetPixBits(holding) == 8 * movie.pixBytes() ? holding : ZD_UNKNOWN;
 }
 
 } // namespace zd::movietools

@@ -1,11 +1,16 @@
 #pragma once
 
 #include <libdataio/attributechunk.h>
+#include <libdataio/pixeltypes.h>
 
 #include <QStringList>
 
 #include <cstdint>
 #include <optional>
+
+namespace zd {
+class ImageReader;
+}
 
 /// What a header says of the frames' bytes.
 namespace zd::movietools {
@@ -18,5 +23,9 @@ std::optional<std::int64_t> frameBytes(const AttributeChunk& header);
 /// common: well-known frame sizes, squares, 16-bit samples. Values that are there stay. Returns the names of what it
 /// set; none when the header was complete, or contradicts every guess.
 QStringList guessFrameLayout(AttributeChunk& header, std::int64_t bytes);
+
+/// The type of a movie's samples; sample depths without a type of their own give the type that holds them. `ZD_UNKNOWN`
+/// when the header does not tell.
+ZDImagePixelType sampleType(ImageReader& movie);
 
 } // namespace zd::movietools

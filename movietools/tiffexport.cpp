@@ -2,6 +2,7 @@
 
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
+#include <movietools/framelayout.h>
 #include <movietools/joberror.h>
 #include <movietools/movieindex.h>
 #include <movietools/outputfile.h>
@@ -22,17 +23,6 @@ constexpr std::uint64_t bytesOfDirectory = 512;
 std::uint64_t stackBytes(std::uint64_t pages, std::uint64_t frameBytes, std::uint64_t descriptionBytes)
 {
     return pages * (frameBytes + bytesOfDirectory) + descriptionBytes + bytesOfDirectory;
-}
-
-// The pixel type of a movie; sample depths without a type of their own give the type that holds them.
-ZDImagePixelType typeOf(ImageReader& movie)
-{
-    ZDImagePixelType type = ZD_UNKNOWN;
-    int bits = 0;
-    if (movie.pixType(type) || !movie.pixBits(bits))
-        return type;
-    const ZDImagePixelType holding = GuessPixelType(ZD_GROUP_UNSIGNED_BITS, bits);
-    return bits > 0 && GetPixBits(holding) == 8 * movie.pixBytes() ? holding : ZD_UNKNOWN;
 }
 
 /// One export, from the first look at the movie to the finished stack.
@@ -115,7 +105,7 @@ void TiffExport::readPictureSize()
         refuse(
             QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(m_result.width).arg(m_result.height),
             advice);
-    m_result.type = typeOf(m_movie);
+    m_result.type = sampleType(m_movie);
     m_samples = tiffSamples(m_result.type);
     if (m_samples.channels == 0)
         refuse(QStringLiteral("does not say what its pixels are"), advice);

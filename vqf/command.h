@@ -14,12 +14,15 @@ enum class ExitCode : int {
     WrongUsage = 2,
     SomethingLost = 3, ///< done, but something was lost or damaged
     Interrupted = 130,
+    Different = 1, ///< of diff
+    Trouble = 2,   ///< of diff
 };
 
 /// One subcommand and what it runs once its arguments are parsed.
 struct Command {
     CLI::App* app;
     std::function<ExitCode()> run;
+    ExitCode failed = ExitCode::Failed; ///< what failures give, if 1 means something else
 };
 
 /// Arguments that do not go together. Thrown by `Command::run`; ends the program as wrong usage.
@@ -39,6 +42,14 @@ Command addOrderCommand(CLI::App& program);
 Command addCopyHeaderCommand(CLI::App& program);
 Command addAppendCommand(CLI::App& program);
 Command addReplaceCommand(CLI::App& program);
+Command addDiffCommand(CLI::App& program);
+Command addCutCommand(CLI::App& program);
+Command addJoinCommand(CLI::App& program);
+Command addSplitCommand(CLI::App& program);
+Command addListCommand(CLI::App& program);
+Command addFollowCommand(CLI::App& program);
+Command addAnonymizeCommand(CLI::App& program);
+Command addCompletionCommand(CLI::App& program);
 Command addVerifyCommand(CLI::App& program);
 Command addRecoverCommand(CLI::App& program);
 Command addChunksCommand(CLI::App& program);

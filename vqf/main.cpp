@@ -72,7 +72,17 @@ ExitCode run(const Command& command)
     } catch (const std::exception& error) {
         complain(QString::fromUtf8(error.what()));
     }
-    return ExitCode::Failed;
+    return command.failed;
+}
+
+// The same with all results out of the house.
+ExitCode runAndFlush(const Command& command)
+{
+    const ExitCode code = run(command);
+    if (flushResults())
+        return code;
+    complain(QStringLiteral("standard output: not everything could be written; free some space"));
+    return command.failed;
 }
 
 ExitCode parseAndRun(int argc, char** argv)
@@ -86,18 +96,20 @@ ExitCode parseAndRun(int argc, char** argv)
         addImportCommand(program),  addInfoCommand(program),       addFramesCommand(program),
         addExportCommand(program),  addThumbCommand(program),      addFibersCommand(program),
         addAttrCommand(program),    addOrderCommand(program),      addAppendCommand(program),
-        addReplaceCommand(program), addCopyHeaderCommand(program), addVerifyCommand(program),
-        addRecoverCommand(program), addChunksCommand(program),     addChecksumCommand(program)};
+        addReplaceCommand(program), addCopyHeaderCommand(program), addDiffCommand(program),
+        addVerifyCommand(program),  addRecoverCommand(program),    addChunksCommand(program),
+        addChecksumCommand(program)};
     for (const Command& command : commands)
         command.app->footer(command.app->get_footer() + settingsNote);
     try {
         program.parse(argc, argv);
     } catch (const CLI::ParseError& end) {
-        return answer(program, end);
+        const ExitCode code = answer(program, end);
+        return flushResults() ? code : ExitCode::Failed;
     }
     for (const Command& command : commands)
         if (program.got_subcommand(command.app))
-            return run(command);
+            return runAndFlush(command);
     return ExitCode::WrongUsage;
 }
 
@@ -107,10 +119,5 @@ int main(int argc, char** argv)
 {
     watchSignals();
     showRecordsOfTheLibrary();
-    ExitCode code = parseAndRun(argc, argv);
-    if (!flushResults() && code != ExitCode::WrongUsage) {
-        complain(QStringLiteral("standard output: not everything could be written; free some space"));
-        code = ExitCode::Failed;
-    }
-    return static_cast<int>(code);
+    return static_cast<int>(parseAndRun(argc, argv));
 }
