@@ -213,25 +213,26 @@ bool isInUse(int journalFD)
 
 } // namespace
 
-EditJournal::EditJournal(const QByteArray& path, int fd) : m_path(path), m_fd(fd) {}
+EditJournal::EditJournal(const QByteArray& path) : m_path(path) {}
 
 EditJournal::~EditJournal()
 {
-    systemCalls.close(m_fd);
+    if (m_fd != -1)
+        systemCalls.close(m_fd);
 }
 
 std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieFD, std::int64_t tailStart)
 {
     const QByteArray path = journalPath(movie);
-    const int fd = openFile(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-    if (fd == -1)
+    std::unique_ptr<EditJournal> journal(new EditJournal(path));
+    journal->m_fd = openFile(path.constData(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    if (journal->m_fd == -1)
         return nullptr;
-    std::unique_ptr<EditJournal> journal(new EditJournal(path, fd));
     try {
-        systemCalls.flock(fd, LOCK_EX | LOCK_NB);
+        systemCalls.flock(journal->m_fd, LOCK_EX | LOCK_NB);
         // A journal without its mark would be taken for another's file, and stay for ever.
-        writePiece(fd, 0, mark);
-        requireSettled(fd);
+        writePiece(journal->m_fd, 0, mark);
+        requireSettled(journal->m_fd);
         journal->m_length = mark.size();
         const std::int64_t length = fileLength(movieFD);
         journal->m_oldEnd = {length, hashOf(infoEndingAt(movieFD, length).value_or(QByteArray()))};

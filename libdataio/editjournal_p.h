@@ -57,13 +57,13 @@ public:
     void endIfWhole(int movieFD) noexcept;
 
 private:
-    EditJournal(const QByteArray& path, int fd);
+    explicit EditJournal(const QByteArray& path);
 
     void _keepPiece(int movieFD, std::int64_t offset, std::int64_t length);
     void _append(char kind, std::int64_t number, const QByteArray& bytes);
 
     QByteArray m_path;
-    int m_fd;
+    int m_fd = -1;
     std::int64_t m_length = 0;
     std::int64_t m_tailStart = 0;
     std::set<std::int64_t> m_kept; // offsets

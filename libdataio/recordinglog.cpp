@@ -126,20 +126,21 @@ std::unique_ptr<RecordingLog> RecordingLog::begin(const QString& movie)
 {
     const QByteArray path = logPath(movie);
     removeBeside(path, mark);
-    const int fd = openFile(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-    if (fd == -1)
+    std::unique_ptr<RecordingLog> log(new RecordingLog(path));
+    log->m_fd = openFile(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    if (log->m_fd == -1)
         return nullptr;
-    std::unique_ptr<RecordingLog> log(new RecordingLog(path, fd));
-    log->m_broken = writeBytesAt(fd, 0, mark).bytes != mark.size();
+    log->m_broken = writeBytesAt(log->m_fd, 0, mark).bytes != mark.size();
     log->m_length = mark.size();
     return log;
 }
 
-RecordingLog::RecordingLog(const QByteArray& path, int fd) : m_path(path), m_fd(fd) {}
+RecordingLog::RecordingLog(const QByteArray& path) : m_path(path) {}
 
 RecordingLog::~RecordingLog()
 {
-    systemCalls.close(m_fd);
+    if (m_fd != -1)
+        systemCalls.close(m_fd);
 }
 
 void RecordingLog::header(const AttributeChunk& header)

@@ -46,12 +46,12 @@ public:
     void end() noexcept;
 
 private:
-    RecordingLog(const QByteArray& path, int fd);
+    explicit RecordingLog(const QByteArray& path);
 
     void _append(char kind, const QByteArray& payload);
 
     QByteArray m_path;
-    int m_fd;
+    int m_fd = -1;
     std::int64_t m_length = 0;
     bool m_broken = false; // after a record that could not be written whole, nothing more would be read
 };
