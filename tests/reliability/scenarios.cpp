@@ -1,6 +1,5 @@
 #include <tests/reliability/scenarios.h>
 
-#include <libdataio/imagereader.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviewalk.h>
 
@@ -73,12 +72,12 @@ Step close()
 
 Step comment(bool journaled, const QString& text)
 {
+    AttributeChunk attributes;
+    attributes.parse(QString::fromStdString(headerText(movieToEdit())));
+    attributes.set(QStringLiteral("comment"), text);
     return {.kind = Step::Kind::Attributes,
             .run =
                 [=](ImageWriter& writer, const QString& movie) {
-                    AttributeChunk attributes;
-                    attributes.parse(QString::fromStdString(headerText(movieToEdit())));
-                    attributes.set(QStringLiteral("comment"), text);
                     writer.setJournaled(journaled);
                     writer.modifyAttribute(movie, attributes);
                 },
