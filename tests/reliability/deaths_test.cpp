@@ -1,4 +1,5 @@
 #include <tests/reliability/scenarios.h>
+#include <tests/reliability/sharedvalue.h>
 
 #include <libdataio/recordingremains.h>
 #include <tests/support/descriptor.h>
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -23,14 +23,6 @@ namespace zd {
 namespace {
 
 using namespace test;
-
-/// Memory that a process shares with its children.
-template <typename T>
-T& sharedValue()
-{
-    void* memory = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    return *new (memory) T;
-}
 
 class Deaths : public testing::Test {
 protected:

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#if DATAIO_OWN_MALLOC
+#if !DATAIO_SANITIZED
 #include <cerrno>
 #include <cstddef>
 
@@ -45,7 +45,7 @@ void resetPeak()
     mostBytes = bytes();
 }
 
-#if DATAIO_OWN_MALLOC
+#if !DATAIO_SANITIZED
 
 namespace {
 
@@ -103,7 +103,7 @@ bool MallocFault::struck() const
 
 } // namespace zd::test::heap
 
-#if DATAIO_OWN_MALLOC
+#if !DATAIO_SANITIZED
 
 // The whole family is replaced together, so that every block that is freed was counted.
 using namespace zd::test::heap;

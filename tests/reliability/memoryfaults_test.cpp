@@ -135,7 +135,7 @@ protected:
     const Stage m_stage;
 };
 
-#if DATAIO_OWN_MALLOC
+#if !DATAIO_SANITIZED
 using Kinds = testing::Types<NewFault, heap::MallocFault>;
 #else
 using Kinds = testing::Types<NewFault>;
