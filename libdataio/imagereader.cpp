@@ -11,6 +11,7 @@
 #include <libdataio/payloadreader_p.h>
 #include <libdataio/report_p.h>
 
+#include <common/iofileexception.h>
 #include <common/zdpalette.h>
 
 #include <QImage>
@@ -107,7 +108,27 @@ void ImageReader::open(const QString& path)
     _clean();
     m_fileName = path;
     m_file.openFile(path);
-    _loadInfo();
+    const std::unique_ptr<PayloadReader> info = _findInfo();
+    bool loaded = false;
+    try {
+        loaded = _load(*info) && info->endsFile(ZD_INFO_CHUNK);
+    } catch (const IOFileException&) {
+        if (info->endsFile(ZD_INFO_CHUNK))
+            throw;
+    }
+    // What was loaded while another program edited the movie is not to be trusted.
+    if (!loaded) {
+        _forget();
+        _reportMissingInfo(DATAIO_HERE);
+    }
+}
+
+/// Loads the info record and, through it, times and laser powers; false when the info record cannot be read.
+bool ImageReader::_load(PayloadReader& info)
+{
+    const auto next = [&info](std::size_t size) { return info.next(size); };
+    if (!m_info.load(static_cast<unsigned int>(info.left()), next))
+        return false;
     m_cursor = 0;
     if (const auto frames = m_info.find(ZD_FRAME_CHUNK); frames != m_info.end())
         m_frameCount = static_cast<std::int32_t>(frames->second.size());
@@ -117,6 +138,7 @@ void ImageReader::open(const QString& path)
         m_frameTimer.readFromChunkInfo(m_info);
     if (m_info.has(ZD_LASER_POWER_CHUNK))
         _loadLaserPowerChunk();
+    return true;
 }
 
 void ImageReader::reloadHeader()
@@ -124,7 +146,7 @@ void ImageReader::reloadHeader()
     const std::unique_ptr<PayloadReader> info = _findInfo();
     const auto size = static_cast<unsigned int>(info->left());
     const char* payload = size > 0 ? info->next(size) : "";
-    if (payload == nullptr)
+    if (payload == nullptr || !info->endsFile(ZD_INFO_CHUNK))
         _reportMissingInfo(DATAIO_HERE);
     m_info.clear();
     m_info.load(payload, size);
@@ -144,6 +166,11 @@ void ImageReader::close()
 void ImageReader::_clean()
 {
     close();
+    _forget();
+}
+
+void ImageReader::_forget()
+{
     m_info.clear();
     m_frameTimer.clear();
     m_laserPowers.clear();
@@ -164,16 +191,6 @@ void ImageReader::_reportMissingInfo(const LocationInfo& location) const
 {
     report::fail(logger, Library, "IR_MISSINFO",
                  QStringLiteral("File %1: missing info, bad file format.").arg(m_fileName), location);
-}
-
-void ImageReader::_loadInfo()
-{
-    const std::unique_ptr<PayloadReader> info = _findInfo();
-    const auto next = [&info](std::size_t size) { return info->next(size); };
-    if (m_info.load(static_cast<unsigned int>(info->left()), next))
-        return;
-    m_info.clear();
-    _reportMissingInfo(DATAIO_HERE);
 }
 
 void ImageReader::_loadFrameTimerChunk()

@@ -55,7 +55,8 @@ public:
     ~ImageReader(); ///< closes the file; a failure is dropped
 
     /// Opens a movie; what was open is closed first. Reports "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN",
-    /// "IR_MISSINFO" when the last chunk is no info chunk, and the damage that the layers below find.
+    /// "IR_MISSINFO" when the last chunk is no info chunk, and the damage that the layers below find. While another
+    /// program edits the movie "IR_MISSINFO" and "CHB_LFD_PARSE" mean that it is worth trying again.
     void open(const QString& path);
     /// Reads the header again from the open file; frame count, times and laser powers stay. Reports "IR_MISSINFO".
     void reloadHeader();
@@ -157,7 +158,8 @@ private:
     bool _seekChunk(ZDImageChunkType type, unsigned int index);
     std::unique_ptr<PayloadReader> _findInfo();
     [[noreturn]] void _reportMissingInfo(const LocationInfo& location) const;
-    void _loadInfo();
+    bool _load(PayloadReader& info);
+    void _forget();
     void _loadFrameTimerChunk();
     void _loadLaserPowerChunk();
     bool _needSwapping();

@@ -1,5 +1,6 @@
 #include <libdataio/payloadreader_p.h>
 
+#include <libdataio/chunkheader.h>
 #include <libdataio/systemcalls_p.h>
 
 #include <algorithm>
@@ -28,6 +29,17 @@ bool PayloadReader::next(void* target, std::size_t size)
     m_taken += ahead;
     m_left -= static_cast<std::int64_t>(size);
     return true;
+}
+
+bool PayloadReader::endsFile(unsigned int type) const
+{
+    char bytes[ChunkHeaderBase::encodedSize];
+    iovec piece{bytes, sizeof bytes};
+    const std::int64_t end = m_start + m_size;
+    ChunkEndHeader header;
+    return fileLength(m_fd) == end + std::int64_t{sizeof bytes} &&
+           readPieces(m_fd, &piece, 1, end).bytes == std::int64_t{sizeof bytes} && header.decode(bytes) &&
+           header.type() == type && header.size() == m_size;
 }
 
 /// Has `size` bytes that were not handed out, or more, at the start of the buffer.

@@ -3,7 +3,9 @@
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
+#include <libdataio/systemcalls_p.h>
 #include <tests/support/figure.h>
+#include <tests/support/longestcall.h>
 #include <tests/support/longrun.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/nosynchronisation.h>
@@ -15,11 +17,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <string_view>
 #include <vector>
 
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace zd {
@@ -30,6 +32,7 @@ using namespace test;
 using Clock = std::chrono::steady_clock;
 
 constexpr int readers = 8;
+constexpr unsigned int recordedFrames = 2;
 const std::vector<float> fibers{1, 2, 3, 4};
 constexpr int frameBytes = 64 * 48 * 2;
 
@@ -40,52 +43,13 @@ struct Board {
     std::atomic<int> opened = 0;
     std::atomic<int> refused = 0;
     std::atomic<std::int64_t> frames = 0;
-    std::atomic<std::int64_t> longestCall = 0;      // microseconds
-    std::atomic<std::int64_t> longestProcessor = 0; // the same of the processor's time
+    LongestCall longest;
 };
 
-std::int64_t microseconds(clockid_t clock)
-{
-    timespec now{};
-    clock_gettime(clock, &now);
-    return now.tv_sec * std::int64_t{1'000'000} + now.tv_nsec / 1000;
-}
-
-void raiseTo(std::atomic<std::int64_t>& most, std::int64_t value)
-{
-    std::int64_t before = most;
-    while (value > before && !most.compare_exchange_weak(before, value)) {
-    }
-}
-
-/// Notes how long a call takes, however it ends.
-class Stopwatch {
-public:
-    explicit Stopwatch(Board& board) : m_board(board) {}
-    Stopwatch(const Stopwatch&) = delete;
-    Stopwatch& operator=(const Stopwatch&) = delete;
-    ~Stopwatch()
-    {
-        raiseTo(m_board.longestCall, microseconds(CLOCK_MONOTONIC) - m_start);
-        raiseTo(m_board.longestProcessor, microseconds(CLOCK_PROCESS_CPUTIME_ID) - m_startProcessor);
-    }
-
-private:
-    Board& m_board;
-    const std::int64_t m_start = microseconds(CLOCK_MONOTONIC);
-    const std::int64_t m_startProcessor = microseconds(CLOCK_PROCESS_CPUTIME_ID);
-};
-
-template <typename Call>
-auto timed(Board& board, Call call)
-{
-    const Stopwatch watch(board);
-    return call();
-}
-
+/// Every other frame is black: its bytes make an empty index.
 std::string pixelsOf(unsigned int frame)
 {
-    return std::string(frameBytes, static_cast<char>(1 + frame % 100));
+    return std::string(frameBytes, static_cast<char>(frame % 2 == 0 ? 0 : 1 + frame % 100));
 }
 
 void setFormat(ImageWriter& writer)
@@ -96,6 +60,22 @@ void setFormat(ImageWriter& writer)
     writer.addRasterFiberContinuousIndexes(fibers);
 }
 
+void record(const QString& movie, unsigned int frames)
+{
+    ImageWriter writer;
+    writer.create(movie, false);
+    setFormat(writer);
+    for (unsigned int i = 0; i < frames; ++i)
+        writer.addFrame(pixelsOf(i).data(), 0.5F);
+    writer.close();
+}
+
+void append(ImageWriter& writer, unsigned int frame)
+{
+    const std::string pixels = pixelsOf(frame);
+    writer.addFrame(pixels.data(), 0.5F);
+}
+
 /// Frame 0 is replaced in every edit; all others keep what was recorded.
 void editOnce(const QString& movie, int edit)
 {
@@ -103,8 +83,7 @@ void editOnce(const QString& movie, int edit)
     writer.modify(movie);
     const std::string other(frameBytes, static_cast<char>(edit));
     writer.replaceFrame(other.data(), 0, 0.5F);
-    const std::string pixels = pixelsOf(static_cast<unsigned int>(2 + edit));
-    writer.addFrame(pixels.data(), 0.5F);
+    append(writer, recordedFrames + static_cast<unsigned int>(edit));
     writer.close();
 }
 
@@ -118,9 +97,12 @@ bool mayBeReported(const std::string& code)
 /// have been overwritten since the reader opened the movie: it is the right one or none.
 std::string brokenPromise(ImageReader& reader, Board& board)
 {
-    for (unsigned int i = 0; i < static_cast<unsigned int>(reader.nbFrames()); ++i) {
+    const auto frames = static_cast<unsigned int>(reader.nbFrames());
+    if (frames < recordedFrames)
+        return "frames are missing";
+    for (unsigned int i = 0; i < frames; ++i) {
         const void* data = nullptr;
-        if (!timed(board, [&] { return reader.getFrame(data, i); }) || reader.frameSize() != frameBytes)
+        if (!board.longest.timed([&] { return reader.getFrame(data, i); }) || reader.frameSize() != frameBytes)
             return "a frame is missing";
         if (i != 0 && pixelsOf(i) != std::string_view(static_cast<const char*>(data), frameBytes))
             return "a frame holds other pixels";
@@ -131,7 +113,7 @@ std::string brokenPromise(ImageReader& reader, Board& board)
         ++board.frames;
     }
     std::vector<float> found;
-    timed(board, [&] { reader.getRasterFiberContinuousIndexes(found, ImageReader::NoFiberFiltering); });
+    board.longest.timed([&] { reader.getRasterFiberContinuousIndexes(found, ImageReader::NoFiberFiltering); });
     const auto isClose = [](float a, float b) { return std::abs(a - b) < 0.01F; };
     if (!found.empty() && !std::equal(found.begin(), found.end(), fibers.begin(), fibers.end(), isClose))
         return "other fibres";
@@ -142,7 +124,7 @@ std::string watchOnce(const QString& movie, Board& board)
 {
     ImageReader reader;
     try {
-        timed(board, [&] { reader.open(movie); });
+        board.longest.timed([&] { reader.open(movie); });
         const std::string broken = brokenPromise(reader, board);
         ++board.opened;
         return broken;
@@ -171,14 +153,7 @@ TEST(ConcurrentReaders, SeeWholeFramesOrAreToldToTryAgain)
     const NoSynchronisation noSynchronisation;
     const TemporaryDirectory directory;
     const QString movie = directory.path("movie.vqf");
-    {
-        ImageWriter writer;
-        writer.create(movie, false);
-        setFormat(writer);
-        for (unsigned int i = 0; i < 2; ++i)
-            writer.addFrame(pixelsOf(i).data(), 0.5F);
-        writer.close();
-    }
+    record(movie, recordedFrames);
     Board& board = sharedValue<Board>();
     std::vector<pid_t> children;
     for (int i = 0; i < readers; ++i) {
@@ -199,10 +174,84 @@ TEST(ConcurrentReaders, SeeWholeFramesOrAreToldToTryAgain)
     figure("movies opened and read through", board.opened);
     figure("readers told to try again", board.refused);
     figure("frames delivered", board.frames);
-    figure("longest call, microseconds", board.longestCall);
-    figure("longest call, microseconds of the processor", board.longestProcessor);
-    EXPECT_LT(board.longestProcessor, 1'000'000);
-    EXPECT_EQ(ImageReader(movie).nbFrames(), 2 + board.edits);
+    figure("longest call, microseconds", board.longest.elapsed());
+    figure("longest call, microseconds of the processor", board.longest.processor());
+    EXPECT_LT(board.longest.processor(), 1'000'000);
+    EXPECT_EQ(ImageReader(movie).nbFrames(), static_cast<int>(recordedFrames) + board.edits);
+}
+
+/// Lets another program's edit come in before the n-th call of a reader to the system, while it lives.
+class Interruption {
+public:
+    Interruption(int at, std::function<void()> edit) : m_system(systemCalls)
+    {
+        callsLeft = at;
+        pending = std::move(edit);
+        real = m_system;
+        systemCalls.lseek = [](int fd, off_t offset, int whence) { return countedCall().lseek(fd, offset, whence); };
+        systemCalls.fstat = [](int fd, struct stat* out) { return countedCall().fstat(fd, out); };
+        systemCalls.preadv = [](int fd, const iovec* pieces, int count, off_t offset) {
+            return countedCall().preadv(fd, pieces, count, offset);
+        };
+    }
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+    ~Interruption() { systemCalls = m_system; }
+
+    static bool happened() { return callsLeft <= 0; }
+
+private:
+    static const SystemCalls& countedCall()
+    {
+        if (--callsLeft == 0) {
+            const SystemCalls counting = systemCalls;
+            systemCalls = real;
+            pending();
+            systemCalls = counting;
+        }
+        return real;
+    }
+
+    static inline int callsLeft = 0;
+    static inline std::function<void()> pending;
+    static inline SystemCalls real;
+    const SystemCalls m_system;
+};
+
+/// The same without chance: each edit comes in whole, or as far as to a cut or a covered tail, between any two calls.
+TEST(ConcurrentReaders, NoticeAnEditBetweenAnyTwoCalls)
+{
+    const NoSynchronisation noSynchronisation;
+    const TemporaryDirectory directory;
+    const QString movie = directory.path("movie.vqf");
+    ImageWriter writer;
+    unsigned int frames = recordedFrames;
+    const auto modify = [&] { writer.modify(movie); };
+    const std::function<void()> edits[] = {
+        modify,
+        [&] { modify(), append(writer, frames); },
+        [&] { modify(), append(writer, frames), writer.close(); },
+        [&] { modify(), append(writer, frames), append(writer, frames + 1), writer.close(); },
+        [&] { modify(), writer.replaceFrame(pixelsOf(0).data(), 0, 0.5F), writer.close(); },
+    };
+    Board board;
+    for (; frames < recordedFrames + 2; ++frames) {
+        for (const std::function<void()>& edit : edits) {
+            bool happened = true;
+            for (int n = 1; happened; ++n) {
+                SCOPED_TRACE(testing::Message() << frames << " frames, edit " << &edit - edits << ", call " << n);
+                record(movie, frames);
+                const Interruption interruption(n, edit);
+                EXPECT_EQ(watchOnce(movie, board), "");
+                happened = Interruption::happened();
+                writer.close();
+            }
+        }
+    }
+    figure("movies opened and read through", board.opened);
+    figure("readers told to try again", board.refused);
+    EXPECT_GT(board.opened, 20);
+    EXPECT_GT(board.refused, 10);
 }
 
 } // namespace
