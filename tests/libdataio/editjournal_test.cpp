@@ -5,12 +5,14 @@
 #include <libdataio/recordingremains.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
+#include <tests/support/figure.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/nosynchronisation.h>
 #include <tests/support/powerloss.h>
 #include <tests/support/report.h>
+#include <tests/support/sharedvalue.h>
 
 #include <gtest/gtest.h>
 
@@ -22,7 +24,6 @@
 #include <cstring>
 #include <functional>
 
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -172,8 +173,7 @@ protected:
     const std::string before = movieBefore();
     TemporaryDirectory m_directory;
     const QString m_path = m_directory.path("movie.vqf");
-    FrameCount& m_framesAppended =
-        *static_cast<int*>(mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    FrameCount& m_framesAppended = sharedValue<int>();
 };
 
 /// The frames that were saved, which must make a sound movie of the old header.
@@ -189,6 +189,7 @@ std::vector<std::string> rescuedFrames(const QString& path)
 
 TEST_F(Journal, AKilledEditLeavesTheOldMovieOrTheNew)
 {
+    int allDeaths = 0;
     for (const Edit& edit : allEdits()) {
         const std::string done = after(edit);
         int deaths = 0;
@@ -215,11 +216,14 @@ TEST_F(Journal, AKilledEditLeavesTheOldMovieOrTheNew)
             }
         }
         EXPECT_GT(deaths, 20) << edit.name;
+        allDeaths += deaths;
     }
+    figure("deaths", allDeaths);
 }
 
 TEST_F(Journal, APowerFailureLeavesTheOldMovieOrTheNew)
 {
+    int allDisks = 0;
     for (const Edit& edit : allEdits()) {
         const std::string done = after(edit);
         startAfresh();
@@ -254,7 +258,9 @@ TEST_F(Journal, APowerFailureLeavesTheOldMovieOrTheNew)
             }
         }
         EXPECT_GT(disks, 20) << edit.name;
+        allDisks += disks;
     }
+    figure("disks rebuilt", allDisks);
 }
 
 /// The movie after an edit of everything that died just before it was whole: all is written but the last byte.

@@ -4,10 +4,14 @@
 #include <movietools/recover.h>
 #include <movietools/recoverywriter_p.h>
 #include <movietools/verify.h>
+#include <tests/support/figure.h>
+#include <tests/support/longestcall.h>
 #include <tests/support/memoryfile.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
+#include <tests/support/residentmemory.h>
 #include <tests/support/samplemovies.h>
+#include <tests/support/sanitizers.h>
 
 #include <gmock/gmock.h>
 
@@ -26,12 +30,18 @@ using testing::ElementsAre;
 
 class Damage : public testing::Test {
 protected:
+    ~Damage() override
+    {
+        test::figure("longest call, milliseconds of the processor", longest.processor() / 1000);
+        EXPECT_LT(longest.processor(), 1'000'000);
+    }
+
     // "opens", or the code of what the reader reports.
     std::string open(const std::string& bytes)
     {
         memory.write(bytes);
         try {
-            ImageReader reader(memory.path());
+            longest.timed([this] { ImageReader(memory.path()); });
             return "opens";
         } catch (const IOFileException& report) {
             return report.code().toStdString();
@@ -41,7 +51,7 @@ protected:
     Condition conditionOf(const std::string& bytes)
     {
         memory.write(bytes);
-        return verifyMovie(memory.path()).condition;
+        return longest.timed([this] { return verifyMovie(memory.path()).condition; });
     }
 
     // The recovered movie; nothing when there is nothing to recover.
@@ -53,7 +63,7 @@ protected:
         options.movie = memory.path();
         options.output = output;
         try {
-            recoverMovie(options);
+            longest.timed([&] { recoverMovie(options); });
         } catch (const JobError&) {
             return "";
         }
@@ -64,10 +74,12 @@ protected:
     std::string recoverInMemory(const std::string& bytes)
     {
         memory.write(bytes);
-        const FileBytes source(memory.path());
-        const RecordingRemains remains;
-        const RecoveryPlan plan = planRecovery(RecoverySurvey(source, remains), remains, {});
-        writeRecovered(plan, source, written.path(), {});
+        longest.timed([this] {
+            const FileBytes source(memory.path());
+            const RecordingRemains remains;
+            const RecoveryPlan plan = planRecovery(RecoverySurvey(source, remains), remains, {});
+            writeRecovered(plan, source, written.path(), {});
+        });
         return test::readFile(written.path());
     }
 
@@ -75,6 +87,7 @@ protected:
     QString output = directory.path("recovered.vqf");
     test::MemoryFile memory;
     test::MemoryFile written;
+    test::LongestCall longest;
 };
 
 TEST_F(Damage, EveryPrefixGivesEveryCompleteFrame)
@@ -130,7 +143,11 @@ TEST_F(Damage, EveryHostileNumberIsFlaggedAndMended)
             EXPECT_EQ(recoverInMemory(mutant), movie) << field.offset << ": " << value;
         }
     }
+    const std::int64_t memoryOfProcess = test::residentMemory("VmHWM");
+    test::figure("hostile numbers, all flagged and mended", mutants);
+    test::figure("most memory of the process, in KiB", memoryOfProcess / 1024);
     EXPECT_EQ(mutants, 1224);
+    EXPECT_TRUE(DATAIO_SANITIZED || memoryOfProcess < 64 << 20);
 }
 
 /// What becomes of all changes of one byte in a part of the movie.

@@ -1,4 +1,4 @@
-#include <tests/reliability/sharedvalue.h>
+#include <tests/support/sharedvalue.h>
 
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>

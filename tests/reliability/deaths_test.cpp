@@ -1,9 +1,9 @@
 #include <tests/reliability/scenarios.h>
-#include <tests/reliability/sharedvalue.h>
 
 #include <libdataio/recordingremains.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
+#include <tests/support/figure.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/powerloss.h>
 
@@ -14,9 +14,7 @@
 
 #include <algorithm>
 
-#include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 namespace zd {
 
@@ -30,38 +28,6 @@ protected:
     {
         const Descriptor probe(m_stage.movie(), O_RDWR | O_CREAT);
         m_hasExtendedAttributes = fsetxattr(probe.get(), "user.probe", "1", 1, 0) == 0;
-    }
-
-    /// Runs the scenario in a process that is killed by `fault`; false when it ended before.
-    bool dies(const Scenario& scenario, const Fault& fault)
-    {
-        m_stage.prepare(scenario);
-        m_stepsDone = 0;
-        const pid_t child = fork();
-        if (child == 0) {
-            Faults faults(fault);
-            ImageWriter writer;
-            for (const Step& step : scenario.steps) {
-                step.run(writer, m_stage.movie());
-                m_stepsDone = m_stepsDone + 1;
-            }
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
-        return WIFSIGNALED(status);
-    }
-
-    /// Frames whose operation returned.
-    std::vector<std::string> recorded(const Scenario& scenario) const
-    {
-        std::vector<std::string> frames;
-        for (std::size_t i = 0; i < static_cast<std::size_t>(m_stepsDone); ++i) {
-            if (!scenario.steps[i].pixels.empty())
-                frames.push_back(scenario.steps[i].pixels);
-        }
-        return frames;
     }
 
     /// What is needed to make a movie of the frames again.
@@ -79,7 +45,7 @@ protected:
             return;
         EXPECT_EQ(remains.headerSource, RecordingRemains::HeaderSource::RecordingLog);
         EXPECT_EQ(remains.fiberCenters.size(), 4U);
-        ASSERT_GE(remains.frames.size(), recorded(scenario).size());
+        ASSERT_GE(remains.frames.size(), m_stage.recorded(scenario).size());
         for (const auto& [offset, known] : remains.frames) {
             EXPECT_EQ(known.time, (timeval{offset == 0 ? 1 : 2, 0}));
             EXPECT_EQ(known.laserPower, 0.5F);
@@ -88,7 +54,6 @@ protected:
 
     const Stage m_stage;
     bool m_hasExtendedAttributes = false;
-    volatile int& m_stepsDone = sharedValue<int>();
 };
 
 std::vector<Scenario> withoutJournal()
@@ -109,19 +74,19 @@ TEST_F(Deaths, NoFrameAndNoHeaderIsLost)
             bool died = true;
             for (int n = 1; died; ++n) {
                 SCOPED_TRACE(testing::Message() << scenario.name << ", call " << n << ", share " << int(share));
-                died = dies(scenario,
-                            {.at = n, .share = share, .among = partial ? call::writes : call::all, .deadly = true});
+                died = m_stage.dies(
+                    scenario, {.at = n, .share = share, .among = partial ? call::writes : call::all, .deadly = true});
                 deaths += died ? 1 : 0;
                 if (!QFile::exists(m_stage.movie()))
                     continue;
-                m_stage.expectNoFrameLost(scenario, recorded(scenario));
+                m_stage.expectNoFrameLost(scenario, m_stage.recorded(scenario));
                 expectHeaderKept(scenario);
                 EXPECT_TRUE(died || m_stage.file() == done);
                 ASSERT_FALSE(HasFailure());
             }
         }
     }
-    RecordProperty("deaths", deaths);
+    figure("deaths", deaths);
     EXPECT_GT(deaths, 300);
 }
 
@@ -163,6 +128,7 @@ TEST_F(Deaths, SynchronisedFramesSurviveAPowerFailure)
             ++disks;
         }
     }
+    figure("disks rebuilt", disks);
     EXPECT_GT(disks, 10);
 }
 

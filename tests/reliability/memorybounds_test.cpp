@@ -1,5 +1,5 @@
 #include <tests/reliability/heap.h>
-#include <tests/reliability/sharedvalue.h>
+#include <tests/support/sharedvalue.h>
 
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>

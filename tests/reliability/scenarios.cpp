@@ -9,6 +9,10 @@
 #include <QFile>
 
 #include <algorithm>
+#include <csignal>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace zd::test {
 
@@ -189,6 +193,36 @@ std::string Stage::result(const Scenario& scenario) const
         step.run(writer, m_movie);
     walkMovie(file());
     return file();
+}
+
+bool Stage::dies(const Scenario& scenario, const Fault& fault) const
+{
+    prepare(scenario);
+    m_stepsDone = 0;
+    const pid_t child = fork();
+    if (child == 0) {
+        Faults faults(fault);
+        ImageWriter writer;
+        for (const Step& step : scenario.steps) {
+            step.run(writer, m_movie);
+            m_stepsDone = m_stepsDone + 1;
+        }
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
+    return WIFSIGNALED(status);
+}
+
+std::vector<std::string> Stage::recorded(const Scenario& scenario) const
+{
+    std::vector<std::string> frames;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(m_stepsDone); ++i) {
+        if (!scenario.steps[i].pixels.empty())
+            frames.push_back(scenario.steps[i].pixels);
+    }
+    return frames;
 }
 
 void Stage::expectNoFrameLost(const Scenario& scenario, const std::vector<std::string>& recorded) const

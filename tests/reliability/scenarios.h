@@ -1,8 +1,10 @@
 #pragma once
 
 #include <libdataio/imagewriter.h>
+#include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/nosynchronisation.h>
+#include <tests/support/sharedvalue.h>
 
 #include <QString>
 #include <QStringList>
@@ -61,6 +63,10 @@ public:
     void prepare(const Scenario& scenario) const;
     /// The movie that the scenario makes when nothing fails.
     std::string result(const Scenario& scenario) const;
+    /// Runs the scenario in a process that is killed by `fault`; false when it ended before.
+    bool dies(const Scenario& scenario, const Fault& fault) const;
+    /// Frames whose operation returned before that death.
+    std::vector<std::string> recorded(const Scenario& scenario) const;
     /// Checks that the frames `recorded`, and those of the movie to edit, are there: in the movie or among what was
     /// rescued. Only frames that the scenario replaces may be the old ones, the new ones or, half done, neither.
     void expectNoFrameLost(const Scenario& scenario, const std::vector<std::string>& recorded) const;
@@ -71,6 +77,7 @@ private:
     TemporaryDirectory m_directory;
     const QString m_movie = m_directory.path("movie.vqf");
     const NoSynchronisation m_noSynchronisation;
+    volatile int& m_stepsDone = sharedValue<int>();
 };
 
 } // namespace zd::test

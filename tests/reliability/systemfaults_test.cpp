@@ -3,6 +3,7 @@
 #include <common/iofileexception.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
+#include <tests/support/figure.h>
 
 #include <gtest/gtest.h>
 
@@ -182,8 +183,8 @@ TEST_F(SystemFaults, AFailedOperationCanBeRepeated)
             }
         }
     }
-    RecordProperty("runs", runs);
-    RecordProperty("failures", failures);
+    figure("runs", runs);
+    figure("failed operations, all repeated", failures);
     EXPECT_GT(runs, 700);
     EXPECT_GT(failures, 700);
 }
@@ -211,12 +212,13 @@ TEST_F(SystemFaults, ARepetitionMayFailToo)
             }
         }
     }
-    RecordProperty("runs", runs);
+    figure("runs", runs);
     EXPECT_GT(runs, 1100);
 }
 
 TEST_F(SystemFaults, NoFrameIsLostWhenNothingWorksAnyMore)
 {
+    int runs = 0;
     for (const Scenario& scenario : allScenarios()) {
         const std::string done = m_stage.result(scenario);
         for (const int error : {ENOSPC, EIO}) {
@@ -236,9 +238,12 @@ TEST_F(SystemFaults, NoFrameIsLostWhenNothingWorksAnyMore)
                 EXPECT_TRUE(finished || restored || !scenario.onMovie || !scenario.journaled);
                 ASSERT_FALSE(HasFailure());
                 ASSERT_EQ(openDescriptors(), m_descriptors);
+                ++runs;
             }
         }
     }
+    figure("runs", runs);
+    EXPECT_GT(runs, 500);
 }
 
 } // namespace
