@@ -687,16 +687,28 @@ bool ImageReader::thumbnail(QImage& image, int maxWidth, int maxHeight, int fram
     return true;
 }
 
+/// The palette of the header, null when it has none. It is read again only when the header may have changed.
+const ZdPalette* ImageReader::_headerPalette()
+{
+    if (!m_info.unchangedSince(m_paletteRevision)) {
+        m_palette = std::make_unique<ZdPalette>();
+        if (!palette(*m_palette))
+            m_palette.reset();
+        m_paletteRevision = m_info.revision();
+    }
+    return m_palette.get();
+}
+
 QImage ImageReader::_thumbnail8(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry,
                                 detail::SampleRange range)
 {
     ZdPalette colors;
-    if (!palette(colors)) {
-        if (range == detail::SampleRange::Signed8)
-            colors.initSigned8();
-        else
-            colors.initUnsigned8();
-    }
+    if (const ZdPalette* stored = _headerPalette(); stored != nullptr)
+        colors = *stored;
+    else if (range == detail::SampleRange::Signed8)
+        colors.initSigned8();
+    else
+        colors.initUnsigned8();
     detail::limitCropRange(colors);
     const detail::ColorTable table =
         detail::buildColorTable(colors, range, {.lowest = true, .maskLevel = std::nullopt});
@@ -706,12 +718,15 @@ QImage ImageReader::_thumbnail8(const detail::FrameSamples& samples, const detai
 QImage ImageReader::_thumbnail16(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry)
 {
     ZdPalette colors;
-    if (!palette(colors))
+    if (const ZdPalette* stored = _headerPalette(); stored != nullptr)
+        colors = *stored;
+    else
         colors.initDefault();
     _stretch(colors, detail::measureContrast(samples));
-    const detail::ColorTable table =
-        detail::buildColorTable(colors, detail::SampleRange::Signed16, {.lowest = false, .maskLevel = getMaskLevel()});
-    return detail::renderRgb32(samples, geometry, table);
+    const detail::ColorTableMarks marks{.lowest = false, .maskLevel = getMaskLevel()};
+    return detail::renderRgb32(samples, geometry, [&](detail::ValueRange shown) {
+        return detail::buildColorTable(colors, detail::SampleRange::Signed16, marks, shown);
+    });
 }
 
 /// Stretches the palette over the contrast of the frame, and says where the two do not fit together.

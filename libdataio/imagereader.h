@@ -170,6 +170,7 @@ private:
     void _fibersInBundle(const float* fractions, std::size_t fibers, const detail::FiberFrame& frame,
                          std::vector<float>& out);
     void _warnNoDistortion() const;
+    const ZdPalette* _headerPalette();
     QImage _thumbnail8(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry,
                        detail::SampleRange range);
     QImage _thumbnail16(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry);
@@ -180,6 +181,8 @@ private:
     ChunkInfo m_info;
     bool m_swapping = false;                              // what the header says of the byte order ...
     std::uint64_t m_swappingRevision = ~std::uint64_t{0}; // ... at this revision
+    std::unique_ptr<ZdPalette> m_palette;                 // the header's, at this revision
+    std::uint64_t m_paletteRevision = ~std::uint64_t{0};
     FrameTimer m_frameTimer;
     std::int32_t m_cursor = 0;
     std::int32_t m_frameCount = 0;

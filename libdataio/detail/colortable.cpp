@@ -120,13 +120,23 @@ FillOrdinary fastestFill()
 }
 
 /// The entries of the values from `lowest` to `highest`, a power of two in number: that of value v lies at index
-/// v modulo the number. Fills may reach beyond the values.
+/// v modulo the number. Fills may reach beyond the values; what they do to values that are not wanted is left undone.
 class EntryRange {
 public:
-    EntryRange(QRgb* entries, std::int64_t lowest, std::int64_t highest, FillOrdinary fillOrdinary)
-        : m_entries(entries), m_lowest(lowest), m_highest(highest), m_fillOrdinary(fillOrdinary), m_defined(lowest - 1)
+    EntryRange(QRgb* entries, std::int64_t lowest, std::int64_t highest, FillOrdinary fillOrdinary,
+               ValueRange wanted = {})
+        : m_entries(entries),
+          m_lowest(lowest),
+          m_highest(highest),
+          m_firstWanted(std::max<std::int64_t>(lowest, wanted.lowest)),
+          m_lastWanted(std::min<std::int64_t>(highest, wanted.highest)),
+          m_fillOrdinary(fillOrdinary),
+          m_defined(lowest - 1)
     {
     }
+
+    std::int64_t firstWanted() const { return m_firstWanted; }
+    std::int64_t lastWanted() const { return m_lastWanted; }
 
     std::size_t indexOf(std::int64_t value) const
     {
@@ -182,8 +192,8 @@ private:
     template <typename FillPiece>
     void forPieces(std::int64_t start, std::int64_t end, FillPiece fillPiece)
     {
-        const std::int64_t first = std::max(start, m_lowest);
-        const std::int64_t last = std::min(end, m_highest);
+        const std::int64_t first = std::max(start, m_firstWanted);
+        const std::int64_t last = std::min(end, m_lastWanted);
         if (first <= std::min<std::int64_t>(last, -1))
             fillPiece(first, std::min<std::int64_t>(last, -1));
         if (std::max<std::int64_t>(first, 0) <= last)
@@ -207,6 +217,8 @@ private:
     QRgb* m_entries;
     std::int64_t m_lowest;
     std::int64_t m_highest;
+    std::int64_t m_firstWanted;
+    std::int64_t m_lastWanted;
     FillOrdinary m_fillOrdinary;
     std::int64_t m_defined;                            ///< all values up to this one are set
     std::int64_t m_remaining = std::int64_t{16} << 20; ///< entries that gradients may still fill
@@ -229,13 +241,13 @@ std::int32_t lastValueUpTo(float position)
 class TableBuilder {
 public:
     TableBuilder(const ZdPalette& palette, std::int32_t lowest, std::int32_t highest, FillOrdinary fillOrdinary,
-                 QRgb* table)
+                 ValueRange wanted, QRgb* table)
         : m_palette(palette),
           m_lowest(lowest),
           m_highest(highest),
           m_fillOrdinary(fillOrdinary),
           m_table(table),
-          m_entries(table, lowest, highest, fillOrdinary)
+          m_entries(table, lowest, highest, fillOrdinary, wanted)
     {
         limitCrop();
     }
@@ -310,7 +322,8 @@ private:
         m_entries.fill(m_high, m_highest, aboveColor());
         const auto width = static_cast<float>(std::int64_t{m_high} - m_low);
         const float lastColor = static_cast<float>(gradientColors - 1);
-        for (std::int64_t value = m_low; value < m_high; ++value) {
+        const std::int64_t end = std::min<std::int64_t>(m_high, m_entries.lastWanted() + 1);
+        for (std::int64_t value = std::max<std::int64_t>(m_low, m_entries.firstWanted()); value < end; ++value) {
             const double bent = m_palette.getTransfo()->value(static_cast<float>(value - m_low) / width);
             const std::int32_t index = toInt32(roundHalfEven(static_cast<float>(bent) * lastColor));
             m_table[m_entries.indexOf(value)] =
@@ -361,14 +374,15 @@ std::int32_t lowestOf(SampleRange range)
     return -32768;
 }
 
-ColorTable build(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, FillOrdinary fillOrdinary)
+ColorTable build(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, ValueRange wanted,
+                 FillOrdinary fillOrdinary)
 {
     if (palette.size() == 0)
         return {};
     const std::int32_t lowest = lowestOf(range);
     const std::int32_t entries = range == SampleRange::Signed16 ? 65536 : 256;
     ColorTable table(static_cast<std::size_t>(entries));
-    TableBuilder builder(palette, lowest, lowest + entries - 1, fillOrdinary, table.entries());
+    TableBuilder builder(palette, lowest, lowest + entries - 1, fillOrdinary, wanted, table.entries());
     builder.draw();
     if (marks.lowest)
         builder.mark(lowest);
@@ -379,16 +393,16 @@ ColorTable build(const ZdPalette& palette, SampleRange range, const ColorTableMa
 
 } // namespace
 
-ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks)
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, ValueRange wanted)
 {
-    return build(palette, range, marks, fastestFill());
+    return build(palette, range, marks, wanted, fastestFill());
 }
 
 namespace portable {
 
-ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks)
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks, ValueRange wanted)
 {
-    return build(palette, range, marks, fillOrdinaryPortable);
+    return build(palette, range, marks, wanted, fillOrdinaryPortable);
 }
 
 } // namespace portable

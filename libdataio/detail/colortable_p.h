@@ -3,6 +3,7 @@
 #include <QRgb>
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,12 @@ enum class SampleRange : int {
 struct ColorTableMarks {
     bool lowest = false;          ///< the lowest value of the range
     std::optional<int> maskLevel; ///< this value, modulo the number of entries
+};
+
+/// Sample values from `lowest` to `highest`.
+struct ValueRange {
+    int lowest = std::numeric_limits<int>::min();
+    int highest = std::numeric_limits<int>::max();
 };
 
 /// One colour for each value of a range of samples: that of value v at index v modulo the number of entries.
@@ -51,13 +58,17 @@ private:
 /// The palette's colour of every sample value; a table without entries for a palette without nodes. Colours are
 /// opaque; entries that no pair of nodes covers are 0.
 ///
+/// Only the entries of the values in `wanted` are computed; the others hold anything.
+///
 /// Any palette is safe: fills are limited to the range of the samples, whatever the crop range, and to 16 Mi
 /// entries for one table, after which further pairs of nodes are not drawn.
-ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks);
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
+                           ValueRange wanted = {});
 
 /// The same operation for any processor.
 namespace portable {
-ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks);
+ColorTable buildColorTable(const ZdPalette& palette, SampleRange range, const ColorTableMarks& marks,
+                           ValueRange wanted = {});
 } // namespace portable
 
 } // namespace zd::detail

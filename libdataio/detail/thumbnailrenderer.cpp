@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -161,6 +162,33 @@ private:
     std::array<std::int64_t, blockColumns> m_offsets;
 };
 
+/// The range of samples, each widened to 32 bits. There is at least one.
+ValueRange rangeOf(std::span<const std::int32_t> samples)
+{
+    constexpr std::size_t wordCount = 8;
+    using Words [[gnu::vector_size(wordCount * bytesPer16)]] = std::int16_t;
+    ValueRange range{samples.front(), samples.front()};
+    const auto take = [&range](int sample) {
+        range = {std::min(range.lowest, sample), std::max(range.highest, sample)};
+    };
+    // Compared by words of 16 bits, of which every other one is a sample and the rest are its sign: words are compared
+    // in one step, and twice as many at a time.
+    Words lowest = Words{} + static_cast<std::int16_t>(samples.front());
+    Words highest = lowest;
+    for (; samples.size() >= wordCount / 2; samples = samples.subspan(wordCount / 2)) {
+        Words words;
+        std::memcpy(&words, samples.data(), sizeof words);
+        lowest = words < lowest ? words : lowest;
+        highest = words > highest ? words : highest;
+    }
+    for (std::size_t lane = std::endian::native == std::endian::little ? 0 : 1; lane < wordCount; lane += 2) {
+        take(lowest[lane]);
+        take(highest[lane]);
+    }
+    std::ranges::for_each(samples, take);
+    return range;
+}
+
 } // namespace
 
 std::optional<ThumbnailGeometry> thumbnailGeometry(int width, int height, int maxWidth, int maxHeight)
@@ -230,21 +258,28 @@ QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geomet
     return picture;
 }
 
-QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table)
+QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry,
+                   const std::function<ColorTable(ValueRange shown)>& tableOf)
 {
     QImage picture(geometry.width, geometry.height, QImage::Format_RGB32);
     if (picture.isNull())
         return picture;
+    const float stepX = static_cast<float>(frame.width) / static_cast<float>(geometry.width);
+    const float stepY = static_cast<float>(frame.height) / static_cast<float>(geometry.height);
+    // The samples take the place of their colours until it is known which colours are needed.
+    Sampler<std::int32_t>(frame, stepX, stepY, picture).run(bytesPer16, 0, [](const char* sample) {
+        return std::int32_t{load16(sample)};
+    });
+    const std::span<std::int32_t> pixels(reinterpret_cast<std::int32_t*>(picture.bits()),
+                                         static_cast<std::size_t>(picture.sizeInBytes() / bytesPerPixel));
+    const ColorTable table = tableOf(rangeOf(pixels));
     if (table.size() != 65536) {
         picture.fill(opaqueBlack);
         return picture;
     }
-    const float stepX = static_cast<float>(frame.width) / static_cast<float>(geometry.width);
-    const float stepY = static_cast<float>(frame.height) / static_cast<float>(geometry.height);
     const QRgb* colors = table.data();
-    Sampler<QRgb>(frame, stepX, stepY, picture).run(bytesPer16, colors[0], [colors](const char* sample) {
-        return colors[static_cast<std::uint16_t>(load16(sample))];
-    });
+    for (std::int32_t& pixel : pixels)
+        pixel = static_cast<std::int32_t>(colors[static_cast<std::uint16_t>(pixel)]);
     return picture;
 }
 

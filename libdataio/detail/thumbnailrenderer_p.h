@@ -1,8 +1,11 @@
 #pragma once
 
+#include <libdataio/detail/colortable_p.h>
+
 #include <QImage>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 
@@ -62,8 +65,10 @@ void limitCropRange(ZdPalette& palette);
 /// not hold are opaque black. Null when there is no memory for the picture.
 QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table);
 
-/// Draws a frame of 16-bit samples as an RGB32 picture through a `table` of 65536 colours; with a table of any
-/// other size the picture is opaque black. Null when there is no memory for the picture.
-QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry, std::span<const QRgb> table);
+/// Draws a frame of 16-bit samples as an RGB32 picture through a table of 65536 colours, which `tableOf` makes for the
+/// range of samples that the picture shows; with a table of any other size the picture is opaque black. Null when there
+/// is no memory for the picture.
+QImage renderRgb32(const FrameSamples& frame, const ThumbnailGeometry& geometry,
+                   const std::function<ColorTable(ValueRange shown)>& tableOf);
 
 } // namespace zd::detail

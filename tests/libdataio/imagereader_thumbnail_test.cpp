@@ -152,6 +152,23 @@ TEST_F(Thumbnail, StretchesThePaletteOverTheContrast)
     EXPECT_EQ(thumbnailOf(pair(0x0001, 0x6400, "1"), 2, 1), thumbnailOf(pair(0x0100, 0x0064, "2"), 2, 1));
 }
 
+TEST_F(Thumbnail, AsksForThePaletteAgainWhenItMayHaveChanged)
+{
+    writeFile(m_path, withPalette(movieOf(frame16(40, 40, 100, {1000}), 40, 40, ZD_SHORT), "0", "1000").movie());
+    ImageReader reader(m_path);
+    const auto brightest = [&reader] {
+        QImage image;
+        EXPECT_TRUE(reader.thumbnail(image, 40, 40, 0));
+        return image.pixel(0, 0);
+    };
+    EXPECT_EQ(brightest(), qRgb(255, 0, 0));
+    EXPECT_EQ(brightest(), qRgb(255, 0, 0));
+    reader.attributeChunk().set(QStringLiteral("pal_n1_b"), 1);
+    EXPECT_EQ(brightest(), qRgb(255, 0, 255));
+    reader.attributeChunk().erase(QStringLiteral("pal_nbcols"));
+    EXPECT_EQ(brightest(), qRgb(255, 255, 255)) << "the default palette ends in white";
+}
+
 TEST_F(Thumbnail, TellsWhereContrastAndPaletteDoNotFit)
 {
     const std::string file = ",fileName=[" + m_path.toStdString() + "]";

@@ -43,6 +43,16 @@ std::vector<QRgb> table(const ZdPalette& colors, SampleRange range, const ColorT
     return {result.begin(), result.end()};
 }
 
+int lowestOf(SampleRange range)
+{
+    return range == SampleRange::Signed8 ? -128 : range == SampleRange::Unsigned8 ? 0 : -32768;
+}
+
+int highestOf(SampleRange range)
+{
+    return lowestOf(range) + (range == SampleRange::Signed16 ? 65535 : 255);
+}
+
 TEST(ColorTable, RampsCoverEachRange)
 {
     // The whole range of integers shrinks to that of the samples.
@@ -148,10 +158,8 @@ struct Reference {
 
     Reference(const ZdPalette& palette, SampleRange range)
         : p(palette),
-          lowest(range == SampleRange::Signed8     ? -128
-                 : range == SampleRange::Unsigned8 ? 0
-                                                   : -32768),
-          highest(lowest + (range == SampleRange::Signed16 ? 65535 : 255)),
+          lowest(lowestOf(range)),
+          highest(highestOf(range)),
           entries(static_cast<std::size_t>(highest - lowest + 1), 0),
           nodes(palette.begin(), palette.end()),
           lo(ceilOf(nodes.front())),
@@ -307,6 +315,14 @@ TEST(ColorTable, EveryPathGivesTheReference)
         const ColorTable portable = portable::buildColorTable(colors, range, {});
         ASSERT_EQ(std::vector<QRgb>(portable.begin(), portable.end()), expected) << round;
         ASSERT_EQ(table(colors, range), expected) << round;
+
+        const int first = palettes.number(-300, 300);
+        const ValueRange wanted{first, first + palettes.number(0, 200)};
+        const ColorTable partial = buildColorTable(colors, range, {}, wanted);
+        for (int v = std::max(wanted.lowest, lowestOf(range)); v <= std::min(wanted.highest, highestOf(range)); ++v) {
+            const std::size_t index = static_cast<std::size_t>(v) % expected.size();
+            ASSERT_EQ(partial[index], expected[index]) << round << ": " << v;
+        }
     }
 }
 

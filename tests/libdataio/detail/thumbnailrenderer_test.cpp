@@ -186,18 +186,28 @@ void expectReference(int width, int height, const ThumbnailGeometry& geometry)
         bytes.samples.bytes = held;
         words.samples.bytes = 2 * held + (held < pixels ? 1 : 0); // half a sample is none
         const QImage indexed = renderIndexed8(bytes.samples, geometry, std::span(table).first(256));
-        const QImage colored = renderRgb32(words.samples, geometry, table);
+        ValueRange shown;
+        const QImage colored = renderRgb32(words.samples, geometry, [&](ValueRange range) {
+            shown = range;
+            ColorTable copy(table.size());
+            std::ranges::copy(table, copy.entries());
+            return copy;
+        });
         ASSERT_EQ(indexed.format(), QImage::Format_Indexed8);
         ASSERT_EQ(indexed.colorTable(), QList<QRgb>(table.begin(), table.begin() + 256));
         ASSERT_EQ(colored.format(), QImage::Format_RGB32);
         for (const QImage& picture : {indexed, colored})
             ASSERT_EQ(picture.size(), QSize(geometry.width, geometry.height));
+        ValueRange expected{32767, -32768};
         for (int y = 0; y < geometry.height; ++y) {
             for (int x = 0; x < geometry.width; ++x) {
+                const auto sample = static_cast<std::int16_t>(words.at(x, y, stepX, stepY));
+                expected = {std::min<int>(expected.lowest, sample), std::max<int>(expected.highest, sample)};
                 ASSERT_EQ(indexed.pixel(x, y), black | bytes.at(x, y, geometry.scale, geometry.scale));
                 ASSERT_EQ(colored.pixel(x, y), black | words.at(x, y, stepX, stepY)) << x << ", " << y;
             }
         }
+        ASSERT_EQ(std::pair(shown.lowest, shown.highest), std::pair(expected.lowest, expected.highest));
     }
 }
 
@@ -211,7 +221,7 @@ TEST(ThumbnailPictures, EveryPixelShowsItsSample)
     expectReference(3, 3, {50, 50, 0.5F}); // reaches beyond the frame
 
     const RandomFrame frame(4, 4, 2);
-    const QImage uncolored = renderRgb32(frame.samples, {3, 2, 1}, {});
+    const QImage uncolored = renderRgb32(frame.samples, {3, 2, 1}, [](ValueRange) { return ColorTable(); });
     EXPECT_EQ(uncolored.pixel(0, 0), black);
     EXPECT_EQ(uncolored.pixel(2, 1), black);
     EXPECT_EQ(renderIndexed8(frame.samples, {3, 2, 1}, {}).colorTable(), QList<QRgb>(256, black));
