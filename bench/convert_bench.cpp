@@ -138,36 +138,60 @@ void sortFibers(benchmark::State& state)
 
 // --- Thumbnails
 
-QString pictureMovie()
+enum class Scene {
+    Picture, ///< values and noise as a camera of twelve bits gives them
+    Noise,   ///< every value of sixteen bits, as often as any other: the worst that can be
+};
+
+std::vector<char> samplesOf(Scene scene)
 {
-    static const QString path = [] {
-        const QString name = QString::fromStdString(Place::memory().path("pictures"));
-        ZdPalette palette;
-        palette.initDefault();
-        ImageWriter writer;
-        writer.create(name, true);
-        writer.width(side);
-        writer.height(side);
-        writer.pixType(ZD_USHORT);
-        writer.setPalette(palette);
-        writer.addFrame(noise(side * side * sizeof(std::uint16_t)).data(), 1.0F); // of every value
-        writer.close();
-        return name;
-    }();
+    constexpr std::size_t pixels = side * side;
+    std::vector<char> samples = noise(pixels * sizeof(std::uint16_t));
+    if (scene == Scene::Noise)
+        return samples;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const double x = static_cast<double>(i % side) / 40;
+        const double y = static_cast<double>(i / side) / 50;
+        const double light = 2000 + 1700 * std::sin(x) * std::cos(y) + 4 * std::abs(samples[2 * i]) % 200;
+        const auto value = static_cast<std::uint16_t>(light);
+        std::memcpy(samples.data() + sizeof value * i, &value, sizeof value);
+    }
+    return samples;
+}
+
+QString writePictureMovie(Scene scene)
+{
+    const QString path = QString::fromStdString(Place::memory().path(scene == Scene::Noise ? "noise" : "picture"));
+    ZdPalette palette;
+    palette.initDefault();
+    ImageWriter writer;
+    writer.create(path, true);
+    writer.width(side);
+    writer.height(side);
+    writer.pixType(ZD_USHORT);
+    writer.setPalette(palette);
+    writer.addFrame(samplesOf(scene).data(), 1.0F);
+    writer.close();
     return path;
 }
 
-void fetchFrame(benchmark::State& state)
+QString pictureMovie(Scene scene)
 {
-    ImageReader reader(pictureMovie());
+    static const QString paths[] = {writePictureMovie(Scene::Picture), writePictureMovie(Scene::Noise)};
+    return paths[static_cast<std::size_t>(scene)];
+}
+
+void fetchFrame(benchmark::State& state, Scene scene)
+{
+    ImageReader reader(pictureMovie(scene));
     const void* frame = nullptr;
     for (auto _ : state)
         benchmark::DoNotOptimize(reader.getFrame(frame, 0));
 }
 
-void makeThumbnail(benchmark::State& state)
+void makeThumbnail(benchmark::State& state, Scene scene)
 {
-    ImageReader reader(pictureMovie());
+    ImageReader reader(pictureMovie(scene));
     QImage image;
     for (auto _ : state)
         reader.thumbnail(image, boxWidth, boxHeight, 0);
@@ -175,32 +199,33 @@ void makeThumbnail(benchmark::State& state)
         state.SkipWithError("wrong thumbnail");
 }
 
-/// What a thumbnail costs a program with plain loops, the frame at hand: sampling, and with `table` the colours too.
-void makeScalarThumbnail(benchmark::State& state, bool table)
+/// What a thumbnail costs a program with plain loops: fetching the frame, sampling, and with `table` the colours too.
+void makeScalarThumbnail(benchmark::State& state, Scene scene, bool table)
 {
-    ImageReader reader(pictureMovie());
+    ImageReader reader(pictureMovie(scene));
     const void* frame = nullptr;
     ZdPalette palette;
     QImage wanted;
     if (!reader.thumbnail(wanted, boxWidth, boxHeight, 0) || !reader.getFrame(frame, 0) || !reader.palette(palette))
         throw std::runtime_error("no thumbnail");
-    const auto* samples = static_cast<const std::uint16_t*>(frame);
-    ScalarThumbnail thumbnail(samples, side, side, wanted.width(), wanted.height());
-    thumbnail.buildTable(palette);
+    ScalarThumbnail thumbnail(side, side, wanted.width(), wanted.height());
+    thumbnail.buildTable(static_cast<const std::uint16_t*>(frame), palette);
     QImage image;
     for (auto _ : state) {
+        reader.getFrame(frame, 0);
+        const auto* samples = static_cast<const std::uint16_t*>(frame);
         if (table)
-            thumbnail.buildTable(palette);
-        image = thumbnail.sample();
+            thumbnail.buildTable(samples, palette);
+        image = thumbnail.sample(samples);
     }
     if (image != wanted)
         state.SkipWithError("another picture than the library's");
 }
 
 template <typename Run>
-void add(const char* name, Run run)
+void add(const std::string& name, Run run)
 {
-    benchmark::RegisterBenchmark(name, run)->MinTime(0.05)->UseRealTime()->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark(name.c_str(), run)->MinTime(0.05)->UseRealTime()->Unit(benchmark::kMicrosecond);
 }
 
 const bool registered = [] {
@@ -219,10 +244,13 @@ const bool registered = [] {
     add("fibres/chunk/memory/memcpy", copyFibers);
     add("fibres/sorted/memory/std::sort", sortFibers);
 
-    add("thumbnail/576x576x16/tmpfs/DataIO", makeThumbnail);
-    add("thumbnail/576x576x16/tmpfs/fetch the frame", fetchFrame);
-    add("thumbnail/576x576x16/memory/sampling", [](benchmark::State& state) { makeScalarThumbnail(state, false); });
-    add("thumbnail/576x576x16/memory/scalar table", [](benchmark::State& state) { makeScalarThumbnail(state, true); });
+    for (const Scene scene : {Scene::Picture, Scene::Noise}) {
+        const std::string job = scene == Scene::Noise ? "thumbnail/576x576x16 noise/" : "thumbnail/576x576x16/";
+        add(job + "tmpfs/DataIO", [=](benchmark::State& state) { makeThumbnail(state, scene); });
+        add(job + "tmpfs/fetch the frame", [=](benchmark::State& state) { fetchFrame(state, scene); });
+        add(job + "tmpfs/sampling", [=](benchmark::State& state) { makeScalarThumbnail(state, scene, false); });
+        add(job + "tmpfs/scalar table", [=](benchmark::State& state) { makeScalarThumbnail(state, scene, true); });
+    }
     return true;
 }();
 

@@ -26,10 +26,8 @@ int scaledFloor(int pixel, float step)
 
 } // namespace
 
-ScalarThumbnail::ScalarThumbnail(const std::uint16_t* samples, int width, int height, int thumbnailWidth,
-                                 int thumbnailHeight)
-    : m_samples(samples),
-      m_width(width),
+ScalarThumbnail::ScalarThumbnail(int width, int height, int thumbnailWidth, int thumbnailHeight)
+    : m_width(width),
       m_height(height),
       m_thumbnailWidth(thumbnailWidth),
       m_thumbnailHeight(thumbnailHeight),
@@ -37,13 +35,13 @@ ScalarThumbnail::ScalarThumbnail(const std::uint16_t* samples, int width, int he
 {
 }
 
-void ScalarThumbnail::_stretch(ZdPalette& palette) const
+void ScalarThumbnail::_stretch(const std::uint16_t* samples, ZdPalette& palette) const
 {
     int minimum = 16383;
     int maximum = -16383;
     for (int row = m_height / 10; row < 9 * m_height / 10; row += 4) {
         for (int i = 0; i < 4 * m_width / 5 / 4; ++i) {
-            const auto sample = static_cast<std::int16_t>(m_samples[row * m_width + m_width / 10 + 4 * i]);
+            const auto sample = static_cast<std::int16_t>(samples[row * m_width + m_width / 10 + 4 * i]);
             maximum = std::max<int>(maximum, sample);
             if (sample > -16384)
                 minimum = std::min<int>(minimum, sample);
@@ -67,9 +65,9 @@ void ScalarThumbnail::_fill(int from, int to, const float* first, const float* l
     }
 }
 
-void ScalarThumbnail::buildTable(ZdPalette palette)
+void ScalarThumbnail::buildTable(const std::uint16_t* samples, ZdPalette palette)
 {
-    _stretch(palette);
+    _stretch(samples, palette);
     const auto lower = [&](const PalNode& node) {
         return static_cast<int>(std::ceil(palette.getValueScaled(node) - 0.0001));
     };
@@ -100,16 +98,19 @@ void ScalarThumbnail::buildTable(ZdPalette palette)
     m_table[0x8000] = qRgb(0, 0, 0);
 }
 
-QImage ScalarThumbnail::sample() const
+QImage ScalarThumbnail::sample(const std::uint16_t* samples) const
 {
     QImage image(m_thumbnailWidth, m_thumbnailHeight, QImage::Format_RGB32);
     const float stepX = static_cast<float>(m_width) / static_cast<float>(m_thumbnailWidth);
     const float stepY = static_cast<float>(m_height) / static_cast<float>(m_thumbnailHeight);
+    std::vector<int> columns(static_cast<std::size_t>(m_thumbnailWidth));
+    for (std::size_t x = 0; x < columns.size(); ++x)
+        columns[x] = scaledFloor(static_cast<int>(x), stepX);
     for (int y = 0; y < m_thumbnailHeight; ++y) {
         auto* line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        const std::uint16_t* row = m_samples + scaledFloor(y, stepY) * m_width;
-        for (int x = 0; x < m_thumbnailWidth; ++x)
-            line[x] = m_table[row[scaledFloor(x, stepX)]];
+        const std::uint16_t* row = samples + scaledFloor(y, stepY) * m_width;
+        for (const int column : columns)
+            *line++ = m_table[row[column]];
     }
     return image;
 }

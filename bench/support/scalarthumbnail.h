@@ -15,19 +15,17 @@ namespace zd::bench {
 /// against. Covers palettes without a transfer function and frames without a mask level.
 class ScalarThumbnail {
 public:
-    /// `samples` is borrowed.
-    ScalarThumbnail(const std::uint16_t* samples, int width, int height, int thumbnailWidth, int thumbnailHeight);
+    ScalarThumbnail(int width, int height, int thumbnailWidth, int thumbnailHeight);
 
     /// Measures the contrast of the frame, stretches the palette to it and computes the colour of every sample.
-    void buildTable(ZdPalette palette);
+    void buildTable(const std::uint16_t* samples, ZdPalette palette);
     /// Draws the picture through the table.
-    QImage sample() const;
+    QImage sample(const std::uint16_t* samples) const;
 
 private:
-    void _stretch(ZdPalette& palette) const;
+    void _stretch(const std::uint16_t* samples, ZdPalette& palette) const;
     void _fill(int from, int to, const float* first, const float* last);
 
-    const std::uint16_t* m_samples;
     int m_width;
     int m_height;
     int m_thumbnailWidth;
