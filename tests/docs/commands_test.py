@@ -1,0 +1,43 @@
+"""Runs every command of a document, in its order and in one folder, and compares what it prints.
+
+A block of "sh" must end well, and print what the block of "text" shows that follows it at once, if there is one.
+Usage: commands_test.py DOCUMENT VQF SIMULATE
+"""
+import difflib
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+BLOCK = re.compile(r"^```sh\n(.*?)^```\n(?:```text\n(.*?)^```\n)?", re.MULTILINE | re.DOTALL)
+
+
+def run(script, folder, vqf):
+    environment = dict(os.environ, PATH=os.path.dirname(vqf) + ":" + os.environ["PATH"], NO_COLOR="1")
+    return subprocess.run(["sh", "-e"], input=script, cwd=folder, env=environment, text=True, capture_output=True)
+
+
+def main():
+    document, vqf, simulate = sys.argv[1:]
+    found = BLOCK.findall(open(document, encoding="utf-8").read())
+    if not found:
+        sys.exit(f"{document}: no commands")
+    failures = 0
+    with tempfile.TemporaryDirectory() as folder:
+        ready = run(f"'{simulate}' m.vqf 12 && vqf export m.vqf -o beads.tif && rm m.vqf", folder, vqf)
+        if ready.returncode != 0:
+            sys.exit(f"no stack to begin with: {ready.stderr}")
+        for script, expected in found:
+            ended = run(script, folder, vqf)
+            if ended.returncode != 0 or (expected and ended.stdout != expected):
+                failures += 1
+                print(f"{script}ended with {ended.returncode}\n{ended.stderr}")
+                print("\n".join(difflib.unified_diff(expected.splitlines(), ended.stdout.splitlines(),
+                                                     "as told", "as printed", lineterm="")))
+    print(f"{len(found)} blocks of commands, {failures} wrong")
+    sys.exit(failures > 0)
+
+
+if __name__ == "__main__":
+    main()
