@@ -13,6 +13,7 @@ Variants of the same job are compared, wherever they come from.
 import argparse
 import datetime
 import json
+import math
 import os
 import platform
 import statistics
@@ -43,6 +44,8 @@ class Goal:
     def ratio(self, time_of):
         common = time_of(self.minus) if self.minus else 0
         ours, other = time_of(self.ours) - common, time_of(self.other) - common
+        if ours <= 0 or other <= 0:
+            return math.nan  # the machine was too restless to tell
         return other / ours if self.least else ours / other
 
     def evaluate(self, results):
@@ -178,21 +181,29 @@ def measure(options, rounds):
     return results, context, loads
 
 
+def in_order(results):
+    """Job, variant and result of every measured time: by job, the fastest first."""
+    measured = [(*name.rsplit("/", 1), result) for name, result in results.items() if not name.startswith("memory/")]
+    return sorted(measured, key=lambda entry: (entry[0], statistics.median(entry[2]["times"])))
+
+
 def print_table(results):
     header = f"{'job, frames, place':38}{'variant':26}{'median':>10}{'min':>10}{'max':>10}       times ours"
     print(header + "\n" + "-" * len(header))
-    for job in sorted({name.rsplit("/", 1)[0] for name in results if not name.startswith("memory/")}):
+    last = None
+    for job, variant, result in in_order(results):
+        if last not in (None, job):
+            print()
+        last = job
+        times = result["times"]
+        median = statistics.median(times)
         ours = results.get(f"{job}/{US}")
-        variants = sorted((statistics.median(result["times"]), name.rsplit("/", 1)[1], result)
-                          for name, result in results.items() if name.rsplit("/", 1)[0] == job)
-        for median, variant, result in variants:
-            times = result["times"]
-            ratio = ""
-            if ours is not None and variant != US:
-                each = [theirs / mine for theirs, mine in zip(times, ours["times"])]
-                ratio = f"{median / statistics.median(ours['times']):8.2f} ({min(each):.2f} to {max(each):.2f})"
-            print(f"{job:38}{variant:26}{median:10.4g}{min(times):10.4g}{max(times):10.4g} {result['unit']}{ratio}")
-        print()
+        ratio = ""
+        if ours is not None and variant != US:
+            each = [theirs / mine for theirs, mine in zip(times, ours["times"])]
+            ratio = f"{median / statistics.median(ours['times']):8.2f} ({min(each):.2f} to {max(each):.2f})"
+        print(f"{job:38}{variant:26}{median:10.4g}{min(times):10.4g}{max(times):10.4g} {result['unit']}{ratio}")
+    print()
 
 
 def print_goals(goals):
@@ -216,6 +227,31 @@ def print_memory(goals):
               f"{goal['later']:.1f} MiB more after the first twentieth   {'met' if goal['met'] else 'NOT MET'}")
 
 
+def write_markdown(path, results, goals, memory):
+    """The same as tables for a document."""
+    with open(path, "w") as out:
+        def row(*cells):
+            out.write("| " + " | ".join(str(cell) for cell in cells) + " |\n")
+
+        row("goal", "ratio", "single rounds", "")
+        row("---", "---", "---", "---")
+        for goal in goals:
+            row(goal["goal"], f"{goal['ratio']:.2f}", f"{goal['min']:.2f} to {goal['max']:.2f}",
+                "met" if goal["met"] else "**not met**")
+        for goal in memory:
+            row(f"{goal['goal']}, a reader's memory: ≤ {goal['limit']:.1f} MiB", f"{goal['peak']:.1f} MiB",
+                f"{goal['later']:.1f} MiB after the first twentieth", "met" if goal["met"] else "**not met**")
+        out.write("\n")
+        row("job, frames, place", "variant", "median", "min to max", "times ours")
+        row("---", "---", "---", "---", "---")
+        for job, variant, result in in_order(results):
+            median = statistics.median(result["times"])
+            ours = results.get(f"{job}/{US}")
+            ratio = "" if ours is None or variant == US else f"{median / statistics.median(ours['times']):.2f}"
+            row(job, variant, f"{median:.4g} {result['unit']}",
+                f"{min(result['times']):.4g} to {max(result['times']):.4g}", ratio)
+
+
 def parse_options():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("programs", help="folder of the benchmark programs")
@@ -226,6 +262,7 @@ def parse_options():
                         help="before each round, wait up to so long until nothing else runs")
     parser.add_argument("--also", action="append", default=[], metavar="PROGRAM", help="a program that joins the rounds")
     parser.add_argument("--json", default="bench-results.json", help="where the results go (default: %(default)s)")
+    parser.add_argument("--markdown", help="also write the tables to this file, for a document")
     parser.add_argument("--filter", help="only benchmarks whose name matches")
     return parser.parse_args()
 
@@ -239,6 +276,8 @@ def main():
     print_table(results)
     print_goals(goals)
     print_memory(memory)
+    if options.markdown:
+        write_markdown(options.markdown, results, goals, memory)
     with open(options.json, "w") as out:
         json.dump({"date": datetime.date.today().isoformat(), "system": platform.platform(), "rounds": rounds,
                    "others": loads, "context": context, "results": results, "goals": goals, "memory": memory},
