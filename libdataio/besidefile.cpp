@@ -1,8 +1,12 @@
 #include <libdataio/besidefile_p.h>
 
+#include <common/iofileexception.h>
+#include <libdataio/chunkheader.h>
+
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cerrno>
 
 #include <fcntl.h>
 
@@ -20,27 +24,47 @@ QString besidePath(const QString& movie, const QString& suffix)
 bool beginsAs(int fd, const QByteArray& mark)
 {
     struct stat status {};
-    if (systemCalls.fstat(fd, &status) == -1 || !S_ISREG(status.st_mode))
-        return false;
-    const QByteArray beginning = bytesAt(fd, 0, mark.size());
-    return beginning.size() == std::min<std::int64_t>(status.st_size, mark.size()) && mark.startsWith(beginning);
+    if (systemCalls.fstat(fd, &status) == -1)
+        ChunkHeaderBase::reportReadFailure(errno, DATAIO_HERE);
+    return S_ISREG(status.st_mode) && mark.startsWith(bytesAt(fd, 0, mark.size()));
 }
 
 void removeBeside(const QByteArray& path, const QByteArray& mark)
 {
-    const Descriptor file(openFile(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (file && beginsAs(file.get(), mark))
-        systemCalls.unlink(path.constData());
+    const Descriptor file(openFile(path.constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0));
+    try {
+        if (file && beginsAs(file.get(), mark))
+            remove(path, file.get());
+    } catch (const IOFileException&) {
+        // Whose it is cannot be read: it stays.
+    }
+}
+
+void remove(const QByteArray& path, int fd) noexcept
+{
+    if (systemCalls.unlink(path.constData()) == -1)
+        truncateFile(fd, 0);
+}
+
+std::int64_t lengthOf(int fd)
+{
+    const std::int64_t length = fileLength(fd);
+    if (length == -1)
+        ChunkHeaderBase::reportReadFailure(errno, DATAIO_HERE);
+    return length;
 }
 
 QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length)
 {
-    const std::int64_t held = fileLength(fd);
+    const std::int64_t held = lengthOf(fd);
     if (offset < 0 || length <= 0 || offset >= held)
         return {};
     QByteArray bytes(std::min(length, held - offset), Qt::Uninitialized);
     iovec piece{bytes.data(), static_cast<std::size_t>(bytes.size())};
-    bytes.truncate(readPieces(fd, &piece, 1, offset).bytes);
+    const Transfer transfer = readPieces(fd, &piece, 1, offset);
+    if (transfer.error != 0)
+        ChunkHeaderBase::reportReadFailure(transfer.error, DATAIO_HERE);
+    bytes.truncate(transfer.bytes);
     return bytes;
 }
 

@@ -15,11 +15,17 @@ namespace zd {
 QString besidePath(const QString& movie, const QString& suffix);
 
 /// Whether a regular file begins as `mark` does, however little of it was written: another's file is left alone.
+/// Reports "CHB_LDF_READ".
 bool beginsAs(int fd, const QByteArray& mark);
 /// Removes the file at `path` if it begins as `mark` does; symbolic links are not followed.
 void removeBeside(const QByteArray& path, const QByteArray& mark);
 
-/// `length` bytes from `offset`, or fewer where the file ends or fails.
+/// Removes the file at `path`, which is open for writing; when the system refuses, nothing is left in it.
+void remove(const QByteArray& path, int fd) noexcept;
+
+/// Length of a file. Reports "CHB_LDF_READ".
+std::int64_t lengthOf(int fd);
+/// `length` bytes from `offset`, or fewer where the file ends. Reports "CHB_LDF_READ".
 QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length);
 /// Writes all the bytes at `offset`; what was moved, and the error that stopped it.
 Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes);

@@ -93,7 +93,7 @@ std::optional<QByteArray> infoEndingAt(int fd, std::int64_t end)
 /// the new one is torn, unless the length shows that somebody has put another movie here.
 bool isWhole(int movieFD, const MovieEnd& oldEnd, const std::optional<MovieEnd>& newEnd)
 {
-    const std::int64_t length = fileLength(movieFD);
+    const std::int64_t length = lengthOf(movieFD);
     const std::optional<QByteArray> info = infoEndingAt(movieFD, length);
     if (!info || !newEnd)
         return info.has_value();
@@ -208,7 +208,18 @@ void writeBack(int movieFD, int journalFD, const JournalContent& content)
 /// Whether another edit holds the journal. Where files cannot be locked nobody can tell.
 bool isInUse(int journalFD)
 {
-    return systemCalls.flock(journalFD, LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK;
+    return lockFile(journalFD) == -1 && errno == EWOULDBLOCK;
+}
+
+/// Opens a file that need not be there, or not for this program. Any other failure is reported: an edit must not begin
+/// while it is not known whether another one has to be undone.
+int openIfThere(const QByteArray& path, int flags)
+{
+    const int fd = openFile(path.constData(), O_RDWR | O_NONBLOCK | flags, 0);
+    constexpr int absent[] = {ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, ENXIO, EACCES, EPERM, EROFS};
+    if (fd == -1 && std::find(std::begin(absent), std::end(absent), errno) == std::end(absent))
+        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+    return fd;
 }
 
 } // namespace
@@ -234,7 +245,7 @@ std::unique_ptr<EditJournal> EditJournal::begin(const QString& movie, int movieF
         writePiece(journal->m_fd, 0, mark);
         requireSettled(journal->m_fd);
         journal->m_length = mark.size();
-        const std::int64_t length = fileLength(movieFD);
+        const std::int64_t length = lengthOf(movieFD);
         journal->m_oldEnd = {length, hashOf(infoEndingAt(movieFD, length).value_or(QByteArray()))};
         journal->m_tailStart = tailStart;
         journal->_keepPiece(movieFD, tailStart, length - tailStart);
@@ -284,7 +295,7 @@ void EditJournal::_append(char kind, std::int64_t recordNumber, const QByteArray
 
 void EditJournal::end() noexcept
 {
-    systemCalls.unlink(m_path.constData());
+    remove(m_path, m_fd);
 }
 
 void EditJournal::endIfWhole(int movieFD) noexcept
@@ -307,23 +318,26 @@ void EditJournal::undo(int movieFD)
 bool EditJournal::restore(const QString& movie)
 {
     const QByteArray path = journalPath(movie);
-    const Descriptor journal(openFile(path.constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0));
+    const Descriptor journal(openIfThere(path, O_NOFOLLOW));
     if (!journal || !beginsAs(journal.get(), mark) || isInUse(journal.get()))
         return false;
     const std::optional<JournalContent> content = readJournal(journal.get());
     // Its edit died before it was complete, and so before the movie changed.
     if (!content) {
-        systemCalls.unlink(path.constData());
+        remove(path, journal.get());
         return false;
     }
-    const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDWR | O_NONBLOCK, 0));
-    if (!file || fileLength(file.get()) < content->tail.number)
+    const Descriptor file(openIfThere(report::systemPath(movie), 0));
+    if (!file)
         return false;
     const bool undone = !isWhole(file.get(), content->oldEnd, content->newEnd);
+    if (undone && lengthOf(file.get()) < content->tail.number)
+        return false;
     if (undone) {
         rescueFrames(movie, file.get(), content->tail.number, infoOfTail(content->tail.bytes));
         writeBack(file.get(), journal.get(), *content);
     }
+    remove(path, journal.get());
     RecordingRemains::remove(movie);
     return undone;
 }

@@ -7,6 +7,8 @@
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
 
+#include <common/iofileexception.h>
+
 #include <QtEndian>
 
 #include <bit>
@@ -187,9 +189,9 @@ RecordingRemains RecordingLog::contentOf(const QString& movie)
 {
     RecordingRemains remains;
     const Descriptor log(openFile(logPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (!log)
+    if (!log || !beginsAs(log.get(), mark))
         return remains;
-    const QByteArray bytes = bytesAt(log.get(), 0, fileLength(log.get()));
+    const QByteArray bytes = bytesAt(log.get(), 0, lengthOf(log.get()));
     if (!bytes.startsWith(mark))
         return remains;
     remains.hasLog = true;
@@ -212,8 +214,17 @@ void RecordingLog::discard(const QString& movie)
 
 RecordingRemains RecordingRemains::of(const QString& movie)
 {
-    RecordingRemains remains = RecordingLog::contentOf(movie);
-    EditJournal::addTo(remains, movie);
+    RecordingRemains remains;
+    try {
+        remains = RecordingLog::contentOf(movie);
+    } catch (const IOFileException&) {
+        // What cannot be read counts as absent.
+    }
+    try {
+        EditJournal::addTo(remains, movie);
+    } catch (const IOFileException&) {
+        // The same.
+    }
     const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
     const QByteArray text = file ? readHeaderAttribute(file.get()) : QByteArray();
     remains.hasExtendedAttribute = !text.isEmpty();
