@@ -123,6 +123,9 @@ std::vector<Kind> allKinds()
     std::vector<Kind> kinds{{.fault = {.error = EINTR, .among = interruptible}, .harmless = true}};
     for (const Share share : {Share::OneByte, Share::Half, Share::AllButOne})
         kinds.push_back({.fault = {.error = 0, .share = share, .among = call::transfers}, .harmless = true});
+    // A write that moves nothing and says nothing.
+    for (const bool lasting : {false, true})
+        kinds.push_back({.fault = {.error = 0, .lasting = lasting, .among = call::writes}});
     // Calls that may fail although they took effect. Of the others no system says so.
     constexpr Calls doubtful = call::all & ~(call::open | call::duplicate | call::truncate);
     for (const int error : {ENOSPC, EIO, EDQUOT, EFBIG}) {
