@@ -326,8 +326,9 @@ bool ImageReader::_turnFrame(char* samples, std::int64_t& bytes)
     const int sampleBytes = pixBytes();
     if (!isTurned(sampleBytes))
         return true;
-    m_frameSize = _turnedFrameBytes(sampleBytes);
-    if (m_frameSize == 0)
+    const std::int64_t whole = _turnedFrameBytes(sampleBytes);
+    m_frameSize = std::min(m_frameSize, whole);
+    if (whole == 0)
         return false;
     bytes = turnSamples(samples, samples, std::min(bytes, m_frameSize), sampleBytes);
     return true;

@@ -107,16 +107,16 @@ public:
     bool getFrame(const void*& data, unsigned int index);
     /// Reads frame `index` into the caller's memory, without another buffer: its first `size` bytes, turned as by
     /// `getFrame`; bytes of `out` behind the frame become 0. False, with `out` not defined, for a negative
-    /// `size` and where `getFrame` gives false or a null pointer. Moves the cursor as `getFrame`; `frameSize` then is the
-    /// length of the whole frame. `out` needs no alignment, and may be null for a `size` of 0, which only checks that
-    /// the frame is there. Reports as `getFrame`.
+    /// `size` and where `getFrame` gives false or a null pointer. Moves the cursor as `getFrame`; `frameSize` then tells
+    /// how many bytes of the frame there are. `out` needs no alignment, and may be null for a `size` of 0, which only
+    /// looks whether the frame is there. Reports as `getFrame`.
     bool readFrame(unsigned int index, void* out, std::int64_t size);
     /// Delivers the frame at the cursor and moves the cursor on, also when that fails.
     bool nextFrame(const void*& data);
     bool rewind(); ///< sets the cursor to 0; always true
-    /// Bytes at the pointer that was delivered last, or of the frame that was read; 0 before any frame and for a null
-    /// pointer. Behind a frame that `getFrame` delivers and that is shorter than the header says zeros follow up to that
-    /// size, when it is at most 64 MiB.
+    /// Bytes at the pointer that was delivered last; 0 before any frame and for a null pointer. Behind a frame that
+    /// `getFrame` delivers and that is shorter than the header says zeros follow up to that size, when it is at most
+    /// 64 MiB. After `readFrame`, the bytes that the file holds of that frame.
     std::int64_t frameSize() const;
 
     /// The time of the frame at the cursor, or of a given frame.

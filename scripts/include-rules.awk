@@ -8,6 +8,7 @@ BEGIN {
     folder["movietools"] = "libdataio common log"
     folder["vqf"] = "movietools libdataio common log"
     folder["desktop"] = "movietools libdataio common log"
+    folder["python"] = "movietools libdataio common log"
     folder["examples"] = "libdataio common log"
     everything = "log common libdataio movietools vqf desktop tests private"
     folder["tests"] = everything
@@ -20,12 +21,13 @@ BEGIN {
     confine("tiff", "movietools tests bench examples")
     confine("zlib", "movietools tests bench")
     confine("CLI/", "vqf")
+    confine("pybind11/", "python")
     confine("gtest/", "tests")
     confine("gmock/", "tests")
     confine("benchmark/", "bench")
     confine("hdf5", "bench")
     confine("H5", "bench")
-    confine("QImage", "libdataio movietools vqf desktop tests bench fuzz examples")
+    confine("QImage", "libdataio movietools vqf desktop python tests bench fuzz examples")
 
     # Groups of files inside libdataio, and the groups each may include besides itself.
     group("system", "systemcalls")

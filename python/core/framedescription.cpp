@@ -1,0 +1,45 @@
+#include <python/core/framedescription.h>
+
+#include <libdataio/imagereader.h>
+#include <movietools/framelayout.h>
+#include <movietools/joberror.h>
+
+namespace zd::python {
+
+FrameFormat frameFormat(ImageReader& movie, const QString& path)
+{
+    FrameFormat format;
+    if (!movie.width(format.width) || !movie.height(format.height) || format.width <= 0 || format.height <= 0)
+        throw movietools::JobError{path, QStringLiteral("does not say how large its frames are"), {}, {}};
+    const std::int64_t pixels = std::int64_t{format.width} * format.height;
+    if (pixels > static_cast<std::int64_t>(layout::largestSizeLimit))
+        throw movietools::JobError{
+            path,
+            QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(format.width).arg(format.height),
+            {},
+            {}};
+    format.type = movietools::sampleType(movie);
+    if (GetPixBits(format.type) == 0)
+        throw movietools::JobError{path, QStringLiteral("does not say what its pixels are"), {}, {}};
+    format.swapped = layout::needsSwapping(movie.endian());
+    return format;
+}
+
+std::vector<std::int64_t> frameTimes(ImageReader& movie)
+{
+    std::vector<std::int64_t> times(static_cast<std::size_t>(movie.nbFrames()), noTime);
+    timeval time;
+    for (std::size_t i = 0; i < times.size() && movie.getFrameTiming(static_cast<unsigned>(i), time); ++i)
+        times[i] = std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
+    return times;
+}
+
+std::vector<float> laserPowers(ImageReader& movie)
+{
+    std::vector<float> powers(static_cast<std::size_t>(movie.nbFrames()), std::numeric_limits<float>::quiet_NaN());
+    for (std::size_t i = 0; i < powers.size(); ++i)
+        movie.getLaserPower(static_cast<unsigned>(i), powers[i]);
+    return powers;
+}
+
+} // namespace zd::python

@@ -1,0 +1,236 @@
+#include <python/core/moviewriter.h>
+
+#include <common/zdpalette.h>
+#include <libdataio/attributepaletteadaptor.h>
+#include <libdataio/imagereader.h>
+#include <movietools/attributerules.h>
+#include <movietools/joberror.h>
+#include <python/core/arrays.h>
+#include <python/core/headervalues.h>
+#include <python/core/textcaster.h>
+
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <array>
+
+namespace zd::python {
+
+namespace py = pybind11;
+
+namespace {
+
+/// Seconds and microseconds of a time that the caller has checked.
+timeval timeOf(std::int64_t microseconds)
+{
+    constexpr std::int64_t second = 1'000'000;
+    const std::int64_t rest = (microseconds % second + second) % second;
+    return {static_cast<std::int32_t>((microseconds - rest) / second), static_cast<std::int32_t>(rest)};
+}
+
+const void* samplesOf(const py::array& frame, const FrameFormat& format)
+{
+    const std::int64_t bytes = std::int64_t{format.width} * format.height * (GetPixBits(format.type) / 8);
+    if ((frame.flags() & py::array::c_style) == 0 || frame.nbytes() != bytes)
+        throw py::value_error("a frame is a whole array in C order");
+    return frame.data();
+}
+
+} // namespace
+
+std::unique_ptr<MovieWriter> MovieWriter::create(const QString& path, const FrameFormat& format, bool autotime,
+                                                 bool keepLog)
+{
+    std::unique_ptr<MovieWriter> movie(new MovieWriter);
+    movie->m_format = format;
+    movie->exclusively([&](ImageWriter& writer) {
+        writer.create(path, autotime);
+        writer.width(format.width);
+        writer.height(format.height);
+        writer.pixType(format.type);
+        writer.setRecordingLog(keepLog);
+    });
+    return movie;
+}
+
+std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
+{
+    std::unique_ptr<MovieWriter> movie(new MovieWriter);
+    movie->exclusively([&](ImageWriter&) {
+        ImageWriter::undoInterruptedEdit(path);
+        ImageReader before;
+        movietools::openMovie(before, path);
+        movie->m_timesBefore = frameTimes(before);
+        movie->m_powersBefore = laserPowers(before);
+        try {
+            movie->m_format = frameFormat(before, path);
+        } catch (const movietools::JobError&) {
+            // Without a format the header can be changed all the same.
+        }
+        before.close();
+        movie->m_edit = std::make_unique<movietools::MovieEdit>(path);
+    });
+    return movie;
+}
+
+void MovieWriter::append(const py::array& frame, const std::optional<std::int64_t>& time, float laserPower)
+{
+    const void* samples = samplesOf(frame, m_format.value_or(FrameFormat{}));
+    const auto size = static_cast<int>(frame.nbytes());
+    exclusively([&](ImageWriter& writer) {
+        if (time)
+            writer.addFrame(samples, size, timeOf(*time), laserPower);
+        else
+            writer.addFrame(samples, size, laserPower);
+    });
+}
+
+void MovieWriter::replace(unsigned int index, const py::array& frame, const std::optional<std::int64_t>& time,
+                          float laserPower)
+{
+    const void* samples = samplesOf(frame, m_format.value_or(FrameFormat{}));
+    exclusively([&](ImageWriter& writer) {
+        if (time)
+            writer.replaceFrame(samples, index, timeOf(*time), laserPower);
+        else
+            writer.replaceFrame(samples, index, laserPower);
+    });
+}
+
+void MovieWriter::close()
+{
+    exclusively([this](ImageWriter& writer) {
+        if (m_edit)
+            m_edit->commit();
+        else
+            writer.close();
+    });
+}
+
+bool MovieWriter::rollBack()
+{
+    return exclusively([](ImageWriter& writer) { return writer.rollBack(); });
+}
+
+template <typename Value>
+void MovieWriter::setAttribute(const QString& name, Value value)
+{
+    exclusively([&](ImageWriter& writer) { writer.attribute(name, value); });
+}
+
+/// Why the attribute cannot be set by hand; empty when it can.
+QString MovieWriter::storageProblem(const QString& name, const QString& value)
+{
+    if (movietools::describesFrames(name))
+        return QStringLiteral("follows from the frames");
+    return movietools::whyNotStorable(name, value);
+}
+
+void MovieWriter::setFibers(const py::array_t<float, py::array::c_style>& centers)
+{
+    const std::vector<float> list(centers.data(), centers.data() + centers.size());
+    exclusively([&](ImageWriter& writer) { writer.addRasterFiberContinuousIndexes(list); });
+}
+
+std::optional<py::tuple> MovieWriter::palette()
+{
+    ZdPalette palette;
+    const bool known = exclusively([&](ImageWriter& writer) {
+        return AttributePaletteAdaptor::attributesToPalette(writer.attributeChunk(), palette, QString());
+    });
+    return known ? std::optional(paletteTuple(palette)) : std::nullopt;
+}
+
+std::optional<py::tuple> MovieWriter::boundingBox()
+{
+    namespace key = layout::key;
+    constexpr std::array names{key::boxMinX, key::boxMinY, key::boxMaxX, key::boxMaxY};
+    std::array<float, 4> box{};
+    const bool known = exclusively([&](ImageWriter& writer) {
+        const AttributeChunk& header = writer.attributeChunk();
+        return std::equal(names.begin(), names.end(), box.begin(),
+                          [&](QLatin1StringView name, float& side) { return header.get(name, side); });
+    });
+    return known ? std::optional(py::make_tuple(box[0], box[1], box[2], box[3])) : std::nullopt;
+}
+
+void MovieWriter::define(py::module_& module)
+{
+    py::class_<MovieWriter>(module, "Writer")
+        .def_static(
+            "create",
+            [](const QString& path, int width, int height, int type, bool autotime, bool keepLog) {
+                return create(path, {width, height, static_cast<ZDImagePixelType>(type), false}, autotime, keepLog);
+            },
+            py::arg("path"), py::arg("width"), py::arg("height"), py::arg("type"), py::arg("autotime"),
+            py::arg("recording_log"))
+        .def_static("modify", &MovieWriter::modify, py::arg("path"))
+        .def("format",
+             [](const MovieWriter& self) -> py::object {
+                 if (!self.m_format)
+                     return py::none();
+                 return py::make_tuple(self.m_format->width, self.m_format->height,
+                                       static_cast<int>(self.m_format->type), self.m_format->swapped);
+             })
+        .def("times_before", [](const MovieWriter& self) { return toArray(self.m_timesBefore); })
+        .def("laser_powers_before", [](const MovieWriter& self) { return toArray(self.m_powersBefore); })
+        .def("append", &MovieWriter::append, py::arg("frame").noconvert(), py::arg("time"), py::arg("laser_power"))
+        .def("replace", &MovieWriter::replace, py::arg("index"), py::arg("frame").noconvert(), py::arg("time"),
+             py::arg("laser_power"))
+        .def("sync",
+             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.sync(); }); })
+        .def("close", &MovieWriter::close)
+        .def("roll_back", &MovieWriter::rollBack)
+        .def("is_open",
+             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.isOpen(); }); })
+        .def("room_left",
+             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.roomLeft(); }); })
+        .def("attributes",
+             [](MovieWriter& self) {
+                 return attributesOf(self.exclusively([](ImageWriter& writer) { return writer.attributeChunk(); }));
+             })
+        .def_static("storage_problem", &MovieWriter::storageProblem, py::arg("name"), py::arg("value"))
+        .def("set_integer", &MovieWriter::setAttribute<int>, py::arg("name"), py::arg("value"))
+        .def("set_float", &MovieWriter::setAttribute<float>, py::arg("name"), py::arg("value"))
+        .def("set_text", &MovieWriter::setAttribute<const QString&>, py::arg("name"), py::arg("value"))
+        .def(
+            "remove",
+            [](MovieWriter& self, const QString& name) {
+                self.exclusively([&](ImageWriter& writer) { writer.removeAttribute(name); });
+            },
+            py::arg("name"))
+        .def(
+            "comment",
+            [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.getComment(); }); })
+        .def(
+            "set_comment",
+            [](MovieWriter& self, const QString& text) {
+                self.exclusively([&](ImageWriter& writer) { writer.setComment(text); });
+            },
+            py::arg("text"))
+        .def_static("stored_comment", &AttributeChunk::formatComment, py::arg("text"))
+        .def("palette", &MovieWriter::palette)
+        .def(
+            "set_palette",
+            [](MovieWriter& self, const py::tuple& values) {
+                const ZdPalette palette = paletteFrom(values);
+                self.exclusively([&](ImageWriter& writer) { writer.setPalette(palette); });
+            },
+            py::arg("values"))
+        .def("fibers",
+             [](MovieWriter& self) {
+                 return toArray(
+                     self.exclusively([](ImageWriter& writer) { return writer.getRasterFiberContinuousIndexes(); }), 2);
+             })
+        .def("set_fibers", &MovieWriter::setFibers, py::arg("centers"))
+        .def("bounding_box", &MovieWriter::boundingBox)
+        .def(
+            "set_bounding_box",
+            [](MovieWriter& self, float minX, float minY, float maxX, float maxY) {
+                self.exclusively(
+                    [&](ImageWriter& writer) { writer.addBundleBoundingBoxCoords(minX, minY, maxX, maxY); });
+            },
+            py::arg("min_x"), py::arg("min_y"), py::arg("max_x"), py::arg("max_y"));
+}
+
+} // namespace zd::python

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <libdataio/imagewriter.h>
+#include <movietools/movieedit.h>
+#include <python/core/framedescription.h>
+
+#include <QString>
+
+#include <pybind11/numpy.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace zd::python {
+
+/// A movie that is recorded or changed, for Python's threads: each operation lets other threads run and waits for its
+/// turn at this movie. A recording that is dropped is closed, an edit that is dropped is undone.
+class MovieWriter {
+public:
+    static void define(pybind11::module_& module);
+
+private:
+    MovieWriter() = default;
+
+    static std::unique_ptr<MovieWriter> create(const QString& path, const FrameFormat& format, bool autotime,
+                                               bool keepLog);
+    static std::unique_ptr<MovieWriter> modify(const QString& path);
+
+    template <typename Operation>
+    auto exclusively(Operation operation)
+    {
+        const pybind11::gil_scoped_release othersRun;
+        const std::lock_guard turn(m_mutex);
+        return operation(writer());
+    }
+    ImageWriter& writer() { return m_edit ? m_edit->writer() : m_recording; }
+
+    void append(const pybind11::array& frame, const std::optional<std::int64_t>& time, float laserPower);
+    void replace(unsigned int index, const pybind11::array& frame, const std::optional<std::int64_t>& time,
+                 float laserPower);
+    void close();
+    bool rollBack();
+    template <typename Value>
+    void setAttribute(const QString& name, Value value);
+    static QString storageProblem(const QString& name, const QString& value);
+    void setFibers(const pybind11::array_t<float, pybind11::array::c_style>& centers);
+    std::optional<pybind11::tuple> palette();
+    std::optional<pybind11::tuple> boundingBox();
+
+    ImageWriter m_recording;
+    std::unique_ptr<movietools::MovieEdit> m_edit; // instead, when a closed movie is changed
+    std::mutex m_mutex;
+    std::optional<FrameFormat> m_format;
+    std::vector<std::int64_t> m_timesBefore; // of the frames that the movie had already
+    std::vector<float> m_powersBefore;
+};
+
+} // namespace zd::python
