@@ -128,7 +128,7 @@ std::string writeTalkativeMovie(const std::string& path)
     ChunkInfo info;
     FrameTimer times;
     for (int i = 0; i < frameTimes; ++i)
-        times.emplace_back(1'700'000'000 + i / 10, (i * 7'919) % 1'000'000);
+        times.push_back({1'700'000'000 + i / 10, (i * 7'919) % 1'000'000});
     times.dumpToChunkInfo(info);
     info.set(layout::key::endian, layout::littleEndian);
     info.set(layout::key::width, longMovie.width);
