@@ -111,6 +111,11 @@ std::optional<MovieChecksums> MovieChecksums::fromText(const QString& text)
     return checksums;
 }
 
+std::uint32_t payloadChecksum(const char* payload, std::int64_t size)
+{
+    return extended(0, payload, size);
+}
+
 std::uint32_t payloadChecksum(const ByteSource& movie, const WalkedPiece& chunk)
 {
     return extendedByPayload(0, movie, chunk);

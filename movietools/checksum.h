@@ -32,6 +32,8 @@ struct MovieChecksums {
     static std::optional<MovieChecksums> fromText(const QString& text);
 };
 
+/// CRC-32 of a payload in memory.
+std::uint32_t payloadChecksum(const char* payload, std::int64_t size);
 /// CRC-32 of a chunk's payload. Throws JobError.
 std::uint32_t payloadChecksum(const ByteSource& movie, const WalkedPiece& chunk);
 /// CRC-32 of types, sizes and payloads of chunks. Throws JobError.

@@ -5,6 +5,7 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
+#include <movietools/checksum.h>
 #include <movietools/framevalues.h>
 #include <movietools/joberror.h>
 #include <movietools/movieedit.h>
@@ -72,7 +73,8 @@ private:
     void writeMovie(const QString& path);
     void writeHeader(ImageWriter& writer) const;
     void writeFrames(ImageWriter& writer);
-    void addFrame(ImageWriter& writer, const char* pixels) const;
+    void addFrame(ImageWriter& writer, const char* pixels);
+    QString checksumText();
     void checkRoom(const TiffPages& pages) const;
     void checkMovie(const QString& path) const;
     std::optional<timeval> timeOf(std::uint64_t frame) const;
@@ -82,6 +84,10 @@ private:
     const ProgressCallback& m_progress;
     PageFormat m_format;
     Progress m_done;
+    // What checksums are made of.
+    MovieChecksums m_checksums;
+    FrameTimer m_times;
+    QByteArray m_laserPowers;
 };
 
 TiffImportResult TiffImport::run()
@@ -228,6 +234,8 @@ void TiffImport::writeMovie(const QString& path)
     writer.create(path, false);
     writeHeader(writer);
     writeFrames(writer);
+    if (m_options.checksums)
+        writer.attribute(checksumAttribute, checksumText());
     writer.close();
 }
 
@@ -267,13 +275,34 @@ void TiffImport::writeFrames(ImageWriter& writer)
     }
 }
 
-void TiffImport::addFrame(ImageWriter& writer, const char* pixels) const
+void TiffImport::addFrame(ImageWriter& writer, const char* pixels)
 {
     const float power = laserPowerOf(m_done.framesDone);
-    if (const std::optional<timeval> time = timeOf(m_done.framesDone))
+    const std::optional<timeval> time = timeOf(m_done.framesDone);
+    if (time)
         writer.addFrame(pixels, *time, power);
     else
         writer.addFrame(pixels, power);
+    if (!m_options.checksums)
+        return;
+    m_checksums.frames.push_back(payloadChecksum(pixels, static_cast<std::int64_t>(m_format.frameBytes())));
+    if (time)
+        m_times.push_back(*time);
+    m_laserPowers.append(static_cast<char>(layout::encodeLaserPower(power)));
+}
+
+// Of the frames that were written, and of the side data that closing the movie writes.
+QString TiffImport::checksumText()
+{
+    std::vector<std::pair<std::uint32_t, QByteArray>> sideData;
+    if (!m_times.empty()) {
+        QByteArray bytes(static_cast<qsizetype>(m_times.size()) * layout::frameTimeBytes, '\0');
+        m_times.dumpToRawBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
+        sideData.emplace_back(ZD_FRAME_TIMER_CHUNK, bytes);
+    }
+    sideData.emplace_back(ZD_LASER_POWER_CHUNK, m_laserPowers);
+    m_checksums.sideData = sideDataChecksum(sideData);
+    return m_checksums.text();
 }
 
 // A stack that grew since it was surveyed.

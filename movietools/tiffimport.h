@@ -24,6 +24,7 @@ struct TiffImportOptions {
     std::vector<float> laserPowers;  ///< instead: one per frame
     std::vector<std::pair<QString, QString>> attributes; ///< further attributes, as movies keep them
     QString comment;                                     ///< may have several lines
+    bool checksums = false;                              ///< whether the movie gets checksums, as by `addChecksums`
 };
 
 /// What was made.
@@ -44,7 +45,7 @@ struct TiffImportResult {
 TiffImportResult importTiff(const TiffImportOptions& options, const ProgressCallback& progress);
 
 /// Records the pages as further frames of the movie `options.movie`, which must exist and have frames of that
-/// size and type; `replace`, `attributes` and `comment` are not used. A movie whose frames have times needs times
+/// size and type; `replace`, `attributes`, `comment` and `checksums` are not used. A movie whose frames have times needs times
 /// for the new ones, which do not run back behind the old; one without takes none. Any failure, and a stop that
 /// `progress` asks for, leaves the movie as it was.
 TiffImportResult appendTiff(const TiffImportOptions& options, const ProgressCallback& progress);

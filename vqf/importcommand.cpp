@@ -36,6 +36,7 @@ struct ImportArguments {
     FrameArguments frames;
     std::vector<std::string> attributes;
     std::string comment;
+    bool checksums = false;
 };
 
 void addAttribute(const std::string& argument, movietools::TiffImportOptions& options)
@@ -61,6 +62,7 @@ movietools::TiffImportOptions optionsOf(const ImportArguments& arguments)
         stored.isEmpty() ? QString() : movietools::whyNotStorable(QStringLiteral("comment"), stored);
     if (!problem.isEmpty())
         throw UsageError{"--comment: the comment " + problem.toStdString()};
+    options.checksums = arguments.checksums;
     arguments.frames.applyTo(options);
     return options;
 }
@@ -94,6 +96,7 @@ Command addImportCommand(CLI::App& program)
         ->type_name("NAME=VALUE")
         ->allow_extra_args(false);
     app->add_option("--comment", arguments->comment, "The movie's comment; may have several lines")->type_name("TEXT");
+    app->add_flag("--checksum", arguments->checksums, "Give the movie checksums of its frames, for \"vqf verify\"");
     app->footer(notes);
     return {app, [arguments] { return runImport(*arguments); }};
 }

@@ -2,8 +2,10 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
+#include <movietools/checksum.h>
 #include <movietools/joberror.h>
 #include <movietools/tiffimport.h>
+#include <movietools/verify.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 
@@ -143,6 +145,7 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     options.laserPowers = {0, -1, 1};
     options.attributes = {{QStringLiteral("operator"), QStringLiteral("Curie")}};
     options.comment = QStringLiteral("two\nlines");
+    options.checksums = true;
     std::vector<std::uint64_t> done;
     importTiff(options, [&](const Progress& progress) {
         done.push_back(progress.framesDone * 1000 + progress.framesTotal);
@@ -169,6 +172,8 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     EXPECT_EQ(palette.first().r, 1);
     EXPECT_EQ(palette.last().r, 0);
     movie.close();
+    EXPECT_EQ(verifyMovie(options.movie).framesWithChecksum, 3U);
+    EXPECT_EQ(addChecksums(options.movie, false), ChecksumsAdded::AlreadyThere) << "the same as those added afterwards";
 
     { // what a recording of that name left behind belongs to the movie that is replaced
         ImageWriter recording;
@@ -184,8 +189,10 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     options.frameRate = 3;
     options.laserPowers.clear();
     options.laserPower = 0.5F;
+    options.checksums = false;
     importTiff(options, {});
     movie.open(options.movie);
+    EXPECT_FALSE(movie.attribute(checksumAttribute, text));
     EXPECT_FALSE(RecordingRemains::of(options.movie).hasLog);
     EXPECT_EQ(movie.getFrameTimer(), (FrameTimer{{100, 500000}, {100, 833333}, {101, 166667}}));
     EXPECT_TRUE(movie.getLaserPower(2, power) && power == 0.5F);
