@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QFile>
 #include <QImage>
 
 #include <algorithm>
@@ -733,86 +732,6 @@ TEST_F(Reading, FailuresOfTheSystemPassThrough)
         EXPECT_EQ(std::memcmp(data, frames[2].data(), 16), 0);
     }
     EXPECT_GT(failures, 5);
-}
-
-/// Calls everything there is to call.
-void useAll(ImageReader& reader)
-{
-    int number = 0;
-    float power = 0;
-    timeval time;
-    bool found = false;
-    ZDImagePixelType type = ZD_UNKNOWN;
-    ZdPalette palette;
-    QImage image;
-    std::vector<float> positions;
-    std::vector<unsigned int> indexes;
-    const void* data = nullptr;
-    reader.width(number);
-    reader.height(number);
-    reader.pixType(type);
-    reader.pixBytes();
-    reader.utcOffsetSeconds(found);
-    reader.getComment();
-    reader.palette(palette);
-    for (unsigned int i = 0; i <= std::min(100U, static_cast<unsigned int>(reader.nbFrames())); ++i) {
-        codeOf([&] {
-            if (reader.getFrame(data, i) && data != nullptr && reader.frameSize() > 0) {
-                // Every byte that is said to be there can be read.
-                const std::string copy(static_cast<const char*>(data), static_cast<std::size_t>(reader.frameSize()));
-                EXPECT_EQ(copy.size(), static_cast<std::size_t>(reader.frameSize()));
-            }
-        });
-        codeOf([&] {
-            std::string into(100, '#');
-            if (reader.readFrame(i, into.data(), 100) && reader.frameSize() < 100) {
-                EXPECT_EQ(into.find_first_not_of('\0', static_cast<std::size_t>(reader.frameSize())), into.npos);
-            }
-        });
-        reader.getFrameTiming(i, time);
-        reader.getLaserPower(i, power);
-        codeOf([&] { reader.thumbnail(image, 16, 12, static_cast<int>(i)); });
-    }
-    for (int mode = -1; mode <= 6; ++mode) {
-        const auto filter = static_cast<ImageReader::FiberFilteringMode>(mode);
-        codeOf([&] { reader.getRasterFiberContinuousIndexes(positions, filter); });
-        codeOf([&] { reader.getFiberOffsets(indexes, filter); });
-        codeOf([&] { reader.getWorldFiberCenters(positions, filter); });
-    }
-    codeOf([&] { reader.reloadHeader(); });
-}
-
-TEST_F(Reading, NoByteCrashesIt)
-{
-    const std::string whole = threeFrames()
-                                  .chunk(6, words({1073741823, 2147483647, 5}))
-                                  .chunk(7, timeBytes(1, 2) + timeBytes(3, 4))
-                                  .chunk(8, "\x01\x02\x03")
-                                  .attribute("bbox_min_x", "0")
-                                  .attribute("bbox_min_y", "0")
-                                  .attribute("bbox_max_x", "3")
-                                  .attribute("bbox_max_y", "1")
-                                  .attribute("endian", "1")
-                                  .movie();
-    int opened = 0;
-    const auto use = [&](const std::string& bytes) {
-        QFile::remove(m_path);
-        ImageReader reader;
-        writeFile(m_path, bytes);
-        opened += codeOf([&] { reader.open(m_path); }).empty() ? 1 : 0;
-        useAll(reader);
-        reader.close();
-        useAll(reader);
-    };
-    for (std::size_t length = 0; length < whole.size(); length += 3)
-        use(whole.substr(0, length));
-    EXPECT_EQ(opened, 0) << "the end is missing";
-    for (std::size_t at = 0; at < whole.size(); at += 2) {
-        for (const char value : {'\x00', '\x7F', '\xFF', static_cast<char>(whole[at] ^ 1)})
-            use(withBytes(whole, at, std::string(1, value)));
-    }
-    EXPECT_GT(opened, 500);
-    use(whole);
 }
 
 } // namespace

@@ -87,14 +87,9 @@ protected:
 
 TEST_F(Thumbnail, FitsTheBox)
 {
-    EXPECT_EQ(sizeOf(576, 576, 160, 120), QSize(119, 119));
-    EXPECT_EQ(sizeOf(640, 480, 160, 160), QSize(160, 120));
     EXPECT_EQ(sizeOf(896, 640, 160, 120), QSize(160, 114));
     EXPECT_EQ(sizeOf(10, 10, 160, 120), QSize(120, 120));
     EXPECT_EQ(sizeOf(512, 1, 160, 120), QSize(0, 0)) << "a third of a row";
-    EXPECT_EQ(sizeOf(10, 10, 60000, 60000), QSize(0, 0));
-    EXPECT_EQ(sizeOf(10, 10, 0, 120), QSize(0, 0));
-    EXPECT_EQ(sizeOf(10, 10, 160, -1), QSize(0, 0));
 }
 
 TEST_F(Thumbnail, ShowsEightBitSamplesAsTheyAre)

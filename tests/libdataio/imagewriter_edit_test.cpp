@@ -316,8 +316,6 @@ TEST_F(Editing, RefusesDamage)
     }
     // An end header that claims more reaches into frames: what would be cut is no chunk.
     EXPECT_EQ(refusal(withBytes(bareMovie().chunk(6, fibers).movie(), 144 + 24 + 13, "\x30")), "CHB_LFD_PARSE");
-    for (std::size_t length = 0; length < whole.size(); length += 3)
-        EXPECT_NE(refusal(whole.substr(0, length)), "") << length;
 }
 
 TEST_F(Editing, NeverWritesOverWhatIsNoSuchFrame)
