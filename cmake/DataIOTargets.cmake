@@ -24,7 +24,7 @@ target_compile_options(dataio-settings INTERFACE
   $<$<BOOL:${DATAIO_WERROR}>:-Werror>)
 target_compile_definitions(dataio-settings INTERFACE
   _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
-  $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  $<$<OR:$<CONFIG:Debug>,$<BOOL:${DATAIO_SANITIZE}>>:_GLIBCXX_ASSERTIONS>)
 target_include_directories(dataio-settings INTERFACE "${PROJECT_SOURCE_DIR}")
 if(DATAIO_SANITIZE)
   target_compile_options(dataio-settings INTERFACE
