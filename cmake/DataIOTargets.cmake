@@ -24,11 +24,12 @@ target_compile_options(dataio-settings INTERFACE
   $<$<BOOL:${DATAIO_WERROR}>:-Werror>)
 target_compile_definitions(dataio-settings INTERFACE
   _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
-  $<$<OR:$<CONFIG:Debug>,$<BOOL:${DATAIO_SANITIZE}>>:_GLIBCXX_ASSERTIONS>)
+  $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 target_include_directories(dataio-settings INTERFACE "${PROJECT_SOURCE_DIR}")
 if(DATAIO_SANITIZE)
   target_compile_options(dataio-settings INTERFACE
     "-fsanitize=${DATAIO_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_definitions(dataio-settings INTERFACE _GLIBCXX_ASSERTIONS)
   target_link_options(dataio-settings INTERFACE "-fsanitize=${DATAIO_SANITIZE}")
 endif()
 

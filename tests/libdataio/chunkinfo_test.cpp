@@ -1,6 +1,7 @@
 #include <libdataio/chunkinfo.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
+#include <tests/support/standardoutput.h>
 
 #include <gmock/gmock.h>
 
@@ -45,6 +46,15 @@ TEST(ChunkInfo, SavesIndexThenText)
     EXPECT_EQ(saved(info), examplePayload.substr(0, 16) + "height=\xE9\xFF????\nwidth=4\n");
     info.clear();
     EXPECT_EQ(saved(info), test::hex("00000000"));
+}
+
+TEST(ChunkInfo, PrintsIndexThenAttributes)
+{
+    ChunkInfo info = example();
+    EXPECT_EQ(
+        test::standardOutputOf([&] { info.dumpDebug(); }),
+        "Chunk index----------------------\nindex[2][0] -> first: off 0 - len 16 \n"
+        "---------------------------------\nAttribute Chunk Dump:\nNumber of items: 2\nheight -> 2\nwidth -> 4\n");
 }
 
 TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)

@@ -246,6 +246,7 @@ TEST_F(Editing, ReordersFramesAndLaserPowers)
     EXPECT_EQ(started(5, 5, 3), "34012");
     EXPECT_EQ(started(5, 5, 0), "01234");
     EXPECT_EQ(started(5, 0, 2), "23401");
+    EXPECT_EQ(order(5, 0, [](ImageWriter& writer) { writer.organizeIndex(1, 3); }), "12034");
     EXPECT_EQ(started(0, 0, 7), "");
     EXPECT_EQ(order(0, 0, [](ImageWriter& writer) { writer.organizeIndex(3, 2); }), "");
 
