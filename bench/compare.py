@@ -7,8 +7,7 @@ what differs between two places in memory or on the disk then differs between ro
 Other programs can join the rounds (--also): each is called as "PROGRAM --benchmark_out=FILE ..." like any program made
 with Google Benchmark and writes its measurements to FILE in the same form, {"benchmarks": [{"name":
 "JOB/FRAMES/PLACE/VARIANT", "run_type": "iteration", "real_time": 1.5, "cpu_time": 1.4, "time_unit": "ms"}, ...]}.
-Variants of the same job are compared, wherever they come from. Finished comparisons join the goals (--lines): a file of
-JSON objects, one in each line, {"name": "JOB", "reference": "VARIANT", "ratio": 1.1, "goal": 1.15}.
+Variants of the same job are compared, wherever they come from.
 """
 
 import argparse
@@ -209,23 +208,11 @@ def print_table(results):
     print()
 
 
-def rounds_of(goal):
-    return f"{goal['min']:.2f} to {goal['max']:.2f}" if "min" in goal else ""
-
-
-def goals_from_lines(path):
-    """Comparisons that another program made."""
-    with open(path) as lines:
-        measured = [json.loads(line) for line in lines]
-    return [{"goal": f"{entry['name']}: ≤ {entry['goal']:g} × as long as {entry['reference']}", "bound": entry["goal"],
-             "ratio": entry["ratio"], "met": entry["ratio"] <= entry["goal"]} for entry in measured]
-
-
 def print_goals(goals):
     print(f"{'goal':84}{'ratio':>8}   {'rounds':18}{'processor':>10}")
     for goal in goals:
-        processor = f"{goal['cpu_ratio']:10.2f}" if "cpu_ratio" in goal else " " * 10
-        print(f"{goal['goal']:84}{goal['ratio']:8.2f}   {rounds_of(goal):18}{processor}   "
+        rounds = f"{goal['min']:.2f} to {goal['max']:.2f}"
+        print(f"{goal['goal']:84}{goal['ratio']:8.2f}   {rounds:18}{goal['cpu_ratio']:10.2f}   "
               f"{'met' if goal['met'] else 'NOT MET'}")
 
 
@@ -251,7 +238,8 @@ def write_markdown(path, results, goals, memory):
         row("goal", "ratio", "single rounds", "")
         row("---", "---", "---", "---")
         for goal in goals:
-            row(goal["goal"], f"{goal['ratio']:.2f}", rounds_of(goal), "met" if goal["met"] else "**not met**")
+            row(goal["goal"], f"{goal['ratio']:.2f}", f"{goal['min']:.2f} to {goal['max']:.2f}",
+                "met" if goal["met"] else "**not met**")
         for goal in memory:
             row(f"{goal['goal']}, a reader's memory: ≤ {goal['limit']:.1f} MiB", f"{goal['peak']:.1f} MiB",
                 f"{goal['later']:.1f} MiB after the first twentieth", "met" if goal["met"] else "**not met**")
@@ -275,7 +263,6 @@ def parse_options():
     parser.add_argument("--calm", type=float, default=0, metavar="SECONDS",
                         help="before each round, wait up to so long until nothing else runs")
     parser.add_argument("--also", action="append", default=[], metavar="PROGRAM", help="a program that joins the rounds")
-    parser.add_argument("--lines", help="a file of comparisons made elsewhere")
     parser.add_argument("--json", default="bench-results.json", help="where the results go (default: %(default)s)")
     parser.add_argument("--markdown", help="also write the tables to this file, for a document")
     parser.add_argument("--filter", help="only benchmarks whose name matches")
@@ -287,8 +274,6 @@ def main():
     rounds = options.rounds or (1 if options.smoke else 3 if options.quick else 15)
     results, context, loads = measure(options, rounds)
     goals = [evaluated for goal in GOALS if (evaluated := goal.evaluate(results))]
-    if options.lines:
-        goals += goals_from_lines(options.lines)
     memory = memory_goals(results)
     print_table(results)
     print_goals(goals)
