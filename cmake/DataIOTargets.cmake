@@ -6,6 +6,8 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ${PROJECT_IS_TOP_LEVEL})
+# What a folder installs belongs to one package, cmake/DataIODebian.cmake: this one unless the folder says otherwise.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
@@ -50,6 +52,6 @@ function(dataio_public_library target name)
     target_link_options(${target} PRIVATE LINKER:--no-undefined)
   endif()
   install(TARGETS ${target} EXPORT DataIOTargets
-    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT libraries NAMELINK_COMPONENT development
     FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/dataio")
 endfunction()

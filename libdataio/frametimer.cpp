@@ -50,7 +50,7 @@ bool isDigit(QChar character)
 /// `limit` and in plain decimal, without leading zeros.
 std::optional<TimeName> parseTimeName(QStringView name, std::size_t limit)
 {
-    const QStringView rest = name.sliced(key::frameTimePrefix.size());
+    const QStringView rest = name.mid(key::frameTimePrefix.size());
     std::size_t number = 0;
     qsizetype digits = 0;
     for (; digits < rest.size() && isDigit(rest[digits]) && number < limit; ++digits)
@@ -59,7 +59,7 @@ std::optional<TimeName> parseTimeName(QStringView name, std::size_t limit)
     if (digits == 0 || hasLeadingZero || number >= limit)
         return std::nullopt;
 
-    const QStringView suffix = rest.sliced(digits);
+    const QStringView suffix = rest.mid(digits);
     if (suffix == key::secondsSuffix)
         return TimeName{number, false};
     if (suffix == key::microsecondsSuffix)
