@@ -2,7 +2,7 @@
 set(maintainer "The DataIO maintainers <maintainers@dataio.invalid>")
 
 # dataio_debian_package(<component> <package> SECTION <section> SUMMARY <text> DESCRIPTION <text>
-#                       [DEPENDS <relation>...] [RECOMMENDS <relation>...] [ARCHITECTURE <name>])
+#                       [DEPENDS <relation>...] [RECOMMENDS <relation>...])
 #
 # Libraries that programs are linked with are found by dpkg-shlibdeps and need not be named.
 function(dataio_debian_package component package)
@@ -80,6 +80,15 @@ bundle of optical fibres, with times, laser powers and the places of the fibres.
 This package tells the desktop the type of these files, lets file managers draw
 thumbnails of them, and lets programs that show images with Qt show their frames.")
 endif()
+if(DATAIO_DESKTOP AND DATAIO_QT5)
+  dataio_debian_package(desktopqt5 dataio-desktop-qt5 SECTION science
+    DEPENDS "dataio-desktop ${same_version}"
+    SUMMARY "shows VQF movies in programs built on Qt 5"
+    DESCRIPTION "VQF movies are image sequences from laser-scanning microscopes that look through a
+bundle of optical fibres, with times, laser powers and the places of the fibres.
+.
+This package lets programs that show images with Qt 5 show their frames.")
+endif()
 if(DATAIO_PYTHON)
   dataio_debian_package(python python3-vqf SECTION python
     DEPENDS "libdataio1 ${same_version}" "python3 (>= 3.11)" "python3 (<< 3.12)" "python3-numpy"
@@ -88,6 +97,8 @@ if(DATAIO_PYTHON)
 bundle of optical fibres, with times, laser powers and the places of the fibres.
 .
 This package holds the module vqf, which hands frames over as NumPy arrays.")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_SOURCE_DIR}/cmake/debian/python3-vqf/postinst" "${PROJECT_SOURCE_DIR}/cmake/debian/python3-vqf/prerm")
 endif()
 
 set(CPACK_GENERATOR DEB)
