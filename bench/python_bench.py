@@ -126,11 +126,12 @@ def take_turns(variants: Variants, rounds: int) -> dict[str, list[tuple[float, f
 
 
 def entries(job: str, taken: dict[str, list[tuple[float, float]]]) -> list[dict[str, object]]:
+    form = {"run_type": "iteration", "time_unit": "ms"}
     return [
-        {"name": f"{job}/{name}", "run_type": "iteration", "time_unit": "ms", "real_time": 1e3 * real, "cpu_time": 1e3 * cpu}
+        {"name": f"{job}/{name}", **form, "real_time": 1e3 * real, "cpu_time": 1e3 * cpu}
         for name, values in taken.items()
         for real, cpu in values
-    ]  # fmt: skip
+    ]
 
 
 def print_ratio(job: str, taken: dict[str, list[tuple[float, float]]]) -> None:

@@ -119,10 +119,13 @@ def test_header(tmp_path):
         writer.fibers = [[-1, 2], [9, 2.5]]
         assert np.array_equal(writer.fibers, [[-1, 2], [9, 2.5]]) and writer.bounding_box == (1, 0.5, 7, 3)
         assert writer.palette.name == "warm"
-        for name, value in (("fibers", [1, 2]), ("fibers", [[1, math.nan]]), ("bounding_box", (5, 0, 1, 1)),
-                            ("bounding_box", (0, 0, math.inf, 1)), ("comment", "\u20ac"),
-                            ("palette", vqf.Palette("", (0, 1), nodes[:, :3])), ("palette", vqf.Palette("", (2, 1), nodes)),
-                            ("palette", vqf.Palette("", (0, 1), nodes[:0]))):  # fmt: skip
+        wrong = [
+            ("fibers", [1, 2]), ("fibers", [[1, math.nan]]), ("bounding_box", (5, 0, 1, 1)),
+            ("bounding_box", (0, 0, math.inf, 1)), ("comment", "\u20ac"),
+            ("palette", vqf.Palette("", (0, 1), nodes[:, :3])), ("palette", vqf.Palette("", (2, 1), nodes)),
+            ("palette", vqf.Palette("", (0, 1), nodes[:0])),
+        ]  # fmt: skip
+        for name, value in wrong:
             with pytest.raises(ValueError):
                 setattr(writer, name, value)
     movie = vqf.open(tmp_path / "m.vqf")
@@ -133,7 +136,8 @@ def test_header(tmp_path):
     with pytest.raises(ValueError):
         get("text", type=int)
     assert np.allclose(movie.fibers(), [[0, 2], [7, 2.5]], atol=1e-6), "moved into the frame"
-    assert (movie.palette.name, movie.palette.crop) == ("warm", (-5, 100)) and np.array_equal(movie.palette.nodes, nodes)
+    assert (movie.palette.name, movie.palette.crop) == ("warm", (-5, 100))
+    assert np.array_equal(movie.palette.nodes, nodes)
     assert np.allclose(movie.palette.colors(5), [[0, 0, 0], [1, 0.5, 0], *([1, x, y] for x, y in
                        ((4 / 6, 1 / 3), (5 / 6, 2 / 3), (1, 1)))], atol=1e-6)  # fmt: skip
 

@@ -36,9 +36,9 @@ def create(
 ) -> Writer:
     """Starts a new movie of frames of that size and type, replacing any file of that name; see `Writer`.
 
-    `dtype` is an integer of 8, 16 or 32 bits or a float of 32 or 64; `channels` 3 or 4, with uint8, makes a colour movie.
-    With `autotime` every frame gets the clock's time. `recording_log` also keeps times, laser powers and fibres in a
-    log beside the movie until it is closed, so that they survive a crash as the frames do.
+    `dtype` is an integer of 8, 16 or 32 bits or a float of 32 or 64; `channels` 3 or 4, with uint8, makes a colour
+    movie. With `autotime` every frame gets the clock's time. `recording_log` also keeps times, laser powers and fibres
+    in a log beside the movie until it is closed, so that they survive a crash as the frames do.
 
     Raises TypeError for types that movies do not hold, ValueError for sides that are not positive and for attributes
     that cannot be stored, MovieError when the file cannot be made.
@@ -114,7 +114,8 @@ class Writer:
     def roll_back(self) -> bool:
         """Gives up the changes since `modify`: the movie is again as it was, and closed.
 
-        False, with nothing done, for a recording, and for an edit without a journal: in a folder that cannot be written.
+        False, with nothing done, for a recording, and for an edit without a journal, as in a folder that cannot be
+        written.
         """
         return self._editing and self._core.roll_back()
 
@@ -155,8 +156,8 @@ class Writer:
         """Appends a frame, an array of the movie's frame shape and type; other byte orders and strides are copied.
 
         `time` is in seconds since 1970-01-01 UTC, a datetime or a datetime64, from 1901 to 2038, not before the last
-        frame's; with ``autotime`` it is the clock's. Either all frames of a movie have a time, or none. `laser_power` is
-        a fraction of full power, 0 to 1, kept in steps of 1/254.
+        frame's; with ``autotime`` it is the clock's. Either all frames of a movie have a time, or none. `laser_power`
+        is a fraction of full power, 0 to 1, kept in steps of 1/254.
 
         Raises TypeError for another type of samples; ValueError for another shape, for such times and powers and for
         a closed movie; MovieError when the frame cannot be written, of which nothing is recorded then.
