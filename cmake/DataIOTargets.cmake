@@ -28,7 +28,8 @@ target_compile_definitions(dataio-settings INTERFACE
   _FILE_OFFSET_BITS=64 QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
   $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 target_include_directories(dataio-settings INTERFACE "${PROJECT_SOURCE_DIR}")
-if(DATAIO_SANITIZE)
+if(DATAIO_SANITIZE) # a list with commas, which a generator expression would take apart
+  target_compile_definitions(dataio-settings INTERFACE $<$<NOT:$<CONFIG:Debug>>:_GLIBCXX_ASSERTIONS>)
   target_compile_options(dataio-settings INTERFACE
     "-fsanitize=${DATAIO_SANITIZE}" -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_compile_definitions(dataio-settings INTERFACE _GLIBCXX_ASSERTIONS)
