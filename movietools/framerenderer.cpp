@@ -4,6 +4,7 @@
 #include <common/zdpalette.h>
 #include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/imagereader.h>
+#include <movietools/samplevalues_p.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,42 +16,11 @@ namespace zd::movietools {
 
 namespace {
 
-/// Calls `use` with a value of the type that holds samples of `type`, which are no colours.
-template <typename Use>
-void withSampleType(ZDImagePixelType type, Use use)
-{
-    switch (type) {
-    case ZD_FLOAT:
-        return use(float{});
-    case ZD_DOUBLE:
-        return use(double{});
-    case ZD_UCHAR:
-        return use(std::uint8_t{});
-    case ZD_CHAR:
-        return use(std::int8_t{});
-    case ZD_USHORT:
-        return use(std::uint16_t{});
-    case ZD_SHORT:
-        return use(std::int16_t{});
-    case ZD_UINT:
-    case ZD_ULONG:
-        return use(std::uint32_t{});
-    case ZD_INT:
-    case ZD_LONG:
-        return use(std::int32_t{});
-    default:
-        return;
-    }
-}
-
 /// Sample `index` at any alignment; 0 when the frame ends before it.
 template <typename Sample>
 Sample sampleAt(std::span<const char> frame, std::size_t index)
 {
-    Sample sample{};
-    if ((index + 1) * sizeof sample <= frame.size())
-        std::memcpy(&sample, frame.data() + index * sizeof sample, sizeof sample);
-    return sample;
+    return (index + 1) * sizeof(Sample) <= frame.size() ? movietools::sampleAt<Sample>(frame.data(), index) : Sample{};
 }
 
 /// Lowest and highest value of a frame, those that are no finite numbers aside; at least something apart.

@@ -45,6 +45,19 @@ bool isSameFile(const QString& path, const struct stat& target)
 
 } // namespace
 
+void requireRoom(const QString& path, const QString& place, std::uint64_t bytes)
+{
+    struct statvfs fileSystem {};
+    if (::statvfs(place.toUtf8().constData(), &fileSystem) != 0)
+        return;
+    const std::uint64_t room = std::uint64_t{fileSystem.f_bavail} * fileSystem.f_frsize;
+    if (room < bytes)
+        throw JobError{path,
+                       QStringLiteral("needs %1, and the disk has %2 left").arg(sizeText(bytes), sizeText(room)),
+                       QStringLiteral("free some space or write elsewhere"),
+                       {}};
+}
+
 OutputFile::OutputFile(const QString& path, Existing existing, const QStringList& inputs, unsigned permissions,
                        Work work)
     : m_path(path)
@@ -138,15 +151,7 @@ QByteArray OutputFile::temporaryName() const
 
 void OutputFile::requireRoom(std::uint64_t bytes) const
 {
-    struct statvfs fileSystem {};
-    if (::fstatvfs(m_fd, &fileSystem) != 0)
-        return;
-    const std::uint64_t room = std::uint64_t{fileSystem.f_bavail} * fileSystem.f_frsize;
-    if (room < bytes)
-        throw JobError{m_path,
-                       QStringLiteral("needs %1, and the disk has %2 left").arg(sizeText(bytes), sizeText(room)),
-                       QStringLiteral("free some space or write elsewhere"),
-                       {}};
+    movietools::requireRoom(m_path, m_workPath, bytes);
 }
 
 void OutputFile::commit()

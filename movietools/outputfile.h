@@ -7,6 +7,9 @@
 
 namespace zd::movietools {
 
+/// Throws JobError about `path` when the file system of the existing file or folder `place` has less than `bytes` left.
+void requireRoom(const QString& path, const QString& place, std::uint64_t bytes);
+
 /// A file that appears under its name only when it is complete.
 ///
 /// It is written beside its target: without a name where the file system can do that, so that even a killed

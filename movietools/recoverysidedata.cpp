@@ -3,8 +3,7 @@
 #include <libdataio/chunkinfo.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
-
-#include <QtEndian>
+#include <movietools/moviedescription.h>
 
 #include <algorithm>
 
@@ -182,13 +181,7 @@ void SideDataRecovery::recoverFibers()
     if (m_log.fiberCenters.empty() || !m_header.get(layout::key::width, width) ||
         !m_header.get(layout::key::height, height))
         return;
-    QByteArray words;
-    for (std::size_t i = 0; i < m_log.fiberCenters.size(); ++i) {
-        char word[layout::fiberWordBytes];
-        qToLittleEndian(layout::encodeFiberWord(m_log.fiberCenters[i], i % 2 == 0 ? width : height), word);
-        words.append(word, sizeof word);
-    }
-    m_result.fibers = words;
+    m_result.fibers = fiberCenterPayload(m_log.fiberCenters, width, height);
 }
 
 } // namespace

@@ -1,19 +1,17 @@
 #include <movietools/tiffpages_p.h>
 
 #include <movietools/joberror.h>
+#include <movietools/omexml_p.h>
 #include <movietools/tiffpixels_p.h>
 
 #include <QRegularExpression>
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 namespace zd::movietools {
 
 namespace {
-
-constexpr std::uint64_t largestFrame = std::numeric_limits<std::int32_t>::max();
 
 std::uint16_t shortField(::TIFF* tiff, std::uint32_t tag, std::uint16_t otherwise)
 {
@@ -34,13 +32,17 @@ QString samplesText(std::uint16_t bits, std::uint16_t format, std::uint16_t chan
     return channels == 1 ? sample : QStringLiteral("%1 channels of %2").arg(channels).arg(sample);
 }
 
+QString descriptionText(::TIFF* tiff)
+{
+    const char* text = nullptr;
+    const bool isThere = TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &text) != 0 && text != nullptr;
+    return isThere ? QString::fromUtf8(text) : QString();
+}
+
 // The number of images that an ImageJ description announces; 0 without one.
 std::uint64_t announcedImages(::TIFF* tiff)
 {
-    const char* description = nullptr;
-    if (TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &description) == 0 || description == nullptr)
-        return 0;
-    const QString text = QString::fromUtf8(description);
+    const QString text = descriptionText(tiff);
     if (!text.startsWith(QLatin1StringView("ImageJ=")))
         return 0;
     static const QRegularExpression images(QStringLiteral("^images=([0-9]{1,9})$"),
@@ -49,11 +51,6 @@ std::uint64_t announcedImages(::TIFF* tiff)
 }
 
 } // namespace
-
-std::uint64_t PageFormat::frameBytes() const
-{
-    return std::uint64_t{width} * height * static_cast<std::uint64_t>(tiffSamples(type).pixelBytes());
-}
 
 /// The pieces in which the current page is stored: strips or tiles, of one channel when channels lie apart.
 struct TiffPages::Blocks {
@@ -68,6 +65,21 @@ TiffPages::TiffPages(const QString& path) : m_path(path), m_file(TiffFile::open(
 {
     readFormat();
     checkForHiddenImages();
+}
+
+std::optional<MovieDescription> TiffPages::description()
+{
+    const QString text = descriptionText(m_file.handle());
+    if (!isOmeXml(text))
+        return std::nullopt;
+    try {
+        return readOmeXml(text);
+    } catch (const OmeXmlError& error) {
+        throw JobError{m_path,
+                       QStringLiteral("has OME metadata that %1").arg(error.problem),
+                       QStringLiteral("import its pixels alone with --pixels-only"),
+                       {}};
+    }
 }
 
 bool TiffPages::next()

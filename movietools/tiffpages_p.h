@@ -1,6 +1,6 @@
 #pragma once
 
-#include <libdataio/pixeltypes.h>
+#include <movietools/framepages_p.h>
 #include <movietools/tifffile_p.h>
 
 #include <cstdint>
@@ -8,33 +8,19 @@
 
 namespace zd::movietools {
 
-/// What the pages of one movie have in common.
-struct PageFormat {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    ZDImagePixelType type = ZD_UNKNOWN;
-    bool whiteIsZero = false; ///< the smallest grey value shows as white
-
-    std::uint64_t frameBytes() const;
-    friend bool operator==(const PageFormat&, const PageFormat&) = default;
-};
-
-/// Reads the pages of one TIFF file in order. All operations throw JobError, which names file and page; a page
-/// that is damaged or not of a kind that movies hold is an error. Pages are counted from 1.
-class TiffPages {
+/// Reads the pages of one TIFF file. A page that is damaged or not of a kind that movies hold is an error.
+class TiffPages : public FramePages {
 public:
     /// Opens a file; the first page is current.
     explicit TiffPages(const QString& path);
 
-    const QString& path() const { return m_path; }
-    unsigned page() const { return m_page; }
-    const PageFormat& format() const { return m_format; }
-
-    /// Goes to the next page; false behind the last one.
-    bool next();
-    /// Reads the pixels of the current page, rows from the top, channels of a pixel side by side, in this
-    /// machine's byte order: `format().frameBytes()` bytes.
-    void readPixels(char* pixels);
+    const QString& path() const override { return m_path; }
+    unsigned page() const override { return m_page; }
+    const PageFormat& format() const override { return m_format; }
+    bool next() override;
+    void readPixels(char* pixels) override;
+    /// What an OME-TIFF says in its first page.
+    std::optional<MovieDescription> description() override;
 
 private:
     struct Blocks;

@@ -14,6 +14,7 @@ struct TiffSamples {
     std::uint16_t photometric = 0; ///< PHOTOMETRIC_MINISBLACK or PHOTOMETRIC_RGB
 
     int pixelBytes() const { return bits / 8 * channels; }
+    friend bool operator==(const TiffSamples&, const TiffSamples&) = default;
 };
 
 /// The description of a pixel type; without channels for `ZD_UNKNOWN` and numbers outside the enumeration.

@@ -1,6 +1,6 @@
 #include <vqf/command.h>
 
-#include <movietools/tiffimport.h>
+#include <movietools/movieimport.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
 #include <vqf/framearguments.h>
@@ -28,15 +28,15 @@ struct AppendArguments {
 
 ExitCode runAppend(const AppendArguments& arguments)
 {
-    movietools::TiffImportOptions options;
+    movietools::ImportOptions options;
     options.movie = QString::fromStdString(arguments.movie);
     for (const std::string& stack : arguments.stacks)
         options.stacks.append(QString::fromStdString(stack));
     arguments.frames.applyTo(options);
-    movietools::TiffImportResult result;
+    movietools::ImportResult result;
     {
         ProgressLine progress;
-        result = appendTiff(options, progress.callback());
+        result = appendFrames(options, progress.callback());
     }
     tell(QStringLiteral("%1: %2 frames more (%3)")
              .arg(escaped(options.movie))

@@ -36,6 +36,8 @@ Command addInfoCommand(CLI::App& program);
 Command addFramesCommand(CLI::App& program);
 Command addExportCommand(CLI::App& program);
 Command addThumbCommand(CLI::App& program);
+Command addSheetCommand(CLI::App& program);
+Command addPlotCommand(CLI::App& program);
 Command addFibersCommand(CLI::App& program);
 Command addAttrCommand(CLI::App& program);
 Command addOrderCommand(CLI::App& program);

@@ -1,8 +1,9 @@
 #include <vqf/framearguments.h>
 
+#include <movietools/frametable.h>
 #include <movietools/framevalues.h>
+#include <movietools/timetext.h>
 #include <vqf/command.h>
-#include <vqf/timetext.h>
 
 #include <cmath>
 #include <optional>
@@ -22,15 +23,31 @@ void FrameArguments::addTo(CLI::App& app)
     app.add_option("--laser-powers", m_laserPowers, "Laser powers of the frames, 0 to 1; -1: not known")
         ->type_name("FILE")
         ->excludes(m_laserPowerOption);
+    app.add_option("--table", m_table, "Times and laser powers, as vqf export -o table.csv writes them")
+        ->type_name("FILE");
 }
 
-void FrameArguments::applyTo(movietools::TiffImportOptions& options) const
+void FrameArguments::applyTo(movietools::ImportOptions& options) const
 {
+    applyTable(options);
     applyTimes(options);
     applyLaserPowers(options);
 }
 
-void FrameArguments::applyTimes(movietools::TiffImportOptions& options) const
+void FrameArguments::applyTable(movietools::ImportOptions& options) const
+{
+    if (m_table.empty())
+        return;
+    const movietools::FrameTable table = movietools::readFrameTable(QString::fromStdString(m_table));
+    for (const std::optional<timeval>& time : table.times)
+        if (time)
+            options.times.push_back(*time);
+    if (!options.times.empty() && options.times.size() != table.times.size())
+        throw UsageError{"--table " + m_table + ": has times of some frames only"};
+    options.laserPowers = table.laserPowers;
+}
+
+void FrameArguments::applyTimes(movietools::ImportOptions& options) const
 {
     if (m_rateOption->count() > 0) {
         if (!(m_rate > 0) || !std::isfinite(m_rate))
@@ -39,7 +56,7 @@ void FrameArguments::applyTimes(movietools::TiffImportOptions& options) const
     }
     std::optional<timeval> start;
     if (!m_start.empty()) {
-        start = parseTime(QString::fromStdString(m_start));
+        start = movietools::parseTime(QString::fromStdString(m_start));
         if (!start)
             throw UsageError{"--start " + m_start + ": write it as 2024-03-01T10:00:00Z, a time before 2038"};
         if (m_times.empty() && !options.frameRate)
@@ -51,7 +68,7 @@ void FrameArguments::applyTimes(movietools::TiffImportOptions& options) const
         options.times = movietools::readFrameTimes(QString::fromStdString(m_times), start);
 }
 
-void FrameArguments::applyLaserPowers(movietools::TiffImportOptions& options) const
+void FrameArguments::applyLaserPowers(movietools::ImportOptions& options) const
 {
     if (m_laserPowerOption->count() > 0) {
         if (!movietools::isLaserPower(m_laserPower) || m_laserPower < 0)

@@ -2,7 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <movietools/tiffimport.h>
+#include <movietools/movieimport.h>
 
 #include <memory>
 #include <string>
@@ -15,14 +15,16 @@ public:
     /// Adds the options to a subcommand. The object must live until the arguments were used.
     void addTo(CLI::App& app);
     /// Hands what was given to a job. Throws UsageError and JobError.
-    void applyTo(movietools::TiffImportOptions& options) const;
+    void applyTo(movietools::ImportOptions& options) const;
 
 private:
-    void applyTimes(movietools::TiffImportOptions& options) const;
-    void applyLaserPowers(movietools::TiffImportOptions& options) const;
+    void applyTimes(movietools::ImportOptions& options) const;
+    void applyTable(movietools::ImportOptions& options) const;
+    void applyLaserPowers(movietools::ImportOptions& options) const;
 
     double m_rate = 0;
     std::string m_times;
+    std::string m_table;
     std::string m_start;
     double m_laserPower = 0;
     std::string m_laserPowers;

@@ -6,10 +6,10 @@
 #include <movietools/movieedit.h>
 #include <movietools/movieindex.h>
 #include <movietools/progress.h>
+#include <movietools/timetext.h>
 #include <vqf/framechoice.h>
 #include <vqf/interruption.h>
 #include <vqf/table.h>
-#include <vqf/timetext.h>
 
 #include <memory>
 #include <vector>
@@ -54,7 +54,7 @@ public:
         if (m_movie.getFrameTiming(frame, time)) {
             const std::int64_t stamp = movietools::microseconds(time);
             cells.push_back(Cell::seconds(stamp));
-            cells.back().text = utcText(time);
+            cells.back().text = movietools::utcText(time);
             cells.push_back(Cell::seconds(stamp - movietools::microseconds(times().front())));
         } else {
             cells.insert(cells.end(), 2, Cell::unknown());

@@ -2,9 +2,9 @@
 
 #include <libdataio/imagefilelayout.h>
 #include <movietools/moviesummary.h>
+#include <movietools/timetext.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
-#include <vqf/timetext.h>
 
 #include <QJsonArray>
 #include <QStringList>
@@ -72,7 +72,7 @@ void printTimes(const MovieSummary& movie)
     if (movie.times == 0) {
         printField("recorded", QStringLiteral("not known"));
     } else {
-        printField("recorded", utcText(*movie.firstTime));
+        printField("recorded", movietools::utcText(*movie.firstTime));
         if (movie.times != movie.frames)
             printField("", QStringLiteral("%1 times for %2 frames").arg(movie.times).arg(movie.frames));
     }
@@ -164,7 +164,7 @@ QJsonValue orNull(const std::optional<Value>& value)
 
 QJsonValue timeOrNull(const std::optional<timeval>& time)
 {
-    return time ? QJsonValue(utcText(*time)) : QJsonValue();
+    return time ? QJsonValue(movietools::utcText(*time)) : QJsonValue();
 }
 
 QJsonValue textOrNull(const QString& text)

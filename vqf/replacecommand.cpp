@@ -1,9 +1,9 @@
 #include <vqf/command.h>
 
 #include <movietools/framevalues.h>
-#include <movietools/tiffimport.h>
+#include <movietools/movieimport.h>
+#include <movietools/timetext.h>
 #include <vqf/console.h>
-#include <vqf/timetext.h>
 
 #include <memory>
 #include <optional>
@@ -33,7 +33,7 @@ ExitCode runReplace(const ReplaceArguments& arguments)
 {
     std::optional<timeval> time;
     if (!arguments.time.empty()) {
-        time = parseTime(QString::fromStdString(arguments.time));
+        time = movietools::parseTime(QString::fromStdString(arguments.time));
         if (!time)
             throw UsageError{"--time " + arguments.time + ": write it as 2024-03-01T10:00:00Z, a time before 2038"};
     }

@@ -1,7 +1,7 @@
 #include <vqf/table.h>
 
+#include <movietools/timetext.h>
 #include <vqf/console.h>
-#include <vqf/timetext.h>
 
 namespace zd::tool {
 
@@ -49,7 +49,7 @@ Cell Cell::plain(const QString& text)
 
 Cell Cell::seconds(std::int64_t microseconds)
 {
-    const QString text = secondsText(microseconds);
+    const QString text = movietools::secondsText(microseconds);
     return {static_cast<double>(microseconds) / 1e6, text, text};
 }
 

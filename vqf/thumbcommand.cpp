@@ -5,13 +5,8 @@
 #include <movietools/joberror.h>
 #include <movietools/movieedit.h>
 #include <movietools/moviepreview.h>
-#include <movietools/outputfile.h>
-#include <vqf/console.h>
-#include <vqf/outputargument.h>
-
-#include <QFileInfo>
-#include <QImageWriter>
-#include <QRegularExpression>
+#include <vqf/pictureoutput.h>
+#include <vqf/sizeargument.h>
 
 #include <memory>
 
@@ -42,31 +37,6 @@ struct ThumbArguments {
     std::string format;
     bool untrusted = false;
 };
-
-QSize parseSize(const std::string& text)
-{
-    static const QRegularExpression form(QStringLiteral("^(\\d{1,5})(x(\\d{1,5}))?$"));
-    const QRegularExpressionMatch match = form.match(QString::fromStdString(text));
-    const int width = match.captured(1).toInt();
-    const QSize size(width, match.hasCaptured(3) ? match.captured(3).toInt() : width);
-    if (size.isEmpty())
-        throw UsageError{"--size " + text + ": write width and height in pixels, like 160x120, or one for both"};
-    return size;
-}
-
-/// The format to write, by the arguments, in small letters.
-QByteArray pictureFormat(const ThumbArguments& arguments, const QString& path)
-{
-    const bool unnamed = arguments.picture.isStandardOutput();
-    const QString byName = unnamed ? QStringLiteral("png") : QFileInfo(path).suffix();
-    const QString wanted = arguments.format.empty() ? byName : QString::fromStdString(arguments.format);
-    const QByteArray format = wanted.toLower().toLatin1();
-    if (QImageWriter::supportedImageFormats().contains(format))
-        return format;
-    if (!arguments.format.empty())
-        throw UsageError{"--to " + arguments.format + ": is no picture format; there are png, jpg, bmp, ppm"};
-    throw UsageError{"-o " + path.toStdString() + ": name a picture, like thumb.png, or tell its format with --to"};
-}
 
 /// A file made to keep the program busy ends it.
 void limitWork()
@@ -113,22 +83,10 @@ QImage render(const QString& path, int frame, const QSize& box, bool untrusted)
 
 ExitCode runThumb(const ThumbArguments& arguments)
 {
-    const QString path = arguments.picture.path();
-    const QByteArray format = pictureFormat(arguments, path);
     const QSize box = parseSize(arguments.size);
     const QString movie = QString::fromStdString(arguments.movie);
-    using movietools::OutputFile;
-    OutputFile output(path, arguments.picture.replaces() ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
-                      {movie});
-    const QImage image = render(movie, arguments.frame, box, arguments.untrusted);
-    QImageWriter writer(output.workPath(), format);
-    if (!writer.write(image))
-        throw movietools::JobError{path,
-                                   QStringLiteral("cannot be written: ") + writer.errorString(),
-                                   QStringLiteral("free some space or write elsewhere"),
-                                   {}};
-    output.commit();
-    tell(QStringLiteral("%1: %2 x %3 pixels").arg(escaped(path)).arg(image.width()).arg(image.height()));
+    PictureOutput output(arguments.picture, movie, arguments.format);
+    output.save(render(movie, arguments.frame, box, arguments.untrusted));
     return ExitCode::Done;
 }
 

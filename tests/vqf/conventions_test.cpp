@@ -31,6 +31,7 @@ protected:
                          std::vector<std::string>(500, test::testPixels(16, 0)));
         test::writeFile(directory.path("seconds.txt"), "1700000000" + repeated("\n1700000000", 500));
         test::writeFile(directory.path("header.txt"), "operator=Curie\n");
+        test::writeFile(directory.path("samples.bin"), std::string(576 * 576 * 2, 's'));
         test::writeFile(directory.path("rich.vqf"), test::richMovie());
         run(QStringLiteral("vqf import cells.tif -o long.vqf --rate 100 --start 2024-03-01T10:00:00Z "
                            "--comment left --attr operator=Curie"));

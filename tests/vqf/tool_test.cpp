@@ -204,7 +204,7 @@ TEST_F(Tool, SaysWhatWasLost)
     writer.close();
     const Ended ended = run("vqf export m.vqf -o x.tif");
     EXPECT_EQ(ended.code, 3);
-    EXPECT_THAT(ended.output, StartsWith("x.tif: 1 pages of 4 x 1, 8-bit unsigned"));
+    EXPECT_THAT(ended.output, StartsWith("x.tif: 1 frames of 4 x 1, 8-bit unsigned"));
     EXPECT_THAT(ended.errors, StartsWith("vqf: m.vqf: frame 1 has 3 of its 4 bytes\nvqf: m.vqf: frame 2 has"));
     EXPECT_THAT(ended.errors, HasSubstr("frame 10 has 3 of its 4 bytes\nvqf: m.vqf: and 3 frames more\n"));
 }

@@ -1,4 +1,4 @@
-#include <movietools/tiffimport.h>
+#include <movietools/movieimport.h>
 
 #include <common/iofileexception.h>
 #include <common/zdpalette.h>
@@ -7,11 +7,11 @@
 #include <libdataio/recordingremains.h>
 #include <movietools/checksum.h>
 #include <movietools/framevalues.h>
+#include <movietools/importsource_p.h>
 #include <movietools/joberror.h>
 #include <movietools/movieedit.h>
 #include <movietools/movieindex.h>
 #include <movietools/outputfile.h>
-#include <movietools/tiffpages_p.h>
 #include <movietools/wording.h>
 
 #include <cmath>
@@ -52,21 +52,23 @@ ZdPalette whiteToBlack(ZDImagePixelType type)
 void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format);
 
 /// One import, from the first look at the stacks to the finished movie.
-class TiffImport {
+class MovieImport {
 public:
-    TiffImport(const TiffImportOptions& options, const ProgressCallback& progress)
+    MovieImport(const ImportOptions& options, const ProgressCallback& progress)
         : m_options(options), m_progress(progress)
     {
     }
 
-    TiffImportResult run();
-    TiffImportResult append();
+    ImportResult run();
+    ImportResult append();
 
 private:
-    TiffImportResult result(const QString& path) const;
+    ImportResult result(const QString& path) const;
     void survey();
+    void takeNotes(const QString& stack, const MovieDescription& notes, std::uint64_t pagesBefore);
+    void checkTimes() const;
     void checkFits(const QString& path) const;
-    void checkFormat(const TiffPages& pages);
+    void checkFormat(const FramePages& pages);
     void checkCounts() const;
     std::uint64_t movieBytes() const;
     void checkSize(const OutputFile& output) const;
@@ -75,26 +77,30 @@ private:
     void writeFrames(ImageWriter& writer);
     void addFrame(ImageWriter& writer, const char* pixels);
     QString checksumText();
-    void checkRoom(const TiffPages& pages) const;
+    void checkRoom(const FramePages& pages) const;
     void checkMovie(const QString& path) const;
     std::optional<timeval> timeOf(std::uint64_t frame) const;
     float laserPowerOf(std::uint64_t frame) const;
 
-    const TiffImportOptions& m_options;
+    const ImportOptions& m_options;
     const ProgressCallback& m_progress;
     PageFormat m_format;
+    MovieDescription m_notes; // of all sources
     Progress m_done;
+    bool m_wantsChecksums = false;
     // What checksums are made of.
     MovieChecksums m_checksums;
     FrameTimer m_times;
     QByteArray m_laserPowers;
 };
 
-TiffImportResult TiffImport::run()
+ImportResult MovieImport::run()
 {
     OutputFile output(m_options.movie, m_options.replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
                       m_options.stacks, moviePermissions);
     survey();
+    // Checksums that came along belong to a file of old.
+    m_wantsChecksums = m_notes.attributes.erase(checksumAttribute) > 0 || m_options.checksums;
     checkCounts();
     checkSize(output);
     try {
@@ -103,13 +109,13 @@ TiffImportResult TiffImport::run()
     } catch (const IOFileException& failure) {
         throw jobError(failure, output.path(), output.workPath());
     }
-    const TiffImportResult imported = result(output.workPath());
+    const ImportResult imported = result(output.workPath());
     output.commit();
     RecordingRemains::remove(output.path()); // those of a movie that had this name before
     return imported;
 }
 
-TiffImportResult TiffImport::append()
+ImportResult MovieImport::append()
 {
     const QString& path = m_options.movie;
     survey();
@@ -125,9 +131,9 @@ TiffImportResult TiffImport::append()
     return result(path);
 }
 
-TiffImportResult TiffImport::result(const QString& path) const
+ImportResult MovieImport::result(const QString& path) const
 {
-    TiffImportResult result;
+    ImportResult result;
     result.frames = static_cast<unsigned>(m_done.framesDone);
     result.width = static_cast<int>(m_format.width);
     result.height = static_cast<int>(m_format.height);
@@ -137,14 +143,14 @@ TiffImportResult TiffImport::result(const QString& path) const
 }
 
 // Whether the pages can follow the frames of a movie.
-void TiffImport::checkFits(const QString& path) const
+void MovieImport::checkFits(const QString& path) const
 {
     ImageReader movie;
     openMovie(movie, path);
     requireFormat(movie, path, m_format);
     const FrameTimer& times = movie.getFrameTimer();
     const bool timed = !times.empty();
-    const bool givesTimes = !m_options.times.empty() || m_options.start;
+    const bool givesTimes = timeOf(0).has_value();
     if (timed && times.size() != static_cast<std::size_t>(movie.nbFrames()))
         throw JobError{path,
                        QStringLiteral("has %1 times for %2 frames").arg(times.size()).arg(movie.nbFrames()),
@@ -165,21 +171,65 @@ void TiffImport::checkFits(const QString& path) const
 }
 
 // Counts the pages and compares them, so that nothing is written for stacks that make no movie.
-void TiffImport::survey()
+void MovieImport::survey()
 {
     for (const QString& stack : m_options.stacks) {
-        TiffPages pages(stack);
+        const std::unique_ptr<FramePages> pages = openPages(stack, m_options);
+        const std::optional<MovieDescription> notes = pages->description();
+        const std::uint64_t before = m_done.framesTotal;
         do {
             if (m_done.framesTotal == 0)
-                m_format = pages.format();
-            checkFormat(pages);
+                m_format = pages->format();
+            checkFormat(*pages);
             ++m_done.framesTotal;
             report(m_progress, m_done);
-        } while (pages.next());
+        } while (pages->next());
+        takeNotes(stack, notes.value_or(MovieDescription{}), before);
     }
 }
 
-void TiffImport::checkFormat(const TiffPages& pages)
+// What comes with a source belongs to its pages; the header is that of the first source that has one.
+void MovieImport::takeNotes(const QString& stack, const MovieDescription& notes, std::uint64_t pagesBefore)
+{
+    const std::uint64_t pages = m_done.framesTotal - pagesBefore;
+    if (notes.times.size() > pages || notes.laserPowers.size() > pages)
+        throw JobError{stack,
+                       QStringLiteral("tells of %1 frames, and there are %2")
+                           .arg(std::max(notes.times.size(), notes.laserPowers.size()))
+                           .arg(pages),
+                       QStringLiteral("use another copy, or import its pixels alone with --pixels-only"),
+                       {}};
+    const auto append = [this, pagesBefore](const auto& from, auto& to, const auto& none) {
+        if (from.empty() && to.empty())
+            return;
+        to.resize(pagesBefore, none);
+        to.insert(to.end(), from.begin(), from.end());
+        to.resize(m_done.framesTotal, none);
+    };
+    append(notes.times, m_notes.times, std::optional<timeval>());
+    append(notes.laserPowers, m_notes.laserPowers, -1.0F);
+    if (m_notes.attributes.attributes().empty())
+        m_notes.attributes = notes.attributes;
+    if (m_notes.fiberCenters.empty())
+        m_notes.fiberCenters = notes.fiberCenters;
+}
+
+// A movie keeps its times in order and has none in the middle without those before it.
+void MovieImport::checkTimes() const
+{
+    std::optional<timeval> before = timeOf(0);
+    for (std::uint64_t frame = 1; frame < m_done.framesTotal; ++frame) {
+        const std::optional<timeval> time = timeOf(frame);
+        if (time && (!before || *time < *before))
+            throw JobError{m_options.stacks.front(),
+                           QStringLiteral("has times that run back or begin late, at frame %1").arg(frame),
+                           QStringLiteral("movies keep times in order: give others, or use --pixels-only"),
+                           {}};
+        before = time;
+    }
+}
+
+void MovieImport::checkFormat(const FramePages& pages)
 {
     if (pages.format() == m_format)
         return;
@@ -191,7 +241,7 @@ void TiffImport::checkFormat(const TiffPages& pages)
                    {}};
 }
 
-void TiffImport::checkCounts() const
+void MovieImport::checkCounts() const
 {
     const auto require = [this](std::size_t count, const QString& what) {
         if (count == m_done.framesTotal)
@@ -206,17 +256,18 @@ void TiffImport::checkCounts() const
         require(m_options.times.size(), QStringLiteral("times"));
     if (!m_options.laserPowers.empty())
         require(m_options.laserPowers.size(), QStringLiteral("laser powers"));
+    checkTimes();
 }
 
 // All of the movie but its attributes.
-std::uint64_t TiffImport::movieBytes() const
+std::uint64_t MovieImport::movieBytes() const
 {
     constexpr auto bytesBesidePixels = static_cast<std::uint64_t>(layout::framingBytes + layout::indexRecordBytes +
                                                                   layout::frameTimeBytes + layout::laserPowerBytes);
     return m_done.framesTotal * (m_format.frameBytes() + bytesBesidePixels);
 }
 
-void TiffImport::checkSize(const OutputFile& output) const
+void MovieImport::checkSize(const OutputFile& output) const
 {
     if (m_done.framesTotal > std::numeric_limits<std::uint32_t>::max() || movieBytes() > layout::commonSizeLimit)
         throw JobError{output.path(),
@@ -228,18 +279,18 @@ void TiffImport::checkSize(const OutputFile& output) const
     output.requireRoom(movieBytes());
 }
 
-void TiffImport::writeMovie(const QString& path)
+void MovieImport::writeMovie(const QString& path)
 {
     ImageWriter writer;
     writer.create(path, false);
     writeHeader(writer);
     writeFrames(writer);
-    if (m_options.checksums)
+    if (m_wantsChecksums)
         writer.attribute(checksumAttribute, checksumText());
     writer.close();
 }
 
-void TiffImport::writeHeader(ImageWriter& writer) const
+void MovieImport::writeHeader(ImageWriter& writer) const
 {
     writer.width(static_cast<int>(m_format.width));
     writer.height(static_cast<int>(m_format.height));
@@ -251,39 +302,41 @@ void TiffImport::writeHeader(ImageWriter& writer) const
     }
     if (m_format.whiteIsZero && GetPixBits(m_format.type) <= 16)
         writer.setPalette(whiteToBlack(m_format.type));
+    applyDescription(m_notes, writer);
     for (const auto& [name, value] : m_options.attributes)
         writer.attribute(name, value);
     if (!m_options.comment.isEmpty())
         writer.setComment(m_options.comment);
 }
 
-void TiffImport::writeFrames(ImageWriter& writer)
+void MovieImport::writeFrames(ImageWriter& writer)
 {
     // Not filled: a page that claims to be large takes memory only as far as there are pixels for it.
     const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(m_format.frameBytes());
     for (const QString& stack : m_options.stacks) {
-        TiffPages pages(stack);
+        const std::unique_ptr<FramePages> pages = openPages(stack, m_options);
         do {
-            checkFormat(pages);
-            checkRoom(pages);
-            pages.readPixels(pixels.get());
+            checkFormat(*pages);
+            checkRoom(*pages);
+            pages->readPixels(pixels.get());
             addFrame(writer, pixels.get());
             ++m_done.framesDone;
             m_done.bytesDone += m_format.frameBytes();
             report(m_progress, m_done);
-        } while (pages.next());
+        } while (pages->next());
     }
 }
 
-void TiffImport::addFrame(ImageWriter& writer, const char* pixels)
+void MovieImport::addFrame(ImageWriter& writer, const char* pixels)
 {
     const float power = laserPowerOf(m_done.framesDone);
     const std::optional<timeval> time = timeOf(m_done.framesDone);
+    const auto size = static_cast<int>(m_format.frameBytes());
     if (time)
-        writer.addFrame(pixels, *time, power);
+        writer.addFrame(pixels, size, *time, power);
     else
-        writer.addFrame(pixels, power);
-    if (!m_options.checksums)
+        writer.addFrame(pixels, size, power);
+    if (!m_wantsChecksums)
         return;
     m_checksums.frames.push_back(payloadChecksum(pixels, static_cast<std::int64_t>(m_format.frameBytes())));
     if (time)
@@ -292,9 +345,13 @@ void TiffImport::addFrame(ImageWriter& writer, const char* pixels)
 }
 
 // Of the frames that were written, and of the side data that closing the movie writes.
-QString TiffImport::checksumText()
+QString MovieImport::checksumText()
 {
     std::vector<std::pair<std::uint32_t, QByteArray>> sideData;
+    if (!m_notes.fiberCenters.empty())
+        sideData.emplace_back(ZD_FIBER_CENTERS_CHUNK,
+                              fiberCenterPayload(m_notes.fiberCenters, static_cast<int>(m_format.width),
+                                                 static_cast<int>(m_format.height)));
     if (!m_times.empty()) {
         QByteArray bytes(static_cast<qsizetype>(m_times.size()) * layout::frameTimeBytes, '\0');
         m_times.dumpToRawBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -306,14 +363,14 @@ QString TiffImport::checksumText()
 }
 
 // A stack that grew since it was surveyed.
-void TiffImport::checkRoom(const TiffPages& pages) const
+void MovieImport::checkRoom(const FramePages& pages) const
 {
     if (m_done.framesDone == m_done.framesTotal)
         throw JobError{pages.path(), QStringLiteral("changed while it was read"), changedAdvice(), {}};
 }
 
 // The movie as another program will see it.
-void TiffImport::checkMovie(const QString& path) const
+void MovieImport::checkMovie(const QString& path) const
 {
     ImageReader reader(path);
     if (static_cast<std::uint64_t>(reader.nbFrames()) != m_done.framesTotal)
@@ -323,12 +380,12 @@ void TiffImport::checkMovie(const QString& path) const
                        {}};
 }
 
-std::optional<timeval> TiffImport::timeOf(std::uint64_t frame) const
+std::optional<timeval> MovieImport::timeOf(std::uint64_t frame) const
 {
     if (frame < m_options.times.size())
         return m_options.times[frame];
     if (!m_options.start || !m_options.frameRate)
-        return std::nullopt;
+        return frame < m_notes.times.size() ? m_notes.times[frame] : std::nullopt;
     const std::optional<timeval> time = timeAfter(*m_options.start, static_cast<double>(frame) / *m_options.frameRate);
     if (!time)
         throw JobError{m_options.movie,
@@ -338,11 +395,13 @@ std::optional<timeval> TiffImport::timeOf(std::uint64_t frame) const
     return time;
 }
 
-float TiffImport::laserPowerOf(std::uint64_t frame) const
+float MovieImport::laserPowerOf(std::uint64_t frame) const
 {
     if (frame < m_options.laserPowers.size())
         return m_options.laserPowers[frame];
-    return m_options.laserPower.value_or(-1.0F);
+    if (m_options.laserPower || frame >= m_notes.laserPowers.size())
+        return m_options.laserPower.value_or(-1.0F);
+    return m_notes.laserPowers[frame];
 }
 
 // The movie's size and pixel type in the words of a page.
@@ -367,18 +426,18 @@ void requireFormat(ImageReader& movie, const QString& path, const PageFormat& fo
 
 } // namespace
 
-TiffImportResult appendTiff(const TiffImportOptions& options, const ProgressCallback& progress)
+ImportResult appendFrames(const ImportOptions& options, const ProgressCallback& progress)
 {
-    return TiffImport(options, progress).append();
+    return MovieImport(options, progress).append();
 }
 
 void replaceFrame(const QString& movie, unsigned index, const QString& stack, const std::optional<timeval>& time,
                   const std::optional<float>& laserPower)
 {
-    TiffPages pages(stack);
+    const std::unique_ptr<FramePages> pages = openPages(stack, {});
     ImageReader reader;
     openMovie(reader, movie);
-    requireFormat(reader, movie, pages.format());
+    requireFormat(reader, movie, pages->format());
     if (index >= static_cast<unsigned>(reader.nbFrames()))
         throw JobError{movie,
                        QStringLiteral("has no frame %1: there are %2").arg(index).arg(reader.nbFrames()),
@@ -388,8 +447,8 @@ void replaceFrame(const QString& movie, unsigned index, const QString& stack, co
     reader.getLaserPower(index, power);
     power = laserPower.value_or(power);
     reader.close();
-    const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(pages.format().frameBytes());
-    pages.readPixels(pixels.get());
+    const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(pages->format().frameBytes());
+    pages->readPixels(pixels.get());
 
     MovieEdit edit(movie);
     try {
@@ -403,9 +462,9 @@ void replaceFrame(const QString& movie, unsigned index, const QString& stack, co
     edit.commit();
 }
 
-TiffImportResult importTiff(const TiffImportOptions& options, const ProgressCallback& progress)
+ImportResult importMovie(const ImportOptions& options, const ProgressCallback& progress)
 {
-    return TiffImport(options, progress).run();
+    return MovieImport(options, progress).run();
 }
 
 } // namespace zd::movietools

@@ -4,7 +4,7 @@
 #include <libdataio/recordingremains.h>
 #include <movietools/checksum.h>
 #include <movietools/joberror.h>
-#include <movietools/tiffimport.h>
+#include <movietools/movieimport.h>
 #include <movietools/verify.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
@@ -31,12 +31,12 @@ std::vector<std::string> testPages(const StackForm& form, unsigned count, unsign
     return pages;
 }
 
-TiffImportResult import(const TemporaryDirectory& directory, const QStringList& stacks)
+ImportResult import(const TemporaryDirectory& directory, const QStringList& stacks)
 {
-    TiffImportOptions options;
+    ImportOptions options;
     options.stacks = stacks;
     options.movie = directory.path("movie.vqf");
-    return importTiff(options, {});
+    return importMovie(options, {});
 }
 
 // The problem that an import reports; also checks that it left nothing behind.
@@ -64,7 +64,7 @@ std::string frameBytes(ImageReader& movie, unsigned frame)
     return {static_cast<const char*>(data), static_cast<std::size_t>(movie.frameSize())};
 }
 
-TEST(TiffImport, KeepsEveryPixelInEveryForm)
+TEST(MovieImport, KeepsEveryPixelInEveryForm)
 {
     struct Case {
         StackForm form;
@@ -90,7 +90,7 @@ TEST(TiffImport, KeepsEveryPixelInEveryForm)
         const std::vector<std::string> pages = testPages(one.form, 3);
         test::writeStack(directory.path("stack.tif"), one.form, width, height, pages);
 
-        const TiffImportResult result = import(directory, {directory.path("stack.tif")});
+        const ImportResult result = import(directory, {directory.path("stack.tif")});
         EXPECT_EQ(result.frames, 3U);
         EXPECT_EQ(result.type, one.type);
         EXPECT_EQ(result.bytes, test::readFile(directory.path("movie.vqf")).size());
@@ -108,7 +108,7 @@ TEST(TiffImport, KeepsEveryPixelInEveryForm)
     }
 }
 
-TEST(TiffImport, TakesWhatJpegDecodesToButNothingMadeUp)
+TEST(MovieImport, TakesWhatJpegDecodesToButNothingMadeUp)
 {
     for (const StackForm& form :
          {StackForm{.compression = 7}, StackForm{.channels = 3, .photometric = 6, .compression = 7}}) {
@@ -129,7 +129,7 @@ TEST(TiffImport, TakesWhatJpegDecodesToButNothingMadeUp)
     }
 }
 
-TEST(TiffImport, RecordsTimesPowersAndAttributes)
+TEST(MovieImport, RecordsTimesPowersAndAttributes)
 {
     const TemporaryDirectory directory;
     const StackForm form{.bits = 8, .photometric = 0};
@@ -137,7 +137,7 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     test::writeStack(directory.path("a.tif"), form, width, height, {pages[0], pages[1]});
     test::writeStack(directory.path("b.tif"), {.bits = 8, .photometric = 0, .compression = 8}, width, height,
                      {pages[2]});
-    TiffImportOptions options;
+    ImportOptions options;
     options.stacks = QStringList{directory.path("a.tif"), directory.path("b.tif")};
     options.movie = directory.path("movie.vqf");
     options.frameRate = 12;
@@ -147,7 +147,7 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     options.comment = QStringLiteral("two\nlines");
     options.checksums = true;
     std::vector<std::uint64_t> done;
-    importTiff(options, [&](const Progress& progress) {
+    importMovie(options, [&](const Progress& progress) {
         done.push_back(progress.framesDone * 1000 + progress.framesTotal);
         return true;
     });
@@ -190,7 +190,7 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     options.laserPowers.clear();
     options.laserPower = 0.5F;
     options.checksums = false;
-    importTiff(options, {});
+    importMovie(options, {});
     movie.open(options.movie);
     EXPECT_FALSE(movie.attribute(checksumAttribute, text));
     EXPECT_FALSE(RecordingRemains::of(options.movie).hasLog);
@@ -201,7 +201,7 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     const std::string before = test::readFile(options.movie);
     const auto problem = [&options] {
         try {
-            importTiff(options, {});
+            importMovie(options, {});
         } catch (const JobError& error) {
             return error.problem.toStdString();
         }
@@ -213,11 +213,11 @@ TEST(TiffImport, RecordsTimesPowersAndAttributes)
     options.start = timeval{2147483647, 0};
     options.frameRate = 0.5;
     EXPECT_EQ(problem(), "would have a frame after 2038, which movies cannot date");
-    EXPECT_THROW(importTiff(options, [](const Progress&) { return false; }), JobCancelled);
+    EXPECT_THROW(importMovie(options, [](const Progress&) { return false; }), JobCancelled);
     EXPECT_TRUE(test::readFile(options.movie) == before);
 }
 
-TEST(TiffImport, RefusesWhatMoviesCannotHold)
+TEST(MovieImport, RefusesWhatMoviesCannotHold)
 {
     struct Case {
         StackForm form;
@@ -256,7 +256,8 @@ TEST(TiffImport, RefusesWhatMoviesCannotHold)
     EXPECT_EQ(problemOf(directory, {directory.path("a.tif"), directory.path("c.tif")}),
               "page 1 is 37 x 21, 8-bit unsigned, white is zero, but the pages before it are 37 x 21, 8-bit unsigned");
     EXPECT_EQ(problemOf(directory, {directory.path("nothing.tif")}), "cannot be read: No such file or directory");
-    EXPECT_EQ(problemOf(directory, {directory.path("")}), "is not a regular file");
+    QDir(directory.path("")).mkdir(QStringLiteral("empty"));
+    EXPECT_EQ(problemOf(directory, {directory.path("empty")}), "holds no PNG or TIFF pictures");
 
     // A stack of many images of which only the first has a page.
     test::writeStack(directory.path("big.tif"), {.description = "ImageJ=1.54f\nimages=3\n"}, 8, 2,
@@ -265,7 +266,7 @@ TEST(TiffImport, RefusesWhatMoviesCannotHold)
     EXPECT_EQ(problemOf(directory, {directory.path("big.tif")}), "keeps 3 images behind a single page");
 }
 
-TEST(TiffImport, FailsForStacksThatEndEarly)
+TEST(MovieImport, FailsForStacksThatEndEarly)
 {
     for (const StackForm& form : {StackForm{.bits = 16}, StackForm{.bits = 16, .compression = 8, .tile = 16}}) {
         const TemporaryDirectory directory;
@@ -279,7 +280,7 @@ TEST(TiffImport, FailsForStacksThatEndEarly)
     }
 }
 
-TEST(TiffImport, SurvivesDamagedStacks)
+TEST(MovieImport, SurvivesDamagedStacks)
 {
     const StackForm form{.bits = 16, .compression = 8, .mode = "wb"};
     const TemporaryDirectory directory;
@@ -293,7 +294,7 @@ TEST(TiffImport, SurvivesDamagedStacks)
         damaged[place] = static_cast<char>(damaged[place] ^ 0xFF);
         test::writeFile(directory.path("damaged.tif"), damaged);
         try {
-            const TiffImportResult result = import(directory, {directory.path("damaged.tif")});
+            const ImportResult result = import(directory, {directory.path("damaged.tif")});
             EXPECT_EQ(ImageReader(directory.path("movie.vqf")).nbFrames(), static_cast<int>(result.frames));
             QFile::remove(directory.path("movie.vqf"));
             ++imported;

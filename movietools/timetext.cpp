@@ -1,10 +1,13 @@
-#include <vqf/timetext.h>
+#include <movietools/timetext.h>
 
 #include <movietools/framevalues.h>
 
 #include <QDateTime>
+#include <QRegularExpression>
 
-namespace zd::tool {
+#include <cmath>
+
+namespace zd::movietools {
 
 namespace {
 
@@ -33,9 +36,17 @@ QString sixDigits(std::int64_t value)
 
 } // namespace
 
+std::optional<timeval> timeOfMicroseconds(std::int64_t microseconds)
+{
+    const Split parts = split(microseconds);
+    if (parts.seconds < INT32_MIN || parts.seconds > INT32_MAX)
+        return std::nullopt;
+    return timeval{static_cast<std::int32_t>(parts.seconds), static_cast<std::int32_t>(parts.microseconds)};
+}
+
 QString utcText(const timeval& time)
 {
-    const Split parts = split(movietools::microseconds(time));
+    const Split parts = split(microseconds(time));
     const QDateTime date = QDateTime::fromSecsSinceEpoch(parts.seconds, Qt::UTC);
     return date.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) + QLatin1Char('.') + sixDigits(parts.microseconds) +
            QLatin1Char('Z');
@@ -53,11 +64,15 @@ std::optional<timeval> parseTime(const QString& text)
     bool isNumber = false;
     const double seconds = text.toDouble(&isNumber);
     if (isNumber)
-        return movietools::timeAfter({}, seconds);
-    const QDateTime date = QDateTime::fromString(text, Qt::ISODateWithMs);
+        return timeAfter({}, seconds);
+    // Qt knows thousandths of a second at best.
+    static const QRegularExpression fraction(QStringLiteral("(?<=:\\d\\d)[.,](\\d{1,9})"));
+    const QString digits = fraction.match(text).captured(1);
+    const QDateTime date = QDateTime::fromString(QString(text).remove(fraction), Qt::ISODate);
     if (!date.isValid())
         return std::nullopt;
-    return movietools::timeAfter({}, static_cast<double>(date.toMSecsSinceEpoch()) / 1e3);
+    const double rest = digits.isEmpty() ? 0 : (QStringLiteral("0.") + digits).toDouble();
+    return timeOfMicroseconds(date.toSecsSinceEpoch() * microsecondsPerSecond + std::llround(rest * 1e6));
 }
 
-} // namespace zd::tool
+} // namespace zd::movietools

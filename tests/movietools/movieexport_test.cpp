@@ -1,8 +1,8 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
 #include <movietools/joberror.h>
-#include <movietools/tiffexport.h>
-#include <movietools/tiffimport.h>
+#include <movietools/movieexport.h>
+#include <movietools/movieimport.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 
@@ -17,21 +17,21 @@ namespace {
 
 using test::TemporaryDirectory;
 
-TiffExportResult exportMovie(const TemporaryDirectory& directory, const char* frames = "")
+ExportResult exportFrames(const TemporaryDirectory& directory, const char* frames = "")
 {
-    TiffExportOptions options;
+    ExportOptions options;
     options.movie = directory.path("movie.vqf");
-    options.stack = directory.path("stack.tif");
+    options.output = directory.path("stack.tif");
     options.replace = true;
     if (*frames != '\0')
         options.frames = *FrameSelection::parse(QString::fromLatin1(frames));
-    return exportTiff(options, {});
+    return exportMovie(options, {});
 }
 
 std::string problemOf(const TemporaryDirectory& directory, const char* frames = "")
 {
     try {
-        exportMovie(directory, frames);
+        exportFrames(directory, frames);
     } catch (const JobError& error) {
         EXPECT_EQ(error.path, directory.path("movie.vqf"));
         EXPECT_FALSE(QFile::exists(directory.path("stack.tif")));
@@ -61,7 +61,7 @@ void setByte(const TemporaryDirectory& directory, std::size_t place, char value)
     test::writeFile(directory.path("movie.vqf"), bytes);
 }
 
-std::string lostFrames(const TiffExportResult& result)
+std::string lostFrames(const ExportResult& result)
 {
     std::string text;
     for (const LostFrame& lost : result.lost)
@@ -69,7 +69,7 @@ std::string lostFrames(const TiffExportResult& result)
     return text;
 }
 
-TEST(TiffExport, WritesEveryPixelTypeAndReadsItBack)
+TEST(MovieExport, WritesEveryPixelTypeAndReadsItBack)
 {
     struct Case {
         ZDImagePixelType type;
@@ -98,7 +98,7 @@ TEST(TiffExport, WritesEveryPixelTypeAndReadsItBack)
         }
         writer.close();
 
-        const TiffExportResult result = exportMovie(directory);
+        const ExportResult result = exportFrames(directory);
         EXPECT_EQ(result.frames, 3U);
         EXPECT_TRUE(result.lost.empty());
         EXPECT_FALSE(result.bigTiff);
@@ -117,10 +117,10 @@ TEST(TiffExport, WritesEveryPixelTypeAndReadsItBack)
             EXPECT_EQ(pages[page].software, page == 0 ? "DataIO vqf" : "");
         }
 
-        TiffImportOptions options;
+        ImportOptions options;
         options.stacks = QStringList{directory.path("stack.tif")};
         options.movie = directory.path("again.vqf");
-        EXPECT_EQ(importTiff(options, {}).type, one.imported);
+        EXPECT_EQ(importMovie(options, {}).type, one.imported);
         ImageReader again(options.movie);
         const void* data = nullptr;
         ASSERT_TRUE(again.getFrame(data, 2));
@@ -128,11 +128,11 @@ TEST(TiffExport, WritesEveryPixelTypeAndReadsItBack)
     }
 }
 
-TEST(TiffExport, TakesTheFramesAskedFor)
+TEST(MovieExport, TakesTheFramesAskedFor)
 {
     const TemporaryDirectory directory;
     writeMovie(directory, {"aa", "bb", "cc", "dd", "ee"}, "width=2\nheight=1\npixbits=8\n");
-    EXPECT_EQ(exportMovie(directory, "3:,0,1:4:2").frames, 5U);
+    EXPECT_EQ(exportFrames(directory, "3:,0,1:4:2").frames, 5U);
     std::string pixels;
     for (const test::StackPage& page : test::readStack(directory.path("stack.tif")))
         pixels += page.pixels;
@@ -144,13 +144,13 @@ TEST(TiffExport, TakesTheFramesAskedFor)
     writeMovie(directory, {"abcd"}, "endian=1\nwidth=2\nheight=1\npixbits=12\npixtype=99\n");
     EXPECT_EQ(problemOf(directory), "does not say what its pixels are");
     writeMovie(directory, {"abcd", "ab"}, "endian=1\nwidth=2\nheight=1\npixbits=12\n");
-    const TiffExportResult result = exportMovie(directory);
+    const ExportResult result = exportFrames(directory);
     EXPECT_EQ(result.type, ZD_USHORT);
     EXPECT_EQ(lostFrames(result), "1 has 2 of its 4 bytes\n");
     EXPECT_EQ(test::readStack(directory.path("stack.tif")).front().pixels, "badc");
 }
 
-TEST(TiffExport, LeavesOutWhatCannotBeReadAndTells)
+TEST(MovieExport, LeavesOutWhatCannotBeReadAndTells)
 {
     const TemporaryDirectory directory;
     const std::string header = "width=4\nheight=1\npixtype=3\n";
@@ -158,7 +158,7 @@ TEST(TiffExport, LeavesOutWhatCannotBeReadAndTells)
     setByte(directory, 36 + 34 + 38 + 1, 'X');          // a mark of frame 3's start header
     setByte(directory, 36 + 34 + 38 + 36 + 9, '\x07');  // frame 4 becomes a chunk of another type
     setByte(directory, 36 + 34 + 38 + 36 + 36 + 13, 2); // frame 5's own header says two bytes
-    const TiffExportResult result = exportMovie(directory);
+    const ExportResult result = exportFrames(directory);
     EXPECT_EQ(lostFrames(result), "1 has 2 of its 4 bytes\n"
                                   "2 has 2 bytes beyond its picture\n"
                                   "3 cannot be read: Cannot read chunk header, file may be corrupted\n"
@@ -187,7 +187,7 @@ TEST(TiffExport, LeavesOutWhatCannotBeReadAndTells)
     EXPECT_EQ(problemOf(directory), "missing info, bad file format");
 }
 
-TEST(TiffExport, ChoosesBigTiffByTheComputedSize)
+TEST(MovieExport, ChoosesBigTiffByTheComputedSize)
 {
     constexpr std::uint64_t reach = 0xFFFFFFFF;
     EXPECT_FALSE(needsBigTiff(1, reach - 1024, 0));

@@ -1,0 +1,66 @@
+#include <vqf/command.h>
+
+#include <movietools/movieplot.h>
+#include <vqf/drawingapplication.h>
+#include <vqf/framechoice.h>
+#include <vqf/pictureoutput.h>
+#include <vqf/progressline.h>
+#include <vqf/sizeargument.h>
+
+#include <memory>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+Mean intensity, laser power and frame interval, one above the other, over the time since the first frame; over the
+number of the frame when the movie has no times. Reads every frame.
+
+Examples:
+  vqf plot cells.vqf -o cells.png
+  vqf plot cells.vqf -o start.png --time 0:2s --size 1600x900)";
+
+struct PlotArguments {
+    std::string movie;
+    OutputArgument picture;
+    FrameChoice frames;
+    std::string size = "1000x700";
+};
+
+ExitCode runPlot(const PlotArguments& arguments)
+{
+    movietools::PlotOptions options;
+    options.movie = QString::fromStdString(arguments.movie);
+    options.frames = arguments.frames.selection();
+    options.size = parseSize(arguments.size);
+    if (options.size != options.size.expandedTo({200, 200}).boundedTo({10000, 10000}))
+        throw UsageError{"--size " + arguments.size + ": 200x200 to 10000x10000"};
+    PictureOutput output(arguments.picture, options.movie);
+    const DrawingApplication application(options.movie);
+    QImage picture;
+    {
+        ProgressLine progress;
+        picture = plotMovie(options, progress.callback());
+    }
+    output.save(picture);
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command addPlotCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("plot", "Draw intensity, laser power and frame interval over time");
+    auto arguments = std::make_shared<PlotArguments>();
+    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
+    arguments->picture.addTo(*app, "picture")->required();
+    arguments->frames.addTo(*app);
+    app->add_option("--size", arguments->size, "Size of the picture in pixels")
+        ->type_name("WIDTHxHEIGHT")
+        ->capture_default_str();
+    app->footer(notes);
+    return {app, [arguments] { return runPlot(*arguments); }};
+}
+
+} // namespace zd::tool
