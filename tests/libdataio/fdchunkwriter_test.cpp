@@ -3,11 +3,9 @@
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
 #include <tests/support/filesizelimit.h>
+#include <tests/support/markingtranslator.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
-
-#include <QCoreApplication>
-#include <QTranslator>
 
 #include <gtest/gtest.h>
 
@@ -75,17 +73,6 @@ protected:
 
 static_assert(!std::is_copy_constructible_v<FDChunkWriter> && !std::is_move_constructible_v<FDChunkWriter>);
 static_assert(!std::is_copy_assignable_v<FDChunkWriter> && !std::is_move_assignable_v<FDChunkWriter>);
-
-/// Answers every lookup, as a translator of the application would.
-class Capitals : public QTranslator {
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char* context, const char* text, const char*, int) const override
-    {
-        return QLatin1StringView(context) == QLatin1StringView("QObject") ? QString::fromLatin1(text).toUpper()
-                                                                          : QString();
-    }
-};
 
 } // namespace
 
@@ -160,8 +147,7 @@ TEST_F(FDChunkWriterTest, ReportsWhatCannotBeWrittenInTextsThatCanBeTranslated)
     };
     const auto expectReports = [&](bool translated) {
         for (const Failure& failure : failures) {
-            const QString plain = QString::fromLatin1(failure.text);
-            const std::string text = (translated ? plain.toUpper() : plain).toStdString();
+            const std::string text = translated ? std::string("<") + failure.text + '>' : failure.text;
             const std::string message = failure.error == 0 ? text : withSystemText(text, failure.error);
             EXPECT_EQ(repeatedReportOf(logger, failure.operation), (Report{failure.code, message, failure.origin}));
         }
@@ -169,8 +155,7 @@ TEST_F(FDChunkWriterTest, ReportsWhatCannotBeWrittenInTextsThatCanBeTranslated)
     expectReports(false);
     int argc = 0;
     const QCoreApplication application(argc, nullptr);
-    Capitals capitals;
-    QCoreApplication::installTranslator(&capitals);
+    const MarkingTranslator translator;
     expectReports(true);
     EXPECT_EQ(reportOf(logger, [&] { on(startHeader(2, 0x7FFFFFFF)).nextChunk(2); }).message,
               withSystemText("Could not read next chunk data: ", ENOMEM))

@@ -164,16 +164,6 @@ TEST_F(Fibers, FiltersByFrame)
                 ElementsAre(50, 50));
 }
 
-TEST_F(Fibers, SortsByRowThenColumn)
-{
-    open(movieWith(wordsAt({{5, 2.4}, {1, 2.6}, {3, 1.5}})));
-    EXPECT_THAT(positions(ImageReader::NoFiberFilteringSorted),
-                ElementsAre(FloatEq(3), FloatEq(1.5F), FloatEq(5), FloatEq(2.4F), FloatEq(1), FloatEq(2.6F)));
-    EXPECT_EQ(positions(ImageReader::SizeClampFiberFilteringSorted), positions(ImageReader::NoFiberFilteringSorted));
-    EXPECT_EQ(positions(ImageReader::BundleBoundingBoxFiberFilteringSorted),
-              positions(ImageReader::NoFiberFilteringSorted));
-}
-
 TEST_F(Fibers, FiltersByBundle)
 {
     const std::string fiberWords = wordsAt({{99, 49}, {49.5, 24.5}, {0, 0}, {98, 24}});

@@ -2,15 +2,14 @@
 
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
+#include <tests/support/markingtranslator.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QFile>
-#include <QTranslator>
 
 #include <functional>
 #include <set>
@@ -197,16 +196,6 @@ std::vector<Trigger> editingTriggers()
     };
 }
 
-/// Marks every text that it is asked for.
-class MarkingTranslator : public QTranslator {
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char*, const char* text, const char*, int) const override
-    {
-        return u'<' + QString::fromLatin1(text) + u'>';
-    }
-};
-
 void checkAll(const char* logger, const std::vector<Trigger>& triggers, std::set<std::string> codes)
 {
     int argumentCount = 1;
@@ -224,10 +213,8 @@ void checkAll(const char* logger, const std::vector<Trigger>& triggers, std::set
         EXPECT_EQ(repeatedReportOf(logger, [&] { trigger.run(path); }), expected);
 
         QFile::remove(path);
-        MarkingTranslator translator;
-        QCoreApplication::installTranslator(&translator);
+        const MarkingTranslator translator;
         const Report marked = reportOf(logger, [&] { trigger.run(path); });
-        QCoreApplication::removeTranslator(&translator);
         EXPECT_EQ(marked.message, trigger.translated ? "<" + message + ">" : message);
         codes.erase(trigger.code);
     }

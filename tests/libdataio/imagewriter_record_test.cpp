@@ -91,9 +91,6 @@ TEST_F(Recording, StampsFramesWithTheClock)
     writer.create(m_path, true);
     EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), time0, 0.5F); }), "IW_AF_INFO2") << "the size comes first";
     setFormat(writer);
-    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), time0, 0.5F); }), "IW_AF_AUTOTIME1");
-    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels0.data(), 16, time0, 0.5F); }), "IW_AF_AUTOTIME2");
-    EXPECT_EQ(codeOf([&] { writer.addFrameAtEnd(pixels0.data(), 16, time0, 0.5F); }), "IW_AF_AUTOTIME3");
     writer.addFrame(pixels0.data(), 0.5F);
     writer.addFrame(pixels0.data(), 16, 0.5F);
     writer.addFrameAtEnd(pixels1.data(), 16, -1.0F);
