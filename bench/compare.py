@@ -56,6 +56,7 @@ class Goal:
         value = self.ratio(lambda name: statistics.median(results[name]["times"]))
         rounds = min(len(results[name]["times"]) for name in needed)
         each = [self.ratio(lambda name, i=i: results[name]["times"][i]) for i in range(rounds)]
+        each = [ratio for ratio in each if not math.isnan(ratio)] or [math.nan]
         return {"goal": self.text(), "bound": self.bound, "ratio": value, "min": min(each), "max": max(each),
                 "cpu_ratio": self.ratio(lambda name: statistics.median(results[name]["cpu_times"])),
                 "met": value >= self.bound if self.least else value <= self.bound}
