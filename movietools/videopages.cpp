@@ -22,18 +22,23 @@ QStringList quietly(const QStringList& arguments)
            arguments;
 }
 
-QJsonObject askAbout(const QString& path)
+QJsonObject askAbout(const QString& path, const QString& reportedPath)
 {
     ChildProgram program(
         QStringLiteral("ffprobe"),
         quietly({QStringLiteral("-select_streams"), QStringLiteral("v:0"), QStringLiteral("-count_packets"),
                  QStringLiteral("-show_entries"), QStringLiteral("stream=width,height,pix_fmt,nb_read_packets"),
                  QStringLiteral("-of"), QStringLiteral("json"), QStringLiteral("-i"), videoAddress(path)}),
-        ChildProgram::Direction::GivesBytes, path);
+        ChildProgram::Direction::GivesBytes, reportedPath);
     QByteArray answer(65536, Qt::Uninitialized);
     answer.resize(static_cast<qsizetype>(program.read(answer.data(), static_cast<std::size_t>(answer.size()))));
     program.finish();
     return QJsonDocument::fromJson(answer).object().value(QStringLiteral("streams")).toArray().at(0).toObject();
+}
+
+std::uint64_t pictureCount(const QJsonObject& stream)
+{
+    return stream.value(QStringLiteral("nb_read_packets")).toString().toULongLong();
 }
 
 ZDImagePixelType decodedType(const QString& pixels)
@@ -47,6 +52,11 @@ ZDImagePixelType decodedType(const QString& pixels)
 
 } // namespace
 
+std::uint64_t picturesIn(const QString& path, const QString& reportedPath)
+{
+    return pictureCount(askAbout(path, reportedPath));
+}
+
 VideoPages::VideoPages(const QString& path, ZDImagePixelType signedType) : m_path(path), m_signedType(signedType)
 {
     look();
@@ -54,10 +64,10 @@ VideoPages::VideoPages(const QString& path, ZDImagePixelType signedType) : m_pat
 
 void VideoPages::look()
 {
-    const QJsonObject stream = askAbout(m_path);
+    const QJsonObject stream = askAbout(m_path, m_path);
     const int width = stream.value(QStringLiteral("width")).toInt();
     const int height = stream.value(QStringLiteral("height")).toInt();
-    m_pictures = stream.value(QStringLiteral("nb_read_packets")).toString().toULongLong();
+    m_pictures = pictureCount(stream);
     if (width <= 0 || height <= 0 || m_pictures == 0)
         throw JobError{m_path, QStringLiteral("holds no video"), QStringLiteral("name another file"), {}};
     m_decoded = decodedType(stream.value(QStringLiteral("pix_fmt")).toString());

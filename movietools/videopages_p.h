@@ -34,4 +34,7 @@ private:
     std::optional<ChildProgram> m_decoder;
 };
 
+/// Pictures in the video at `path`; errors are reported for `reportedPath`. Throws JobError.
+std::uint64_t picturesIn(const QString& path, const QString& reportedPath);
+
 } // namespace zd::movietools

@@ -7,6 +7,7 @@
 #include <movietools/sidecaroutput_p.h>
 #include <movietools/signedsamples_p.h>
 #include <movietools/timetext.h>
+#include <movietools/videopages_p.h>
 #include <movietools/videotool_p.h>
 
 #include <libdataio/imagefilelayout.h>
@@ -36,9 +37,12 @@ double frameRate(const ExportPlan& plan)
 
 QStringList encoding(const ExportPlan& plan)
 {
+    // The encoder's slices, from level 3 on, damage pictures with sides below 3.
+    const bool isSmall = std::min(plan.format.width, plan.format.height) < 16;
     if (plan.options.form == ExchangeForm::Mkv)
-        return {QStringLiteral("-c:v"), QStringLiteral("ffv1"), QStringLiteral("-level"),
-                QStringLiteral("3"),    QStringLiteral("-f"),   QStringLiteral("matroska")};
+        return {QStringLiteral("-c:v"),   QStringLiteral("ffv1"),
+                QStringLiteral("-level"), isSmall ? QStringLiteral("1") : QStringLiteral("3"),
+                QStringLiteral("-f"),     QStringLiteral("matroska")};
     // Players want even sides and colours of this kind.
     return {QStringLiteral("-vf"),       QStringLiteral("pad=ceil(iw/2)*2:ceil(ih/2)*2"),
             QStringLiteral("-c:v"),      QStringLiteral("libx264"),
@@ -89,6 +93,12 @@ public:
     std::uint64_t finish() override
     {
         m_program.finish();
+        const std::uint64_t pictures = picturesIn(m_file.workPath(), m_file.path());
+        if (pictures != m_plan.frames)
+            throw JobError{m_file.path(),
+                           QStringLiteral("got %1 of %2 frames").arg(pictures).arg(m_plan.frames),
+                           QStringLiteral("use another form"),
+                           {}};
         Sidecar sidecar = sidecarFor(m_plan);
         sidecar.zero = zeroOf(m_plan.format.type);
         sidecar.framesPerSecond = m_rate;

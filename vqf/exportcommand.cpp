@@ -72,7 +72,9 @@ movietools::ExchangeForm formOf(const ExportArguments& arguments, const QString&
     }
     const auto form = movietools::formOfFile(output);
     if (!form && !QFileInfo(output).suffix().isEmpty())
-        throw UsageError{"-o " + output.toStdString() + ": its name tells no form; name one with --to"};
+        throw UsageError{"-o " + output.toStdString() +
+                         ": its name tells no form; name one with --to, like --to png for a folder "
+                         "of pictures"};
     return form.value_or(ExchangeForm::Tiff);
 }
 

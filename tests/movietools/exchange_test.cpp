@@ -21,8 +21,8 @@ using test::TemporaryDirectory;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr int width = 6;
-constexpr int height = 4;
+constexpr int width = 20; // from here on videos have slices
+constexpr int height = 16;
 
 /// What a movie can hold: times to the microsecond, laser powers, a palette, fibres, and text that JSON and XML treat
 /// in ways of their own.
@@ -213,9 +213,9 @@ TEST(Exchange, WritesFilesAsTheirFormatsSay)
     exportMovie(exporting(directory, ExchangeForm::Npy, "m.npy"), {});
     const std::string npy = test::readFile(directory.path("m.npy"));
     EXPECT_EQ(npy.substr(0, 128), std::string("\x93NUMPY\x01\x00\x76\x00", 10) +
-                                      "{'descr': '|u1', 'fortran_order': False, 'shape': (3, 4, 6, 3), }" +
-                                      std::string(52, ' ') + "\n");
-    EXPECT_EQ(npy.substr(128, 72), test::testPixels(72, 0));
+                                      "{'descr': '|u1', 'fortran_order': False, 'shape': (3, 16, 20, 3), }" +
+                                      std::string(50, ' ') + "\n");
+    EXPECT_EQ(npy.substr(128, 960), test::testPixels(960, 0));
 
     exportMovie(exporting(directory, ExchangeForm::Csv, "m.csv"), {});
     EXPECT_EQ(test::readFile(directory.path("m.csv")), "frame,time,laser_power\n"
@@ -224,8 +224,8 @@ TEST(Exchange, WritesFilesAsTheirFormatsSay)
                                                        "2,1709287202.123460,0.59842521\n");
     exportMovie(exporting(directory, ExchangeForm::PngPictures, "pngs"), {});
     const QImage picture(directory.path("pngs/frame-00002.png"));
-    const std::string pixels = test::testPixels(72, 2);
-    EXPECT_EQ(picture.pixel(5, 3), qRgb(pixels[69], pixels[70], pixels[71]));
+    const std::string pixels = test::testPixels(960, 2);
+    EXPECT_EQ(picture.pixel(19, 15), qRgb(pixels[957], pixels[958], pixels[959]));
 }
 
 /// A stack of `pages` pages with a description, imported.
@@ -340,8 +340,8 @@ TEST(Exchange, RefusesSidecarsThatContradictThemselves)
         const char* to;
         const char* problem;
     } cases[] = {
-        {"\"width\": 6", "\"width\": 5", "has 72 bytes of samples, which is not 3 frames of 20 bytes"},
-        {"\"width\": 6", "\"width\": 6.5", "has no number in \"width\""},
+        {"\"width\": 20", "\"width\": 19", "has 960 bytes of samples, which is not 3 frames of 304 bytes"},
+        {"\"width\": 20", "\"width\": 20.5", "has no number in \"width\""},
         {"\"frames\": 3", "\"frames\": 4", "has 3 entries in \"times\" for 4 frames"},
         {"\"type\": \"u8\"", "\"type\": \"u9\"", "names no size and type of frames"},
         {"1709287200.123456", "1e99", "has an entry in \"times\" that is no time"},

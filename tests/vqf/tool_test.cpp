@@ -221,8 +221,13 @@ TEST_F(Tool, LeavesNothingBehindWhenItIsStopped)
     test::writeFile(directory.path("x.tif"), "old");
     const QStringList arguments{QStringLiteral("export"), QStringLiteral("m.vqf"), QStringLiteral("-o"),
                                 QStringLiteral("x.tif"), QStringLiteral("--force")};
-    for (const int signal : {SIGINT, SIGTERM}) {
-        const Ended ended = test::runUntilWriting(directory.path(""), arguments, signal);
+    const QStringList pictures{QStringLiteral("export"),   QStringLiteral("m.vqf"), QStringLiteral("-o"),
+                               QStringLiteral("pictures"), QStringLiteral("--to"),  QStringLiteral("png")};
+    const QStringList video{QStringLiteral("export"), QStringLiteral("m.vqf"), QStringLiteral("-o"),
+                            QStringLiteral("x.mkv")};
+    for (const auto& [job, signal] : {std::pair(arguments, SIGINT), std::pair(arguments, SIGTERM),
+                                      std::pair(pictures, SIGINT), std::pair(video, SIGINT)}) {
+        const Ended ended = test::runUntilWriting(directory.path(""), job, signal);
         EXPECT_EQ(ended.code, 130);
         EXPECT_EQ(ended.output, "");
         EXPECT_EQ(ended.errors, "vqf: stopped; no file was written\n");

@@ -1,0 +1,174 @@
+#include <libdataio/imagewriter.h>
+#include <tests/support/moviebytes.h>
+#include <tests/support/samplemovies.h>
+#include <tests/support/toolprocess.h>
+
+#include <QDir>
+#include <QImage>
+
+#include <gmock/gmock.h>
+
+namespace zd::tool {
+namespace {
+
+using test::Ended;
+using testing::HasSubstr;
+
+/// The rich movie m.vqf of three frames, and the real program.
+class ExchangeTool : public testing::Test {
+protected:
+    ExchangeTool()
+    {
+        test::writeFile(directory.path("m.vqf"), test::richMovie());
+        ImageWriter writer; // whose fibre centres are single-precision numbers
+        writer.modify(directory.path("m.vqf"));
+        writer.close();
+    }
+
+    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
+
+    // What a script says on standard error; it must fail with this code, in one line, and leave no file behind.
+    std::string failure(int code, const std::string& script) const
+    {
+        const QDir folder(directory.path(""));
+        const QStringList before = folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        const Ended ended = run(script);
+        EXPECT_EQ(ended.code, code) << script;
+        EXPECT_EQ(ended.output, "") << script;
+        EXPECT_EQ(folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before) << script;
+        EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
+        return ended.errors;
+    }
+
+    // Pixels of a picture that have exactly this colour.
+    int pixelsOf(const char* picture, QRgb color) const
+    {
+        const QImage image = QImage(directory.path(picture)).convertToFormat(QImage::Format_RGB32);
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                count += image.pixel(x, y) == color ? 1 : 0;
+        return count;
+    }
+
+    test::TemporaryDirectory directory;
+};
+
+TEST_F(ExchangeTool, WhatWasExportedComesBackIdentical)
+{
+    const Ended ended = run(R"(set -e
+        for output in m.ome.tif m.npy m.raw m.mkv "pngs --to png" "tifs --to tifs" "m.tif --sidecar"; do
+            vqf export -q m.vqf -o $output
+            vqf import -q "${output%% *}" -o again.vqf --force
+            vqf diff m.vqf again.vqf
+        done
+        vqf export -q m.vqf -o - --to raw | vqf import -q /dev/stdin -o piped.vqf --size 4x2 --type u16 || echo no pipe
+        vqf export -q m.vqf -o alone.raw --no-sidecar
+        vqf export -q m.vqf -o table.csv
+        vqf import -q alone.raw -o table.vqf --size 4x2 --type u16 --table table.csv
+        vqf frames m.vqf --format csv | cut -d, -f1,3- > a
+        vqf frames table.vqf --format csv | cut -d, -f1,3- > b
+        cmp a b)");
+    EXPECT_EQ(ended.code, 0) << ended.errors;
+    std::string same = "m.vqf and again.vqf: identical (3 frames)\n";
+    EXPECT_EQ(ended.output, same + same + same + same + same + same + same + "no pipe\n");
+    EXPECT_EQ(ended.errors, "vqf: /dev/stdin: is not a regular file; name a file of samples\n");
+}
+
+TEST_F(ExchangeTool, FailsInOneLineAndLeavesNothingBehind)
+{
+    EXPECT_EQ(run("vqf export -q m.vqf -o m.raw && vqf export -q m.vqf -o m.npy && mkdir empty").code, 0);
+    const struct {
+        int code;
+        const char* script;
+        const char* said;
+    } cases[] = {
+        {2, "vqf export m.vqf -o m.xyz", "-o m.xyz: its name tells no form"},
+        {2, "vqf export m.vqf -o m.png", "-o m.png: its name tells no form; name one with --to"},
+        {2, "vqf export m.vqf -o - --to mkv", "-o -: mkv cannot go to standard output"},
+        {2, "vqf export m.vqf -o x.raw --depth 8 --range 5 5", "--range: write the values for black and white"},
+        {1, "vqf export m.vqf -o m.raw", "m.raw: exists already"},
+        {1, "vqf export m.vqf -o m.mkv --force -q; PATH=/nonexistent; vqf export m.vqf -o n.mp4",
+         "n.mp4: needs the program ffmpeg, which is not installed"},
+        {1, "vqf export m.vqf -o none/m.npy", "none/m.npy: cannot be written: No such file"},
+        {2, "vqf import m.raw -o x.vqf --size 4x2", "--size and --type belong together"},
+        {2, "vqf import m.raw -o x.vqf --size 4x2 --type u7", "--type u7: write one of u8, s8, u16"},
+        {1, "vqf import m.raw -o x.vqf --size 5x2 --type u16",
+         "m.raw: has 48 bytes of samples, which is not a number of"},
+        {1, "head -c 100 m.npy > cut.npy; vqf import cut.npy -o x.vqf; code=$?; rm cut.npy; exit $code",
+         "cut.npy: has a header of an unknown version, or one cut short"},
+        {1, "vqf import empty -o x.vqf", "empty: holds no PNG or TIFF pictures"},
+        {1, "cp m.vqf v.mkv; vqf import v.mkv -o x.vqf; code=$?; rm v.mkv; exit $code", "v.mkv: ffprobe failed: "},
+        {2, "vqf sheet m.vqf -o s.txt", "-o s.txt: name a picture, like movie.png"},
+        {2, "vqf plot m.vqf -o p.png --size 10x10", "--size 10x10: 200x200 to 10000x10000"},
+        {1, "vqf plot m.vqf -o p.png --frames 7", "m.vqf: has no frame 7"},
+    };
+    run("vqf export m.vqf -o m.mkv -q");
+    for (const auto& one : cases)
+        EXPECT_THAT(failure(one.code, one.script), HasSubstr(one.said)) << one.script;
+}
+
+// Other people's programs: the pixels and times that they see.
+TEST_F(ExchangeTool, OtherProgramsSeePixelsAndTimes)
+{
+    const Ended ended = run(R"(set -e
+        vqf export -q m.vqf -o m.ome.tif --fiber-regions
+        vqf export -q m.vqf -o m.npy
+        vqf export -q m.vqf -o m.mkv
+        vqf export -q m.vqf -o colors.mp4 --palette
+        /usr/bin/python3 - <<'END'
+import numpy, tifffile
+stack = tifffile.TiffFile("m.ome.tif")
+array = stack.asarray()
+assert stack.is_ome and stack.series[0].axes == "TYX", stack.series
+assert (array == numpy.load("m.npy")).all() and array.dtype == "uint16" and array.shape == (3, 2, 4)
+assert array[1].tobytes() == bytes(range(20, 36))
+assert stack.pages[0].colormap.shape == (3, 65536)
+image = tifffile.xml2dict(stack.ome_metadata)["OME"]["Image"]
+planes = image["Pixels"]["Plane"]
+assert [plane["DeltaT"] for plane in planes] == [0, 1.000005, 2.999999 - 0], planes
+assert image["AcquisitionDate"] == "2023-11-14T22:13:20.000000Z", image["AcquisitionDate"]
+assert image["Description"] == "first line\nsecond line"
+points = tifffile.xml2dict(stack.ome_metadata)["OME"]["ROI"]["Union"]["Point"]
+assert [(point["X"], point["Y"]) for point in points[:2]] == [(0, 0), (1, 0.25)], points
+open("ome.xml", "w").write(stack.ome_metadata)
+END
+        for video in m.mkv colors.mp4; do
+            ffprobe -v error -show_entries stream=codec_name,pix_fmt,width,height -of csv $video
+        done
+        xmllint --noout ${OME_XSD:+--schema "$OME_XSD"} ome.xml 2>&1)");
+    EXPECT_EQ(ended.code, 0) << ended.errors;
+    EXPECT_THAT(ended.output, HasSubstr("stream,ffv1,4,2,gray16le\n"));
+    EXPECT_THAT(ended.output, HasSubstr("stream,h264,4,2,yuv420p\n"));
+}
+
+TEST_F(ExchangeTool, DrawsSheetsAndPlots)
+{
+    EXPECT_EQ(
+        run("vqf sheet m.vqf -o sheet.png --side 100 --columns 2 && vqf plot m.vqf -o plot.png --size 600x500").code,
+        0);
+    const QImage sheet(directory.path("sheet.png"));
+    EXPECT_GE(sheet.width(), 2 * 100 + 3 * 10);
+    EXPECT_LT(sheet.width(), 300);
+    // Three pictures of 100 x 50 pixels in the one colour of the palette, rounded.
+    EXPECT_NEAR(pixelsOf("sheet.png", qRgb(128, 128, 128)), 3 * 100 * 50, 50); // and some of the text
+    EXPECT_EQ(QImage(directory.path("plot.png")).size(), QSize(600, 500));
+    for (const QRgb curve : {qRgb(30, 90, 170), qRgb(190, 60, 40), qRgb(40, 130, 70)})
+        EXPECT_GT(pixelsOf("plot.png", curve), 20) << curve;
+
+    // Without laser powers and times these curves are not drawn; a frame that cannot be read is crossed out.
+    std::string damaged = test::smallMovie();
+    damaged[0] = 'X';
+    test::writeFile(directory.path("m.vqf"), damaged);
+    EXPECT_EQ(
+        run("vqf import -q a.npy -o x.vqf; vqf export -q m.vqf -o a.npy --no-sidecar; vqf import -q a.npy -o b.vqf; "
+            "vqf plot b.vqf -o plot.png --force && vqf sheet m.vqf -o sheet.png --force")
+            .code,
+        0);
+    EXPECT_GT(pixelsOf("plot.png", qRgb(30, 90, 170)), 4);
+    EXPECT_EQ(pixelsOf("plot.png", qRgb(190, 60, 40)) + pixelsOf("plot.png", qRgb(40, 130, 70)), 0);
+    EXPECT_GT(pixelsOf("sheet.png", qRgb(110, 110, 110)), 400);
+}
+
+} // namespace
+} // namespace zd::tool
