@@ -50,8 +50,8 @@ MovieBuilder& withPalette(MovieBuilder& movie)
 {
     movie.attribute("pal_nbcols", "3").attribute("pal_cropMin", "100").attribute("pal_cropMax", "200");
     const char* const nodes[][4] = {{"0.0", "1", "0", "0"}, {"0.5", "0", "1", "0"}, {"1.0", "0", "0", "1"}};
-    for (int node = 0; node < 3; ++node)
-        for (int part = 0; part < 4; ++part)
+    for (std::size_t node = 0; node < 3; ++node)
+        for (std::size_t part = 0; part < 4; ++part)
             movie.attribute("pal_n" + std::to_string(node) + "_" + std::array{"val", "r", "g", "b"}[part],
                             nodes[node][part]);
     return movie;
