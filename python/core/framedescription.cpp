@@ -25,12 +25,19 @@ FrameFormat frameFormat(ImageReader& movie, const QString& path)
     return format;
 }
 
+std::vector<std::int64_t> heldTimes(ImageReader& movie)
+{
+    std::vector<std::int64_t> times;
+    times.reserve(movie.getFrameTimer().size());
+    for (const timeval& time : movie.getFrameTimer())
+        times.push_back(std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec);
+    return times;
+}
+
 std::vector<std::int64_t> frameTimes(ImageReader& movie)
 {
-    std::vector<std::int64_t> times(static_cast<std::size_t>(movie.nbFrames()), noTime);
-    timeval time;
-    for (std::size_t i = 0; i < times.size() && movie.getFrameTiming(static_cast<unsigned>(i), time); ++i)
-        times[i] = std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
+    std::vector<std::int64_t> times = heldTimes(movie);
+    times.resize(static_cast<std::size_t>(movie.nbFrames()), noTime);
     return times;
 }
 

@@ -27,7 +27,9 @@ inline constexpr std::int64_t noTime = std::numeric_limits<std::int64_t>::min();
 
 /// The format of the frames of the movie at `path`. Throws JobError when the header does not tell it.
 FrameFormat frameFormat(ImageReader& movie, const QString& path);
-/// Microseconds since 1970 for each frame.
+/// The times that a movie holds, in microseconds since 1970: one for each frame, as a rule.
+std::vector<std::int64_t> heldTimes(ImageReader& movie);
+/// The time of each frame.
 std::vector<std::int64_t> frameTimes(ImageReader& movie);
 /// Laser power for each frame, not a number where it is not known.
 std::vector<float> laserPowers(ImageReader& movie);

@@ -60,7 +60,7 @@ std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
         ImageWriter::undoInterruptedEdit(path);
         ImageReader before;
         movietools::openMovie(before, path);
-        movie->m_timesBefore = frameTimes(before);
+        movie->m_timesBefore = heldTimes(before);
         movie->m_powersBefore = laserPowers(before);
         try {
             movie->m_format = frameFormat(before, path);

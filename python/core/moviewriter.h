@@ -54,8 +54,8 @@ private:
     std::unique_ptr<movietools::MovieEdit> m_edit; // instead, when a closed movie is changed
     std::mutex m_mutex;
     std::optional<FrameFormat> m_format;
-    std::vector<std::int64_t> m_timesBefore; // of the frames that the movie had already
-    std::vector<float> m_powersBefore;
+    std::vector<std::int64_t> m_timesBefore; // that the movie held already
+    std::vector<float> m_powersBefore;       // of the frames that it had
 };
 
 } // namespace zd::python

@@ -7,6 +7,7 @@ import time
 import numpy as np
 import pytest
 
+import make_corpus
 import vqf
 from conftest import FRAMES, HEIGHT, START, WIDTH, record, samples
 
@@ -167,6 +168,24 @@ def test_changing_a_movie(path, stack):
     assert np.allclose(movie.times - START, [0, 0.05, 0.08, 0.12, 0.16, 0.2, 0.24, 9], atol=1e-6)
     assert np.allclose(movie.laser_power[[1, 6, 7]], [1, 0.6, 0.5], atol=1 / 254) and np.isnan(movie.laser_power[3])
     assert movie.attributes["operator"] == "Curie"
+
+
+def test_changing_movies_that_are_odd(tmp_path):
+    made = make_corpus.movie(frames=2).add(7, make_corpus.struct.pack("<6i", 1, 0, 2, 0, 3, 0))
+    (tmp_path / "m.vqf").write_bytes(made.file())
+    frame = np.zeros((2, 4), "u2")
+    with vqf.modify(tmp_path / "m.vqf") as writer:
+        with pytest.raises(ValueError, match="3 times for 2 frames"):
+            writer.append(frame, 4)
+        with pytest.raises(ValueError, match="all frames"):
+            writer.replace(0, frame, 1)
+    del made.attributes["height"]
+    (tmp_path / "m.vqf").write_bytes(made.file())
+    with vqf.modify(tmp_path / "m.vqf") as writer:
+        with pytest.raises(vqf.MovieError, match="does not say"):
+            writer.append(frame)
+        writer.comment = "kept"
+    assert vqf.open(tmp_path / "m.vqf").comment == "kept"
 
 
 def test_an_edit_that_fails_leaves_no_trace(path, stack, tmp_path):

@@ -17,7 +17,7 @@ from .errors import MovieError
 from .palette import Palette
 from .paths import PathLike, text_of
 from .pixels import Array, FrameFormat, SampleType, pixel_type
-from .times import NO_TIME, Time, microseconds
+from .times import Time, microseconds
 
 _NOT_KNOWN = -1.0  # as laser power
 
@@ -70,8 +70,9 @@ class Writer:
     """A movie that is recorded (`create`) or changed (`modify`).
 
     Each frame is in the file when `append` returns; times, laser powers and the header are written by `close`, the end
-    of a ``with`` block. A recording is closed there even after an exception, with the frames it has; an edit is undone.
-    Other threads run while the file is written; a writer is used by one thread at a time.
+    of a ``with`` block. A recording is closed there even after an exception, with the frames it has; an edit is then
+    undone, where there is a journal to undo it by (see `roll_back`). Other threads run while the file is written; a
+    writer is used by one thread at a time.
     """
 
     def __init__(self, core: _core.Writer, path: str, *, editing: bool, autotime: bool) -> None:
@@ -81,9 +82,8 @@ class Writer:
         self._autotime = autotime
         format = core.format()
         self._format = FrameFormat.from_core(format) if format is not None else None
-        times = core.times_before()
+        self._times = array("q", core.times_before().tolist())
         powers = core.laser_powers_before()
-        self._times = array("q", times[times != NO_TIME].tolist())
         self._powers = array("f", np.where(np.isnan(powers), _NOT_KNOWN, powers).tolist())
         self._attributes = WritableAttributes(core)
 
