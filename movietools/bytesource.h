@@ -33,6 +33,7 @@ public:
 
     std::int64_t length() const override { return m_length; }
     std::int64_t read(std::int64_t offset, char* buffer, std::int64_t size) const override;
+    int descriptor() const { return m_fd; } ///< borrowed, for reading
     /// Shows `bytes` in place of what the file holds at `offset`; nothing is written. Pieces do not overlap.
     void overlay(std::int64_t offset, const QByteArray& bytes);
 

@@ -2,11 +2,9 @@
 
 #include <movietools/framevalues.h>
 
-#include <QRegularExpression>
 #include <QStringList>
 
 #include <algorithm>
-#include <cmath>
 
 namespace zd::movietools {
 
@@ -20,25 +18,17 @@ std::optional<std::int64_t> wholeNumber(const QString& text)
     return isNumber ? std::optional<std::int64_t>(value) : std::nullopt;
 }
 
-// Microseconds of "-1.5s"; nothing for text of another form and for more than a thousand years.
-std::optional<std::int64_t> duration(const QString& text)
+// Reads what stands between commas; false when one part cannot be read.
+template <typename Range, typename Parse>
+bool parseList(const QString& text, Parse parse, std::vector<Range>& ranges)
 {
-    static const QRegularExpression form(QStringLiteral("^(-?[0-9.]+)(us|ms|s|min|h|)$"));
-    const QRegularExpressionMatch match = form.match(text);
-    bool isNumber = false;
-    double value = match.captured(1).toDouble(&isNumber);
-    if (!isNumber)
-        return std::nullopt;
-    const QString unit = match.captured(2);
-    if (unit == QLatin1StringView("ms"))
-        value *= 1e3;
-    else if (unit == QLatin1StringView("min"))
-        value *= 60e6;
-    else if (unit == QLatin1StringView("h"))
-        value *= 3600e6;
-    else if (unit != QLatin1StringView("us"))
-        value *= 1e6;
-    return std::fabs(value) < 3e16 ? std::optional<std::int64_t>(std::llround(value)) : std::nullopt;
+    for (const QString& part : text.split(QLatin1Char(','))) {
+        const std::optional<Range> range = parse(part.trimmed());
+        if (!range)
+            return false;
+        ranges.push_back(*range);
+    }
+    return true;
 }
 
 } // namespace
@@ -46,13 +36,7 @@ std::optional<std::int64_t> duration(const QString& text)
 std::optional<FrameSelection> FrameSelection::parse(const QString& text)
 {
     FrameSelection selection;
-    for (const QString& part : text.split(QLatin1Char(','))) {
-        const std::optional<Range> range = parseRange(part.trimmed());
-        if (!range)
-            return std::nullopt;
-        selection.m_ranges.push_back(*range);
-    }
-    return selection;
+    return parseList(text, parseRange, selection.m_ranges) ? std::optional(selection) : std::nullopt;
 }
 
 std::optional<FrameSelection::Range> FrameSelection::parseRange(const QString& text)
@@ -83,13 +67,7 @@ std::optional<FrameSelection::Range> FrameSelection::parseRange(const QString& t
 std::optional<FrameSelection> FrameSelection::parseTimes(const QString& text)
 {
     FrameSelection selection;
-    for (const QString& part : text.split(QLatin1Char(','))) {
-        const std::optional<TimeRange> range = parseTimeRange(part.trimmed());
-        if (!range)
-            return std::nullopt;
-        selection.m_timeRanges.push_back(*range);
-    }
-    return selection;
+    return parseList(text, parseTimeRange, selection.m_timeRanges) ? std::optional(selection) : std::nullopt;
 }
 
 std::optional<FrameSelection::TimeRange> FrameSelection::parseTimeRange(const QString& text)
@@ -99,13 +77,13 @@ std::optional<FrameSelection::TimeRange> FrameSelection::parseTimeRange(const QS
         return std::nullopt;
     TimeRange range;
     if (!parts[0].isEmpty()) {
-        const std::optional<std::int64_t> begin = duration(parts[0]);
+        const std::optional<std::int64_t> begin = parseDuration(parts[0]);
         if (!begin)
             return std::nullopt;
         range.begin = *begin;
     }
     if (!parts[1].isEmpty()) {
-        range.end = duration(parts[1]);
+        range.end = parseDuration(parts[1]);
         if (!range.end)
             return std::nullopt;
     }

@@ -22,9 +22,6 @@ namespace zd::movietools {
 
 namespace {
 
-// Permissions of a recording: movies may show patients.
-constexpr unsigned moviePermissions = 0600;
-
 QString changedAdvice()
 {
     return QStringLiteral("leave the stacks alone while they are imported");
@@ -121,6 +118,7 @@ ImportResult MovieImport::append()
     survey();
     checkCounts();
     checkFits(path);
+    requireRoom(path, path, movieBytes());
     MovieEdit edit(path);
     try {
         writeFrames(edit.writer());

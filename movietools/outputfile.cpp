@@ -66,6 +66,10 @@ OutputFile::OutputFile(const QString& path, Existing existing, const QStringList
         m_isStandardOutput = true;
         m_folder = QDir::tempPath().toUtf8();
         openWorkFile(S_IRUSR | S_IWUSR, work);
+        if (!m_temporary.isEmpty() && isReachedByDescriptor()) { // then it needs no name
+            ::unlink(m_temporary.constData());
+            m_temporary.clear();
+        }
         return;
     }
     const QString followed = withoutLinks(path);
@@ -126,12 +130,21 @@ bool OutputFile::openUnnamed()
     m_fd = ::open(m_folder.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (m_fd < 0)
         return false;
-    m_workPath = QStringLiteral("/proc/self/fd/%1").arg(m_fd);
-    if (::access(m_workPath.toUtf8().constData(), R_OK | W_OK) == 0)
+    if (isReachedByDescriptor())
         return true;
     ::close(m_fd);
     m_fd = -1;
     return false;
+}
+
+// Whether the system lets the file be opened a second time by its descriptor; that is the work path then.
+bool OutputFile::isReachedByDescriptor()
+{
+    const QString path = QStringLiteral("/proc/self/fd/%1").arg(m_fd);
+    if (::access(path.toUtf8().constData(), R_OK | W_OK) != 0)
+        return false;
+    m_workPath = path;
+    return true;
 }
 
 void OutputFile::openNamed()

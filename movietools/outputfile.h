@@ -7,6 +7,9 @@
 
 namespace zd::movietools {
 
+/// Permissions of new movies: they are their owner's alone.
+inline constexpr unsigned moviePermissions = 0600;
+
 /// Throws JobError about `path` when the file system of the existing file or folder `place` has less than `bytes` left.
 void requireRoom(const QString& path, const QString& place, std::uint64_t bytes);
 
@@ -53,6 +56,7 @@ private:
     void checkTarget(Existing existing, const QStringList& inputs);
     void openWorkFile(unsigned permissions, Work work);
     bool openUnnamed();
+    bool isReachedByDescriptor();
     void openNamed();
     QByteArray temporaryName() const;
     void nameUnnamedFile();

@@ -15,9 +15,6 @@ namespace zd::movietools {
 
 namespace {
 
-// Permissions of a recording: movies may show patients.
-constexpr unsigned moviePermissions = 0600;
-
 /// One recovery, from the first look at the movie to the verified result.
 class Recovery {
 public:

@@ -1,6 +1,7 @@
 #include <vqf/command.h>
 
 #include <libdataio/imagereader.h>
+#include <movietools/frameintervals.h>
 #include <movietools/framevalues.h>
 #include <movietools/joberror.h>
 #include <movietools/movieedit.h>
@@ -8,6 +9,7 @@
 #include <movietools/progress.h>
 #include <movietools/timetext.h>
 #include <vqf/framechoice.h>
+#include <vqf/framestatistics.h>
 #include <vqf/interruption.h>
 #include <vqf/table.h>
 
@@ -23,13 +25,20 @@ Offset is where the frame's chunk begins in the file, bytes the length of its pi
 index. Times are UTC in the table and seconds since 1970 for programs; elapsed counts from the first frame.
 What a movie does not tell is "-" in the table, empty in csv and null in json.
 
+With --gaps an interval of more than one and a half times the median counts as dropped frames; the exit code is 3 when
+there is one, or time runs back.
+
 Examples:
   vqf frames cells.vqf
   vqf frames cells.vqf --time 0s:2s
+  vqf frames cells.vqf --stats
+  vqf frames cells.vqf --gaps --json
   vqf frames cells.vqf --format csv > frames.csv)";
 
 struct FramesArguments {
     std::string movie;
+    bool stats = false;
+    bool gaps = false;
     FrameChoice frames;
     TableFormatArgument format;
 };
@@ -82,13 +91,9 @@ std::vector<unsigned> chosenFrames(const FrameRows& rows, const movietools::Fram
     return frames;
 }
 
-ExitCode runFrames(const FramesArguments& arguments)
+void printFrames(FrameRows& rows, const std::vector<unsigned>& frames, const QString& path, TableFormat format)
 {
-    const QString path = QString::fromStdString(arguments.movie);
-    const movietools::FrameSelection selection = arguments.frames.selection();
-    FrameRows rows(path);
-    const std::vector<unsigned> frames = chosenFrames(rows, selection, path);
-    TablePrinter table(arguments.format.value(), QStringLiteral("vqf.frames"), {{QStringLiteral("movie"), path}},
+    TablePrinter table(format, QStringLiteral("vqf.frames"), {{QStringLiteral("movie"), path}},
                        QStringLiteral("frames"),
                        {{"frame", "frame", 6},
                         {"offset", "offset", 10},
@@ -102,6 +107,54 @@ ExitCode runFrames(const FramesArguments& arguments)
         table.row(rows.row(frame));
     }
     table.finish();
+}
+
+// The times of the chosen frames, as far as they have some.
+std::vector<timeval> timesOf(const FrameRows& rows, const std::vector<unsigned>& frames)
+{
+    std::vector<timeval> times;
+    for (const unsigned frame : frames)
+        if (frame < rows.times().size())
+            times.push_back(rows.times()[frame]);
+    return times;
+}
+
+ExitCode printGaps(const FrameRows& rows, const std::vector<unsigned>& frames, const QString& path, TableFormat format)
+{
+    const movietools::FrameIntervals intervals = movietools::frameIntervals(timesOf(rows, frames));
+    TablePrinter table(format, QStringLiteral("vqf.gaps"), {{QStringLiteral("movie"), path}}, QStringLiteral("gaps"),
+                       {{"frame", "frame", 6},
+                        {"time", "time", -27},
+                        {"interval", "interval s", 13},
+                        {"dropped", "dropped", 9},
+                        {"runs_back", "", 0}});
+    for (const movietools::IrregularInterval& place : intervals.irregular) {
+        const timeval& time = rows.times()[frames[place.frame]];
+        Cell stamp = Cell::seconds(movietools::microseconds(time));
+        stamp.text = movietools::utcText(time);
+        const bool runsBack = place.interval < 0;
+        table.row({Cell::number(frames[place.frame]), stamp, Cell::seconds(place.interval),
+                   Cell::number(static_cast<std::int64_t>(place.dropped)),
+                   Cell{runsBack, runsBack ? QStringLiteral("true") : QStringLiteral("false"),
+                        runsBack ? QStringLiteral("runs back") : QString()}});
+    }
+    table.finish();
+    return intervals.irregular.empty() ? ExitCode::Done : ExitCode::SomethingLost;
+}
+
+ExitCode runFrames(const FramesArguments& arguments)
+{
+    const QString path = QString::fromStdString(arguments.movie);
+    const movietools::FrameSelection selection = arguments.frames.selection();
+    FrameRows rows(path);
+    const std::vector<unsigned> frames = chosenFrames(rows, selection, path);
+    const TableFormat format = arguments.format.value();
+    if (arguments.gaps)
+        return printGaps(rows, frames, path, format);
+    if (arguments.stats)
+        printFrameStatistics(movietools::frameIntervals(timesOf(rows, frames)), frames.size(), path, format);
+    else
+        printFrames(rows, frames, path, format);
     return ExitCode::Done;
 }
 
@@ -112,6 +165,8 @@ Command addFramesCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("frames", "List the frames of a movie");
     auto arguments = std::make_shared<FramesArguments>();
     app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
+    CLI::Option* stats = app->add_flag("--stats", arguments->stats, "How regularly frames follow each other, instead");
+    app->add_flag("--gaps", arguments->gaps, "Only where frames were dropped or time runs back")->excludes(stats);
     arguments->frames.addTo(*app);
     arguments->format.addTo(*app);
     app->footer(notes);

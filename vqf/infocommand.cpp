@@ -5,8 +5,8 @@
 #include <movietools/timetext.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
+#include <vqf/moviefields.h>
 
-#include <QJsonArray>
 #include <QStringList>
 
 #include <algorithm>
@@ -21,14 +21,18 @@ namespace {
 using movietools::MovieSummary;
 
 constexpr const char* notes = R"(
-Reads the header alone, whatever the movie's size. With --json each movie gives one line.
+Reads the header alone, whatever the movie's size. With --json each movie gives one line. The fields of --field are
+the names in that line, parts of them as laser_power.minimum or attributes.operator, and the short forms size, type,
+rate, duration, recorded and name.
 
 Examples:
   vqf info cells.vqf
+  vqf info cells.vqf --field frames
   vqf info *.vqf --json)";
 
 struct InfoArguments {
     std::vector<std::string> movies;
+    std::string field;
     bool json = false;
 };
 
@@ -156,87 +160,23 @@ void printSummary(const MovieSummary& movie)
     printAttributes(movie);
 }
 
-template <typename Value>
-QJsonValue orNull(const std::optional<Value>& value)
+// The bare value, for scripts; of several movies each in its line.
+void printBareField(const MovieSummary& movie, const QString& field)
 {
-    return value ? QJsonValue(*value) : QJsonValue();
-}
-
-QJsonValue timeOrNull(const std::optional<timeval>& time)
-{
-    return time ? QJsonValue(movietools::utcText(*time)) : QJsonValue();
-}
-
-QJsonValue textOrNull(const QString& text)
-{
-    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
-}
-
-QJsonValue laserPowerJson(const MovieSummary& movie)
-{
-    if (movie.knownLaserPowers == 0)
-        return {};
-    return QJsonObject{{QStringLiteral("frames"), static_cast<qint64>(movie.knownLaserPowers)},
-                       {QStringLiteral("minimum"), double{movie.lowestLaserPower}},
-                       {QStringLiteral("maximum"), double{movie.highestLaserPower}}};
-}
-
-QJsonValue paletteJson(const MovieSummary& movie)
-{
-    if (!movie.palette)
-        return {};
-    return QJsonObject{{QStringLiteral("name"), movie.palette->name},
-                       {QStringLiteral("crop_minimum"), movie.palette->cropMin},
-                       {QStringLiteral("crop_maximum"), movie.palette->cropMax},
-                       {QStringLiteral("colors"), movie.palette->nodes}};
-}
-
-QJsonValue boundingBoxJson(const MovieSummary& movie)
-{
-    if (movie.boundingBox.empty())
-        return {};
-    QJsonArray box;
-    for (const float side : movie.boundingBox)
-        box.append(double{side});
-    return box;
-}
-
-QJsonObject json(const MovieSummary& movie)
-{
-    QJsonObject attributes;
-    for (const auto& [name, value] : movie.attributes)
-        attributes.insert(name, value);
-    return {{QStringLiteral("path"), movie.path},
-            {QStringLiteral("bytes"), static_cast<qint64>(movie.bytes)},
-            {QStringLiteral("frames"), static_cast<qint64>(movie.frames)},
-            {QStringLiteral("width"), orNull(movie.width)},
-            {QStringLiteral("height"), orNull(movie.height)},
-            {QStringLiteral("pixel_type"), textOrNull(typeName(movie.type))},
-            {QStringLiteral("pixel_bits"), orNull(movie.bits)},
-            {QStringLiteral("times"), static_cast<qint64>(movie.times)},
-            {QStringLiteral("first_time"), timeOrNull(movie.firstTime)},
-            {QStringLiteral("last_time"), timeOrNull(movie.lastTime)},
-            {QStringLiteral("duration_seconds"), orNull(movie.duration())},
-            {QStringLiteral("frames_per_second"), orNull(movie.frameRate())},
-            {QStringLiteral("frame_delay"), orNull(movie.frameDelay)},
-            {QStringLiteral("laser_power"), laserPowerJson(movie)},
-            {QStringLiteral("fibers"), static_cast<qint64>(movie.fibers)},
-            {QStringLiteral("bounding_box"), boundingBoxJson(movie)},
-            {QStringLiteral("palette"), paletteJson(movie)},
-            {QStringLiteral("data_type"), movie.dataType},
-            {QStringLiteral("comment"), textOrNull(movie.comment)},
-            {QStringLiteral("specific_comment"), textOrNull(movie.specificComment)},
-            {QStringLiteral("attributes"), attributes}};
+    print(fieldText(fieldOf(summaryJson(movie), field)) + QLatin1Char('\n'));
 }
 
 ExitCode runInfo(const InfoArguments& arguments)
 {
+    const QString field = arguments.field.empty() ? QString() : fieldName(arguments.field);
     ExitCode code = ExitCode::Done;
     for (const std::string& path : arguments.movies) {
         try {
             const MovieSummary movie = movietools::summarize(QString::fromStdString(path));
-            if (arguments.json)
-                printJson(QStringLiteral("vqf.info"), 1, json(movie));
+            if (!field.isEmpty())
+                printBareField(movie, field);
+            else if (arguments.json)
+                printJson(QStringLiteral("vqf.info"), 1, summaryJson(movie));
             else
                 printSummary(movie);
         } catch (const movietools::JobError& error) {
@@ -254,7 +194,9 @@ Command addInfoCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("info", "Tell what movies hold");
     auto arguments = std::make_shared<InfoArguments>();
     app->add_option("MOVIE", arguments->movies, "The movies to read")->required();
-    app->add_flag("--json", arguments->json, "One JSON object for each movie, in one line");
+    CLI::Option* field =
+        app->add_option("--field", arguments->field, "Print the bare value of one field")->type_name("FIELD");
+    app->add_flag("--json", arguments->json, "One JSON object for each movie, in one line")->excludes(field);
     app->footer(notes);
     return {app, [arguments] { return runInfo(*arguments); }};
 }

@@ -93,12 +93,15 @@ ExitCode parseAndRun(int argc, char** argv)
     program.footer(examples);
     addSettings(program);
     const std::vector<Command> commands{
-        addImportCommand(program),     addInfoCommand(program),   addFramesCommand(program),
-        addExportCommand(program),     addThumbCommand(program),  addSheetCommand(program),
-        addPlotCommand(program),       addFibersCommand(program), addAttrCommand(program),
-        addOrderCommand(program),      addAppendCommand(program), addReplaceCommand(program),
-        addCopyHeaderCommand(program), addDiffCommand(program),   addVerifyCommand(program),
-        addRecoverCommand(program),    addChunksCommand(program), addChecksumCommand(program)};
+        addImportCommand(program),    addInfoCommand(program),       addListCommand(program),
+        addFramesCommand(program),    addExportCommand(program),     addThumbCommand(program),
+        addSheetCommand(program),     addPlotCommand(program),       addFibersCommand(program),
+        addAttrCommand(program),      addOrderCommand(program),      addAppendCommand(program),
+        addReplaceCommand(program),   addCopyHeaderCommand(program), addDiffCommand(program),
+        addCutCommand(program),       addJoinCommand(program),       addSplitCommand(program),
+        addAnonymizeCommand(program), addFollowCommand(program),     addCompletionCommand(program),
+        addVerifyCommand(program),    addRecoverCommand(program),    addChunksCommand(program),
+        addChecksumCommand(program)};
     for (const Command& command : commands)
         command.app->footer(command.app->get_footer() + settingsNote);
     try {

@@ -11,17 +11,22 @@ namespace {
 
 using test::TemporaryDirectory;
 
-// The frames that a text chooses of ten, or why not.
-std::string chosen(const char* text)
+// The frames that a selection chooses, or why not.
+std::string chosenOf(const std::optional<FrameSelection>& selection, unsigned frames, const std::vector<timeval>& times)
 {
-    const auto selection = FrameSelection::parse(QString::fromLatin1(text));
     if (!selection)
         return "no selection";
     QString problem;
-    std::string frames;
-    for (const unsigned frame : selection->resolve(10, {}, problem))
-        frames += std::to_string(frame) + " ";
-    return frames.empty() ? problem.toStdString() : frames;
+    std::string text;
+    for (const unsigned frame : selection->resolve(frames, times, problem))
+        text += std::to_string(frame) + " ";
+    return text.empty() ? problem.toStdString() : text;
+}
+
+// Of ten frames.
+std::string chosen(const char* text)
+{
+    return chosenOf(FrameSelection::parse(QString::fromLatin1(text)), 10, {});
 }
 
 TEST(FrameSelection, CountsLikeSlices)
@@ -40,17 +45,10 @@ TEST(FrameSelection, CountsLikeSlices)
         EXPECT_EQ(chosen(text), "no selection") << text;
 }
 
-// The frames that a text chooses of four, of which three have times.
+// Of four frames, of which three have times.
 std::string chosenByTime(const char* text)
 {
-    const auto selection = FrameSelection::parseTimes(QString::fromLatin1(text));
-    if (!selection)
-        return "no selection";
-    QString problem;
-    std::string frames;
-    for (const unsigned frame : selection->resolve(4, {{9, 750000}, {10, 0}, {70, 0}}, problem))
-        frames += std::to_string(frame) + " ";
-    return frames.empty() ? problem.toStdString() : frames;
+    return chosenOf(FrameSelection::parseTimes(QString::fromLatin1(text)), 4, {{9, 750000}, {10, 0}, {70, 0}});
 }
 
 TEST(FrameSelection, CountsTimeFromTheFirstFrame)
@@ -62,9 +60,8 @@ TEST(FrameSelection, CountsTimeFromTheFirstFrame)
     EXPECT_EQ(chosenByTime("61s:"), "has no frame in the time asked for: it lasts 60.250000 s");
     for (const char* text : {"", "1s", "1s:2s:3s", "1 s:", "1x:", "s:", "1e3:", "1..2:", "99999999h:"})
         EXPECT_EQ(chosenByTime(text), "no selection") << text;
-    QString problem;
-    EXPECT_TRUE(FrameSelection::parseTimes(QStringLiteral(":"))->resolve(4, {}, problem).empty());
-    EXPECT_EQ(problem, QStringLiteral("has no frame times: its frames can only be chosen by number"));
+    EXPECT_EQ(chosenOf(FrameSelection::parseTimes(QStringLiteral(":")), 4, {}),
+              "has no frame times: its frames can only be chosen by number");
 }
 
 TEST(FrameValues, AreReadLineByLine)

@@ -33,6 +33,10 @@ protected:
         test::writeFile(directory.path("header.txt"), "operator=Curie\n");
         test::writeFile(directory.path("samples.bin"), std::string(576 * 576 * 2, 's'));
         test::writeFile(directory.path("rich.vqf"), test::richMovie());
+        for (const char* part : {"part-1", "part-2", "part-3"})
+            run(QStringLiteral("vqf import beads.tif -o %1.vqf --attr operator=Curie").arg(QLatin1StringView(part)));
+        run(QStringLiteral("vqf import beads.tif -o later.vqf --rate 100 --start 2024-03-01T11:00:00Z --comment left "
+                           "--attr operator=Curie"));
         run(QStringLiteral("vqf import cells.tif -o long.vqf --rate 100 --start 2024-03-01T10:00:00Z "
                            "--comment left --attr operator=Curie"));
     }
@@ -56,7 +60,9 @@ protected:
                 test::writeFile(directory.path(name), test::withoutTail(test::richMovie(), 40));
         }
         static const QRegularExpression output(QStringLiteral("-o (\\S+)"));
-        QFile::remove(directory.path(output.match(example).captured(1).toUtf8().constData()));
+        const QString made = output.match(example).captured(1);
+        if (!made.isEmpty())
+            QFile::remove(QDir(directory.path("")).filePath(made));
     }
 
     Ended run(const QString& script) const { return test::runScript(directory.path(""), script.toStdString()); }
@@ -162,6 +168,31 @@ TEST_F(Conventions, ProgressIsShownAsAsked)
     EXPECT_EQ(run(script.arg(QStringLiteral("--progress sometimes"))).code, 2);
     EXPECT_EQ(run(script.arg(QStringLiteral("-q -v"))).code, 2);
     EXPECT_THAT(run(QStringLiteral("vqf frames --time 0s:1s cells.tif -v")).errors, HasSubstr("vqf recover"));
+}
+
+TEST_F(Conventions, ShellsAndManualKnowEveryCommand)
+{
+    const std::string manual = run(QStringLiteral("vqf completion man")).output;
+    for (const QString& name : commands(help({})))
+        EXPECT_THAT(manual, HasSubstr("\n.SS \\fBvqf " +
+                                      QString(name).replace(QLatin1Char('-'), QStringLiteral("\\-")).toStdString()));
+    EXPECT_THAT(manual, HasSubstr("\n.TP\n\\fB\\-o\\fR, \\fB\\-\\-output\\fR \\fIPATH\\fR\nThe movie to make"));
+
+    // What bash offers for the last of these words.
+    const auto offered = [this](const char* words) {
+        return run(QStringLiteral("vqf completion bash > c; bash -c 'source ./c; COMP_WORDS=(vqf %1); "
+                                  "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _vqf; echo ${COMPREPLY[*]}'")
+                       .arg(QLatin1StringView(words)))
+            .output;
+    };
+    EXPECT_EQ(offered("fra"), "frames\n");
+    EXPECT_EQ(offered("frames --format \"\""), "table csv json ndjson\n");
+    EXPECT_EQ(offered("frames m.vqf --ga"), "--gaps\n");
+    EXPECT_EQ(offered("frames m.vqf"), "\n"); // a file
+    EXPECT_EQ(offered("attr ex"), "export\n");
+    EXPECT_EQ(offered("attr export --fo"), "--force\n");
+    EXPECT_EQ(offered("-q ls --progress a"), "always auto\n");
+    EXPECT_EQ(offered("completion \"\""), "bash zsh fish\n");
 }
 
 } // namespace

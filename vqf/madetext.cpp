@@ -1,0 +1,16 @@
+#include <vqf/madetext.h>
+
+#include <movietools/wording.h>
+#include <vqf/console.h>
+
+namespace zd::tool {
+
+void tellMade(const movietools::MadeMovie& movie)
+{
+    tell(QStringLiteral("%1: %2 frames (%3)")
+             .arg(escaped(movie.path))
+             .arg(movie.frames)
+             .arg(movietools::sizeText(movie.bytes)));
+}
+
+} // namespace zd::tool
