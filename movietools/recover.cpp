@@ -157,7 +157,8 @@ RecoverResult Recovery::undoneEdit(const RecoveryPlan& plan)
     } catch (const IOFileException& failure) {
         throw jobError(failure, m_options.movie);
     }
-    result.frames -= result.unlistedFrames;
+    // As before the edit: what the survey has found besides lies in a movie of its own, or belonged to none.
+    result.frames = verifyMovie(m_options.movie).frames;
     verify(m_options.movie, result);
     return result;
 }
