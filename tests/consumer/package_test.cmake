@@ -62,4 +62,10 @@ run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${libraries}"
 run("${WORK_DIR}/build/palette")
 if(TOOLS)
   run("${prefix}/bin/vqf" info "${WORK_DIR}/by_package.vqf")
+  foreach(text IN ITEMS man/man1/vqf.1.gz man/man5/vqf.5.gz bash-completion/completions/vqf
+      zsh/site-functions/_vqf fish/vendor_completions.d/vqf.fish)
+    if(NOT EXISTS "${prefix}/share/${text}")
+      message(FATAL_ERROR "share/${text} is not installed")
+    endif()
+  endforeach()
 endif()
