@@ -5,6 +5,7 @@
 #include <libdataio/imagereader.h>
 #include <movietools/attributerules.h>
 #include <movietools/joberror.h>
+#include <movietools/movieindex.h>
 #include <python/core/arrays.h>
 #include <python/core/headervalues.h>
 #include <python/core/textcaster.h>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace zd::python {
 
@@ -28,20 +30,37 @@ timeval timeOf(std::int64_t microseconds)
     return {static_cast<std::int32_t>((microseconds - rest) / second), static_cast<std::int32_t>(rest)};
 }
 
-const void* samplesOf(const py::array& frame, const FrameFormat& format)
+/// Why the attribute cannot be set by hand; empty when it can.
+QString storageProblem(const QString& name, const QString& value)
 {
-    const std::int64_t bytes = std::int64_t{format.width} * format.height * (GetPixBits(format.type) / 8);
-    if ((frame.flags() & py::array::c_style) == 0 || frame.nbytes() != bytes)
-        throw py::value_error("a frame is a whole array in C order");
-    return frame.data();
+    if (movietools::describesFrames(name))
+        return QStringLiteral("follows from the frames");
+    return movietools::whyNotStorable(name, value);
 }
 
 } // namespace
 
+/// An operation of the writer as a function for Python, done when it is its turn.
+template <typename Result, typename... Arguments>
+auto MovieWriter::inTurn(Result (ImageWriter::*operation)(Arguments...))
+{
+    return [operation](MovieWriter& self, Arguments... arguments) {
+        return self.exclusively([&](ImageWriter& writer) { return (writer.*operation)(arguments...); });
+    };
+}
+
+template <typename Result>
+auto MovieWriter::inTurn(Result (ImageWriter::*query)() const)
+{
+    return [query](MovieWriter& self) {
+        return self.exclusively([query](ImageWriter& writer) { return (writer.*query)(); });
+    };
+}
+
 std::unique_ptr<MovieWriter> MovieWriter::create(const QString& path, const FrameFormat& format, bool autotime,
                                                  bool keepLog)
 {
-    std::unique_ptr<MovieWriter> movie(new MovieWriter);
+    std::unique_ptr<MovieWriter> movie(new MovieWriter(path));
     movie->m_format = format;
     movie->exclusively([&](ImageWriter& writer) {
         writer.create(path, autotime);
@@ -55,13 +74,16 @@ std::unique_ptr<MovieWriter> MovieWriter::create(const QString& path, const Fram
 
 std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
 {
-    std::unique_ptr<MovieWriter> movie(new MovieWriter);
+    std::unique_ptr<MovieWriter> movie(new MovieWriter(path));
     movie->exclusively([&](ImageWriter&) {
         ImageWriter::undoInterruptedEdit(path);
         ImageReader before;
         movietools::openMovie(before, path);
         movie->m_timesBefore = heldTimes(before);
         movie->m_powersBefore = laserPowers(before);
+        const ChunkInfo info = movietools::readMovieInfo(path);
+        for (const ChunkRecord& frame : movietools::recordsOf(info, ZD_FRAME_CHUNK))
+            movie->m_frameBytes.push_back(frame.length);
         try {
             movie->m_format = frameFormat(before, path);
         } catch (const movietools::JobError&) {
@@ -73,23 +95,44 @@ std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
     return movie;
 }
 
+/// The samples of a frame, as many as the movie's format says.
+const void* MovieWriter::samplesOf(const py::array& frame) const
+{
+    const FrameFormat format = m_format.value_or(FrameFormat{});
+    const std::int64_t bytes = std::int64_t{format.width} * format.height * (GetPixBits(format.type) / 8);
+    if ((frame.flags() & py::array::c_style) == 0 || frame.nbytes() != bytes)
+        throw py::value_error("a frame is a whole array in C order");
+    if (bytes > std::numeric_limits<int>::max())
+        throw py::value_error("a frame takes less than 2**31 bytes");
+    return frame.data();
+}
+
 void MovieWriter::append(const py::array& frame, const std::optional<std::int64_t>& time, float laserPower)
 {
-    const void* samples = samplesOf(frame, m_format.value_or(FrameFormat{}));
+    const void* samples = samplesOf(frame);
     const auto size = static_cast<int>(frame.nbytes());
     exclusively([&](ImageWriter& writer) {
         if (time)
             writer.addFrame(samples, size, timeOf(*time), laserPower);
         else
             writer.addFrame(samples, size, laserPower);
+        m_frameBytes.push_back(static_cast<std::uint32_t>(size));
     });
 }
 
 void MovieWriter::replace(unsigned int index, const py::array& frame, const std::optional<std::int64_t>& time,
                           float laserPower)
 {
-    const void* samples = samplesOf(frame, m_format.value_or(FrameFormat{}));
+    const void* samples = samplesOf(frame);
+    const std::int64_t size = frame.nbytes();
     exclusively([&](ImageWriter& writer) {
+        // The writer takes as many bytes as the frame in the file has, which need not be what the header says.
+        if (index < m_frameBytes.size() && m_frameBytes[index] != size)
+            throw movietools::JobError{
+                m_path,
+                QStringLiteral("frame %1 has %2 of %3 bytes").arg(index).arg(m_frameBytes[index]).arg(size),
+                {},
+                {}};
         if (time)
             writer.replaceFrame(samples, index, timeOf(*time), laserPower);
         else
@@ -107,29 +150,21 @@ void MovieWriter::close()
     });
 }
 
-bool MovieWriter::rollBack()
+py::array MovieWriter::fibers()
 {
-    return exclusively([](ImageWriter& writer) { return writer.rollBack(); });
-}
-
-template <typename Value>
-void MovieWriter::setAttribute(const QString& name, Value value)
-{
-    exclusively([&](ImageWriter& writer) { writer.attribute(name, value); });
-}
-
-/// Why the attribute cannot be set by hand; empty when it can.
-QString MovieWriter::storageProblem(const QString& name, const QString& value)
-{
-    if (movietools::describesFrames(name))
-        return QStringLiteral("follows from the frames");
-    return movietools::whyNotStorable(name, value);
+    return toArray(exclusively([](ImageWriter& writer) { return writer.getRasterFiberContinuousIndexes(); }), 2);
 }
 
 void MovieWriter::setFibers(const py::array_t<float, py::array::c_style>& centers)
 {
     const std::vector<float> list(centers.data(), centers.data() + centers.size());
     exclusively([&](ImageWriter& writer) { writer.addRasterFiberContinuousIndexes(list); });
+}
+
+void MovieWriter::setPalette(const py::tuple& values)
+{
+    const ZdPalette palette = paletteFrom(values);
+    exclusively([&](ImageWriter& writer) { writer.setPalette(palette); });
 }
 
 std::optional<py::tuple> MovieWriter::palette()
@@ -156,7 +191,8 @@ std::optional<py::tuple> MovieWriter::boundingBox()
 
 void MovieWriter::define(py::module_& module)
 {
-    py::class_<MovieWriter>(module, "Writer")
+    py::class_<MovieWriter> writer(module, "Writer");
+    writer
         .def_static(
             "create",
             [](const QString& path, int width, int height, int type, bool autotime, bool keepLog) {
@@ -177,60 +213,39 @@ void MovieWriter::define(py::module_& module)
         .def("append", &MovieWriter::append, py::arg("frame").noconvert(), py::arg("time"), py::arg("laser_power"))
         .def("replace", &MovieWriter::replace, py::arg("index"), py::arg("frame").noconvert(), py::arg("time"),
              py::arg("laser_power"))
-        .def("sync",
-             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.sync(); }); })
+        .def("sync", inTurn(&ImageWriter::sync))
         .def("close", &MovieWriter::close)
-        .def("roll_back", &MovieWriter::rollBack)
-        .def("is_open",
-             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.isOpen(); }); })
-        .def("room_left",
-             [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.roomLeft(); }); })
+        .def("roll_back", inTurn(&ImageWriter::rollBack))
+        .def("is_open", inTurn(&ImageWriter::isOpen))
+        .def("room_left", inTurn(&ImageWriter::roomLeft));
+    defineHeader(writer);
+}
+
+void MovieWriter::defineHeader(py::class_<MovieWriter>& writer)
+{
+    writer
         .def("attributes",
              [](MovieWriter& self) {
-                 return attributesOf(self.exclusively([](ImageWriter& writer) { return writer.attributeChunk(); }));
+                 return attributesOf(self.exclusively([](ImageWriter& movie) { return movie.attributeChunk(); }));
              })
-        .def_static("storage_problem", &MovieWriter::storageProblem, py::arg("name"), py::arg("value"))
-        .def("set_integer", &MovieWriter::setAttribute<int>, py::arg("name"), py::arg("value"))
-        .def("set_float", &MovieWriter::setAttribute<float>, py::arg("name"), py::arg("value"))
-        .def("set_text", &MovieWriter::setAttribute<const QString&>, py::arg("name"), py::arg("value"))
-        .def(
-            "remove",
-            [](MovieWriter& self, const QString& name) {
-                self.exclusively([&](ImageWriter& writer) { writer.removeAttribute(name); });
-            },
-            py::arg("name"))
-        .def(
-            "comment",
-            [](MovieWriter& self) { return self.exclusively([](ImageWriter& writer) { return writer.getComment(); }); })
-        .def(
-            "set_comment",
-            [](MovieWriter& self, const QString& text) {
-                self.exclusively([&](ImageWriter& writer) { writer.setComment(text); });
-            },
-            py::arg("text"))
+        .def_static("storage_problem", &storageProblem, py::arg("name"), py::arg("value"))
+        .def("set_integer", inTurn<void, const QString&, int>(&ImageWriter::attribute), py::arg("name"),
+             py::arg("value"))
+        .def("set_float", inTurn<void, const QString&, float>(&ImageWriter::attribute), py::arg("name"),
+             py::arg("value"))
+        .def("set_text", inTurn<void, const QString&, const QString&>(&ImageWriter::attribute), py::arg("name"),
+             py::arg("value"))
+        .def("remove", inTurn(&ImageWriter::removeAttribute), py::arg("name"))
+        .def("comment", inTurn(&ImageWriter::getComment))
+        .def("set_comment", inTurn(&ImageWriter::setComment), py::arg("text"))
         .def_static("stored_comment", &AttributeChunk::formatComment, py::arg("text"))
         .def("palette", &MovieWriter::palette)
-        .def(
-            "set_palette",
-            [](MovieWriter& self, const py::tuple& values) {
-                const ZdPalette palette = paletteFrom(values);
-                self.exclusively([&](ImageWriter& writer) { writer.setPalette(palette); });
-            },
-            py::arg("values"))
-        .def("fibers",
-             [](MovieWriter& self) {
-                 return toArray(
-                     self.exclusively([](ImageWriter& writer) { return writer.getRasterFiberContinuousIndexes(); }), 2);
-             })
+        .def("set_palette", &MovieWriter::setPalette, py::arg("values"))
+        .def("fibers", &MovieWriter::fibers)
         .def("set_fibers", &MovieWriter::setFibers, py::arg("centers"))
         .def("bounding_box", &MovieWriter::boundingBox)
-        .def(
-            "set_bounding_box",
-            [](MovieWriter& self, float minX, float minY, float maxX, float maxY) {
-                self.exclusively(
-                    [&](ImageWriter& writer) { writer.addBundleBoundingBoxCoords(minX, minY, maxX, maxY); });
-            },
-            py::arg("min_x"), py::arg("min_y"), py::arg("max_x"), py::arg("max_y"));
+        .def("set_bounding_box", inTurn(&ImageWriter::addBundleBoundingBoxCoords), py::arg("min_x"), py::arg("min_y"),
+             py::arg("max_x"), py::arg("max_y"));
 }
 
 } // namespace zd::python

@@ -179,6 +179,11 @@ def test_changing_movies_that_are_odd(tmp_path):
             writer.append(frame, 4)
         with pytest.raises(ValueError, match="all frames"):
             writer.replace(0, frame, 1)
+    long = make_corpus.movie(frames=1).add(2, bytes(5000))
+    (tmp_path / "m.vqf").write_bytes(long.file())
+    with vqf.modify(tmp_path / "m.vqf") as writer:
+        with pytest.raises(vqf.MovieError, match="frame 1 has 5000 of 16 bytes"):
+            writer.replace(1, frame)
     del made.attributes["height"]
     (tmp_path / "m.vqf").write_bytes(made.file())
     with vqf.modify(tmp_path / "m.vqf") as writer:
