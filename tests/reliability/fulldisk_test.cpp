@@ -81,7 +81,7 @@ TEST(FullDisk, ALimitOfTheFileSize)
                                [&](bool full) {
                                    limit.reset();
                                    if (full)
-                                       limit.emplace(QFile(movie).size() + 10 * frameBytes + 99);
+                                       limit.emplace(readFile(movie).size() + 10 * frameBytes + 99);
                                }),
               "");
 }

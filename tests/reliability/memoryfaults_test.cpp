@@ -132,7 +132,7 @@ protected:
     int m_runs = 0;
     int m_failures = 0;
     std::array<bool, 8> m_done{};
-    const Stage m_stage;
+    Stage m_stage;
 };
 
 #if !DATAIO_SANITIZED
