@@ -422,6 +422,21 @@ void requireFormat(ImageReader& movie, const QString& path, const PageFormat& fo
                        {}};
 }
 
+// The writer takes as many bytes as the frame in the file has, which need not be what the header says.
+void requireLength(ImageReader& movie, const QString& path, unsigned frame, std::uint64_t bytes)
+{
+    try {
+        if (movie.readFrame(frame, nullptr, 0) && static_cast<std::uint64_t>(movie.frameSize()) == bytes)
+            return;
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, path);
+    }
+    throw JobError{path,
+                   QStringLiteral("frame %1 does not have the length that the header tells").arg(frame),
+                   QStringLiteral("see vqf verify"),
+                   {}};
+}
+
 } // namespace
 
 ImportResult appendFrames(const ImportOptions& options, const ProgressCallback& progress)
@@ -441,6 +456,7 @@ void replaceFrame(const QString& movie, unsigned index, const QString& stack, co
                        QStringLiteral("has no frame %1: there are %2").arg(index).arg(reader.nbFrames()),
                        QStringLiteral("frames are counted from 0"),
                        {}};
+    requireLength(reader, movie, index, pages->format().frameBytes());
     float power = -1;
     reader.getLaserPower(index, power);
     power = laserPower.value_or(power);

@@ -1,5 +1,6 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
+#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 #include <tests/support/toolprocess.h>
@@ -92,6 +93,11 @@ TEST_F(EditTool, RefusesWhatDoesNotFitAndLeavesTheMovie)
     EXPECT_THAT(refusal(1, "vqf append m.vqf more.tif --start 100 --rate 1"), HasSubstr("keeps its times in order"));
     EXPECT_THAT(refusal(1, "vqf append m.vqf cut.tif --start 200 --rate 1"), HasSubstr("cut.tif"));
     EXPECT_THAT(refusal(1, "vqf replace m.vqf 3 one.tif"), HasSubstr("has no frame 3: there are 3"));
+    test::MovieBuilder odd;
+    odd.frame(pages[0]).frame(std::string(100'000, 'x')).frameFormat(4, 2, ZD_USHORT, 16);
+    test::writeFile(directory.path("odd.vqf"), odd.movie());
+    EXPECT_THAT(refusal(1, "vqf replace odd.vqf 1 one.tif"), HasSubstr("frame 1 does not have the length"));
+    EXPECT_EQ(test::readFile(directory.path("odd.vqf")), odd.movie());
     EXPECT_THAT(refusal(1, "vqf order m.vqf --first 3"), HasSubstr("has 3 frames"));
     EXPECT_THAT(refusal(1, "vqf order m.vqf --first 1 --circular 3"), HasSubstr("has 3 frames"));
     EXPECT_THAT(refusal(1, "vqf attr set m.vqf width=9"), HasSubstr("--force"));
