@@ -3,6 +3,7 @@
 #include <libdataio/chunkheader.h>
 #include <libdataio/imagefilelayout.h>
 #include <movietools/bytesource.h>
+#include <movietools/joberror.h>
 
 #include <algorithm>
 
@@ -27,6 +28,12 @@ std::optional<ChunkStartHeader> wholeChunk(const FileBytes& file, std::int64_t p
     return header;
 }
 
+bool beginsLikeMovie(const FileBytes& file)
+{
+    const QByteArray start = file.bytes(0, layout::headerBytes);
+    return start.size() < layout::headerBytes || ChunkStartHeader().decode(start.constData());
+}
+
 std::optional<std::uint64_t> roomOnDisk(const FileBytes& file)
 {
     struct statvfs fileSystem {};
@@ -49,6 +56,9 @@ RecordingState RecordingWatch::look()
         m_frames += chunk->type() == ZD_FRAME_CHUNK ? 1 : 0;
         m_lastType = chunk->type();
     }
+    if (m_position == 0 && !beginsLikeMovie(file))
+        throw JobError{
+            m_path, QStringLiteral("is no VQF movie"), QStringLiteral("name a file that is being recorded"), {}};
     RecordingState state;
     state.frames = m_frames;
     state.bytes = static_cast<std::uint64_t>(file.length());

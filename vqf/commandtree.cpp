@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+
 namespace zd::tool {
 
 namespace {
@@ -52,6 +54,12 @@ std::vector<OptionWords> optionsOf(const CLI::App& app)
     return options;
 }
 
+bool knows(const std::vector<OptionWords>& options, const OptionWords& wanted)
+{
+    return std::any_of(options.begin(), options.end(),
+                       [&wanted](const OptionWords& option) { return option.names == wanted.names; });
+}
+
 CommandWords describe(const CLI::App& app, const QString& above, const std::vector<OptionWords>& everywhere)
 {
     CommandWords words;
@@ -59,7 +67,9 @@ CommandWords describe(const CLI::App& app, const QString& above, const std::vect
     words.what = QString::fromStdString(app.get_description());
     words.notes = QString::fromStdString(app.get_footer());
     words.options = optionsOf(app);
-    words.options.insert(words.options.end(), everywhere.begin(), everywhere.end());
+    for (const OptionWords& option : everywhere)
+        if (!knows(words.options, option))
+            words.options.push_back(option);
     for (const CLI::App* command : app.get_subcommands([](const CLI::App* sub) { return !sub->get_group().empty(); })) {
         const QString name = QString::fromStdString(command->get_name());
         words.commands.push_back(

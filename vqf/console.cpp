@@ -71,9 +71,14 @@ void print(const QString& text)
     write(text.toUtf8(), takesFile ? stderr : stdout);
 }
 
-void tell(const QString& line)
+void tell(const QString& line, const QJsonObject& facts)
 {
-    if (!settings().quiet)
+    if (settings().quiet)
+        return;
+    if (settings().json)
+        printJson(QStringLiteral("vqf.done"), 1,
+                  facts.isEmpty() ? QJsonObject{{QStringLiteral("message"), line}} : facts);
+    else
         print(line + QLatin1Char('\n'));
 }
 

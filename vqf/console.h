@@ -14,8 +14,9 @@ QString escaped(const QString& text);
 
 /// Writes to standard output as it is.
 void print(const QString& text);
-/// The same for a line that tells what was done, unless the user wants to hear nothing.
-void tell(const QString& line);
+/// The same for a line that tells what was done, unless the user wants to hear nothing. With --json the facts take its
+/// place, as an object of the schema "vqf.done"; without facts that holds the line.
+void tell(const QString& line, const QJsonObject& facts = {});
 /// From now on, what is printed goes to standard error: standard output takes a file.
 void leaveStandardOutput();
 /// Writes one JSON object in one line, which begins with its schema and version.

@@ -3,6 +3,7 @@
 #include <movietools/moviediff.h>
 #include <vqf/console.h>
 #include <vqf/progressline.h>
+#include <vqf/settings.h>
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -168,7 +169,7 @@ ExitCode runDiff(const DiffArguments& arguments)
         ProgressLine progress;
         differences = movietools::compareMovies(a, b, progress.callback());
     }
-    if (arguments.json)
+    if (arguments.json || settings().json)
         printJson(QStringLiteral("vqf.diff"), 1, json(a, b, differences));
     else
         tellDifferences(a, b, differences);

@@ -4,6 +4,7 @@
 #include <movietools/wording.h>
 #include <vqf/console.h>
 #include <vqf/interruption.h>
+#include <vqf/settings.h>
 
 #include <QJsonObject>
 
@@ -135,14 +136,15 @@ void show(const QString& path, const RecordingState& state, const Pace& pace, bo
 ExitCode runFollow(const FollowArguments& arguments)
 {
     const QString path = QString::fromStdString(arguments.movie);
+    const bool asJson = arguments.json || settings().json;
     movietools::RecordingWatch watch(path);
     Pace pace;
     while (interruption() == 0) {
         const RecordingState state = watch.look();
         pace.add(state);
-        show(path, state, pace, arguments.json);
+        show(path, state, pace, asJson);
         if (state.isClosed) {
-            if (!arguments.json)
+            if (!asJson)
                 tell(QStringLiteral("%1: closed with %2 frames").arg(escaped(path)).arg(state.frames));
             return ExitCode::Done;
         }

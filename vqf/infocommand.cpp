@@ -6,6 +6,7 @@
 #include <movietools/wording.h>
 #include <vqf/console.h>
 #include <vqf/moviefields.h>
+#include <vqf/settings.h>
 
 #include <QStringList>
 
@@ -175,7 +176,7 @@ ExitCode runInfo(const InfoArguments& arguments)
             const MovieSummary movie = movietools::summarize(QString::fromStdString(path));
             if (!field.isEmpty())
                 printBareField(movie, field);
-            else if (arguments.json)
+            else if (arguments.json || settings().json)
                 printJson(QStringLiteral("vqf.info"), 1, summaryJson(movie));
             else
                 printSummary(movie);

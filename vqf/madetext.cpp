@@ -3,6 +3,8 @@
 #include <movietools/wording.h>
 #include <vqf/console.h>
 
+#include <QJsonObject>
+
 namespace zd::tool {
 
 void tellMade(const movietools::MadeMovie& movie)
@@ -10,7 +12,10 @@ void tellMade(const movietools::MadeMovie& movie)
     tell(QStringLiteral("%1: %2 frames (%3)")
              .arg(escaped(movie.path))
              .arg(movie.frames)
-             .arg(movietools::sizeText(movie.bytes)));
+             .arg(movietools::sizeText(movie.bytes)),
+         {{QStringLiteral("path"), movie.path},
+          {QStringLiteral("frames"), static_cast<qint64>(movie.frames)},
+          {QStringLiteral("bytes"), static_cast<qint64>(movie.bytes)}});
 }
 
 } // namespace zd::tool

@@ -102,7 +102,7 @@ QString commandText(const CommandWords& command, const CommandWords& program)
 {
     QString notes = command.notes;
     // The page names the options that stand everywhere once.
-    notes.remove(QRegularExpression(QStringLiteral("\n*Also: --progress.*$")));
+    notes.remove(QRegularExpression(QStringLiteral("\n*Also: --json.*$")));
     return QStringLiteral(".SS %1\n%2.\n").arg(synopsis(command), plain(command.what)) +
            optionList(ownOptions(command, program)) + (notes.isEmpty() ? QString() : QStringLiteral(".PP\n")) +
            (notes.isEmpty() ? QString() : notesText(notes));

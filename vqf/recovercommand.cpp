@@ -6,6 +6,7 @@
 #include <vqf/console.h>
 #include <vqf/outputargument.h>
 #include <vqf/progressline.h>
+#include <vqf/settings.h>
 #include <vqf/verificationtext.h>
 
 #include <QJsonArray>
@@ -142,7 +143,7 @@ ExitCode runRecover(const RecoverArguments& arguments)
         ProgressLine progress;
         result = recoverMovie(options, progress.callback());
     }
-    if (arguments.json)
+    if (arguments.json || settings().json)
         printJson(QStringLiteral("vqf.recover"), 1, json(result));
     else
         printResult(result);

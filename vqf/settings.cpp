@@ -19,8 +19,8 @@ void reportEverything()
 
 } // namespace
 
-const char* const settingsNote = "\n\nAlso: --progress auto|always|never, -q (only results), -v (all that the library "
-                                 "reports).";
+const char* const settingsNote = "\n\nAlso: --json, --progress auto|always|never, -q (only results), -v (all that the "
+                                 "library reports).";
 
 void addSettings(CLI::App& program)
 {
@@ -31,6 +31,7 @@ void addSettings(CLI::App& program)
         ->transform(CLI::CheckedTransformer(words))
         ->type_name("WHEN")
         ->option_text("WHEN");
+    program.add_flag("--json", given.json, "Results as JSON, each object beginning with its schema and version");
     CLI::Option* quiet = program.add_flag("-q,--quiet", given.quiet, "Only results and errors");
     program.add_flag_callback("-v,--verbose", reportEverything, "Also what the library reports for information")
         ->excludes(quiet);

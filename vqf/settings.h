@@ -14,6 +14,7 @@ struct Settings {
 
     Progress progress = Progress::Auto;
     bool quiet = false; ///< neither progress nor what was done
+    bool json = false;  ///< what was done as an object
 };
 
 /// Adds the options that every subcommand takes; they may stand before and behind its name.

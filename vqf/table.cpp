@@ -2,6 +2,7 @@
 
 #include <movietools/timetext.h>
 #include <vqf/console.h>
+#include <vqf/settings.h>
 
 namespace zd::tool {
 
@@ -29,7 +30,7 @@ void TableFormatArgument::addTo(CLI::App& app)
 
 TableFormat TableFormatArgument::value() const
 {
-    if (m_json || m_format == "json")
+    if (m_json || settings().json || m_format == "json")
         return TableFormat::Json;
     if (m_format == "csv")
         return TableFormat::Csv;

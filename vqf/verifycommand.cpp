@@ -3,6 +3,7 @@
 #include <movietools/verify.h>
 #include <vqf/console.h>
 #include <vqf/progressline.h>
+#include <vqf/settings.h>
 #include <vqf/verificationtext.h>
 
 #include <algorithm>
@@ -65,9 +66,10 @@ ExitCode verifyOne(const QString& path, bool json)
 
 ExitCode runVerify(const VerifyArguments& arguments)
 {
+    const bool json = arguments.json || settings().json;
     ExitCode code = ExitCode::Done;
     for (const std::string& path : arguments.movies)
-        code = worse(code, verifyOne(QString::fromStdString(path), arguments.json));
+        code = worse(code, verifyOne(QString::fromStdString(path), json));
     return code;
 }
 

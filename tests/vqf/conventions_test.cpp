@@ -133,6 +133,13 @@ TEST_F(Conventions, JsonBeginsWithSchemaAndVersion)
             }
         }
     }
+    const std::string written = run(QStringLiteral("vqf cut rich.vqf -o x.vqf --frames 1 --json")).output;
+    EXPECT_EQ(written, "{\"schema\":\"vqf.done\",\"version\":1,\"bytes\":" +
+                           std::to_string(test::readFile(directory.path("x.vqf")).size()) +
+                           ",\"frames\":1,\"path\":\"x.vqf\"}\n");
+    EXPECT_EQ(
+        run(QStringLiteral("vqf order x.vqf --first 0 --json; vqf --json info x.vqf | head -c 10")).output,
+        "{\"schema\":\"vqf.done\",\"version\":1,\"message\":\"x.vqf: begins with what was frame 0\"}\n{\"schema\":");
     EXPECT_GE(checked, 6 + 4 + 3 + 7); // every command, and a line for each row
 }
 

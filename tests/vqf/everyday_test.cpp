@@ -294,6 +294,7 @@ TEST_F(EverydayTool, FollowsARecordingUntilItIsClosed)
                           std::to_string((std::int64_t{1} << 31) - 1 - static_cast<std::int64_t>(movie.size()))));
     EXPECT_THAT(ended.output, testing::EndsWith("r.vqf: closed with 3 frames\n"));
     EXPECT_EQ(run("vqf follow none.vqf").code, 1);
+    EXPECT_EQ(run("vqf follow /bin/sh").code, 1);
     EXPECT_EQ(
         run("head -c 100 m.vqf > r.vqf; timeout --preserve-status -s INT 0.5 \"" VQF_PROGRAM "\" follow r.vqf").code,
         130);
