@@ -72,7 +72,7 @@ dataio_debian_package(development libdataio-dev SECTION libdevel
   DESCRIPTION "${about}This package holds the headers, the CMake package DataIO and the pkg-config
 file dataio.")
 dataio_debian_package(tools vqf-tools SECTION science
-  DEPENDS "libdataio1 ${same_version}"
+  DEPENDS "libdataio1 ${same_version}" RECOMMENDS "ffmpeg" "fonts-dejavu-core"
   SUMMARY "imports, examines, edits, exports and recovers VQF movies"
   DESCRIPTION "${about}This package holds the program vqf.")
 if(DATAIO_DESKTOP)

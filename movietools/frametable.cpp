@@ -8,6 +8,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 
 namespace zd::movietools {
@@ -107,7 +108,7 @@ void TableReader::readLine(const QStringList& cells, FrameTable& table) const
     if (!isLaserPower(power))
         refuse(QStringLiteral("has a laser power above 1"));
     table.times.push_back(time);
-    table.laserPowers.push_back(static_cast<float>(power));
+    table.laserPowers.push_back(static_cast<float>(std::max(power, -1.0)));
 }
 
 void TableReader::refuse(const QString& problem) const

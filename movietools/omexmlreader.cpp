@@ -54,6 +54,7 @@ private:
     void readAnnotation();
     void readMap(bool encoded);
     void readFiberCenters(const QString& text);
+    void readLaserPower(const QString& identity, const QString& text);
     void readDate(const QString& text);
     std::uint64_t number(QLatin1StringView name, std::uint64_t otherwise) const;
     std::int64_t delayOf(const QString& text, const QString& unit) const;
@@ -185,10 +186,19 @@ void OmeXmlReader::readAnnotation()
         else if (kind == ome::fiberCenters)
             readFiberCenters(m_xml.readElementText());
         else if (kind == ome::laserPower)
-            m_powers.insert(identity, m_xml.readElementText().toFloat());
+            readLaserPower(identity, m_xml.readElementText());
         else
             m_xml.skipCurrentElement();
     }
+}
+
+void OmeXmlReader::readLaserPower(const QString& identity, const QString& text)
+{
+    bool isNumber = false;
+    const float power = text.toFloat(&isNumber);
+    if (!isNumber || !isLaserPower(static_cast<double>(power)))
+        refuse(QStringLiteral("has a laser power that is none: %1").arg(text));
+    m_powers.insert(identity, power);
 }
 
 void OmeXmlReader::readMap(bool encoded)

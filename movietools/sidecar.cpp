@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cmath>
 
 namespace zd::movietools {
@@ -130,10 +131,14 @@ void SidecarReader::readDescription(MovieDescription& description, unsigned fram
             refuse(QStringLiteral("has an entry in \"times\" that is no time"));
         description.times.push_back(time.isNull() ? std::nullopt : value);
     }
-    for (const QJsonValue& power : perFrame(QStringLiteral("laserPowers"), frames))
-        description.laserPowers.push_back(static_cast<float>(power.toDouble(-1)));
+    for (const QJsonValue& power : perFrame(QStringLiteral("laserPowers"), frames)) {
+        if (!isLaserPower(power.toDouble(-1)))
+            refuse(QStringLiteral("has an entry in \"laserPowers\" above 1"));
+        description.laserPowers.push_back(static_cast<float>(std::max(power.toDouble(-1), -1.0)));
+    }
+    constexpr double farAway = INT32_MAX; // no frame reaches that
     for (const QJsonValue& coordinate : m_object.value(QStringLiteral("fiberCenters")).toArray())
-        description.fiberCenters.push_back(static_cast<float>(coordinate.toDouble()));
+        description.fiberCenters.push_back(static_cast<float>(std::clamp(coordinate.toDouble(), -farAway, farAway)));
     if (description.fiberCenters.size() % 2 != 0)
         refuse(QStringLiteral("has half a fibre centre"));
     const QJsonObject attributes = m_object.value(QStringLiteral("attributes")).toObject();
