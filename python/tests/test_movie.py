@@ -19,7 +19,9 @@ from conftest import FRAMES, HEIGHT, START, WIDTH, record, samples
 CORPUS = pathlib.Path(make_corpus.__file__).parent / "corpus" / "fz_open"
 
 
-def test_frames_as_a_sequence(path, stack):
+@pytest.mark.parametrize("batch", [64 << 20, 130, 1])
+def test_frames_as_a_sequence(path, stack, monkeypatch, batch):
+    monkeypatch.setattr("vqf.movie._BATCH_BYTES", batch)
     with vqf.open(str(path)) as movie:
         assert (len(movie), movie.shape, movie.dtype) == (FRAMES, stack.shape, np.dtype("u2"))
         assert (movie.ndim, movie.nbytes) == (3, stack.nbytes)
