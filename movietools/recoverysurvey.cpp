@@ -82,7 +82,30 @@ void RecoverySurvey::findInfo()
 void RecoverySurvey::takeInfo(WalkedPiece& chunk)
 {
     chunk.type = chunk.endType = ZD_INFO_CHUNK;
-    m_info = InfoPayload::salvaged(payloadOf(chunk), false);
+    const QByteArray payload = payloadOf(chunk);
+    const InfoPayload declared = InfoPayload::asDeclared(payload);
+    m_info = listsAllChunks(declared) ? declared : InfoPayload::salvaged(payload, false);
+}
+
+// Whether the index knows every chunk but that of the header, where it lies: what follows such an index is text.
+bool RecoverySurvey::listsAllChunks(const InfoPayload& info) const
+{
+    std::map<std::uint32_t, IndexEntry> listed;
+    for (const IndexEntry& entry : info.entries)
+        listed.emplace(entry.offset, entry);
+    const auto isListed = [&listed](const WalkedPiece& piece) {
+        const auto entry = listed.find(static_cast<std::uint32_t>(piece.offset));
+        return entry != listed.end() && entry->second == IndexEntry{piece.type, entry->first, piece.size};
+    };
+    std::size_t others = 0;
+    for (const WalkedPiece& piece : m_pieces) {
+        if (isInfo(piece))
+            continue;
+        if (!piece.isWhole() || !isListed(piece))
+            return false;
+        ++others;
+    }
+    return info.holdsDeclaredRecords && others == info.entries.size();
 }
 
 bool RecoverySurvey::takeInfoOfTail()

@@ -61,6 +61,7 @@ public:
 private:
     void findInfo();
     void takeInfo(WalkedPiece& chunk);
+    bool listsAllChunks(const InfoPayload& info) const;
     bool takeInfoOfTail();
     bool takeInfoInside();
     void splitGaps();
