@@ -34,7 +34,7 @@ public:
     {
     }
 
-    QImage draw(const ProgressCallback& progress);
+    DrawnMovie draw(const ProgressCallback& progress);
 
 private:
     void choose();
@@ -57,7 +57,7 @@ private:
     int m_titleHeight = 0;
 };
 
-QImage ContactSheet::draw(const ProgressCallback& progress)
+DrawnMovie ContactSheet::draw(const ProgressCallback& progress)
 {
     choose();
     layOut();
@@ -74,7 +74,8 @@ QImage ContactSheet::draw(const ProgressCallback& progress)
         done.bytesDone += m_frames.format().frameBytes();
         report(progress, done);
     }
-    return sheet;
+    painter.end();
+    return {sheet, m_frames.lost()};
 }
 
 // The first frame, the last one and even steps between them.
@@ -177,7 +178,7 @@ QImage ContactSheet::picture(unsigned frame)
 
 } // namespace
 
-QImage contactSheet(const SheetOptions& options, const ProgressCallback& progress)
+DrawnMovie contactSheet(const SheetOptions& options, const ProgressCallback& progress)
 {
     return ContactSheet(options).draw(progress);
 }

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <movietools/drawnmovie.h>
 #include <movietools/frameselection.h>
 #include <movietools/progress.h>
 
-#include <QImage>
 #include <QString>
 
 namespace zd::movietools {
@@ -20,6 +20,6 @@ struct SheetOptions {
 /// Draws frames as small pictures side by side as `FrameRenderer` does, each with its number and its time since the
 /// movie's first frame. Frames that cannot be read are crossed out. Needs a QGuiApplication. Throws JobError, also for a
 /// sheet of more than 256 MiB, and JobCancelled.
-QImage contactSheet(const SheetOptions& options, const ProgressCallback& progress);
+DrawnMovie contactSheet(const SheetOptions& options, const ProgressCallback& progress);
 
 } // namespace zd::movietools

@@ -3,6 +3,7 @@
 #include <libdataio/pixeltypes.h>
 #include <movietools/exchangeform.h>
 #include <movietools/frameselection.h>
+#include <movietools/lostframe.h>
 #include <movietools/progress.h>
 
 #include <QString>
@@ -32,12 +33,6 @@ struct ExportOptions {
     std::optional<std::pair<double, double>> range; ///< values that scaling makes black and white; else the movie's
     bool sidecar = true;       ///< whether what the form cannot hold is written to a JSON file beside it
     bool fiberRegions = false; ///< whether an OME-TIFF has the fibre centres as a region of interest, too
-};
-
-/// A frame that the export lacks, or has only in part.
-struct LostFrame {
-    unsigned frame = 0; ///< counted from 0
-    QString reason;     ///< to be read after "frame N"
 };
 
 /// What was made.

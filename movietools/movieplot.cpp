@@ -33,7 +33,7 @@ public:
                        {}};
     }
 
-    QImage draw(const ProgressCallback& progress);
+    DrawnMovie draw(const ProgressCallback& progress);
 
 private:
     void measure(const ProgressCallback& progress);
@@ -48,7 +48,7 @@ private:
     std::array<PlotPanel, 3> m_panels;
 };
 
-QImage MoviePlot::draw(const ProgressCallback& progress)
+DrawnMovie MoviePlot::draw(const ProgressCallback& progress)
 {
     measure(progress);
     setAxis();
@@ -65,7 +65,8 @@ QImage MoviePlot::draw(const ProgressCallback& progress)
         const QRect box(margin, y + static_cast<int>(panel) * height, picture.width() - 2 * margin, height);
         drawPanel(painter, box, m_panels[panel], panel + 1 == m_panels.size() ? axis : QString());
     }
-    return picture;
+    painter.end();
+    return {picture, m_frames.lost()};
 }
 
 void MoviePlot::measure(const ProgressCallback& progress)
@@ -142,7 +143,7 @@ void MoviePlot::drawTitle(QPainter& painter, int& y) const
 
 } // namespace
 
-QImage plotMovie(const PlotOptions& options, const ProgressCallback& progress)
+DrawnMovie plotMovie(const PlotOptions& options, const ProgressCallback& progress)
 {
     return MoviePlot(options).draw(progress);
 }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <movietools/drawnmovie.h>
 #include <movietools/frameselection.h>
 #include <movietools/progress.h>
 
-#include <QImage>
+#include <QSize>
 #include <QString>
 
 namespace zd::movietools {
@@ -19,6 +20,6 @@ struct PlotOptions {
 /// over their time since the movie's first frame, or over their number when the movie has no times. Reads every frame;
 /// holds one. What the movie does not tell is left empty with a word about it. Needs a QGuiApplication. Throws JobError
 /// and JobCancelled.
-QImage plotMovie(const PlotOptions& options, const ProgressCallback& progress);
+DrawnMovie plotMovie(const PlotOptions& options, const ProgressCallback& progress);
 
 } // namespace zd::movietools

@@ -4,6 +4,7 @@
 #include <movietools/wording.h>
 #include <vqf/console.h>
 #include <vqf/framechoice.h>
+#include <vqf/lostframes.h>
 #include <vqf/outputargument.h>
 #include <vqf/progressline.h>
 
@@ -38,8 +39,6 @@ Examples:
   vqf export cells.vqf -o cells.npy
   vqf export cells.vqf -o times.csv)";
 
-constexpr std::size_t mostFramesTold = 10;
-
 struct ExportArguments {
     std::string movie;
     OutputArgument output;
@@ -52,14 +51,6 @@ struct ExportArguments {
     bool noSidecar = false;
     bool regions = false;
 };
-
-void tellLostFrames(const QString& movie, const std::vector<movietools::LostFrame>& lost)
-{
-    for (std::size_t i = 0; i < std::min(lost.size(), mostFramesTold); ++i)
-        complain(QStringLiteral("%1: frame %2 %3").arg(movie).arg(lost[i].frame).arg(lost[i].reason));
-    if (lost.size() > mostFramesTold)
-        complain(QStringLiteral("%1: and %2 frames more").arg(movie).arg(lost.size() - mostFramesTold));
-}
 
 movietools::ExchangeForm formOf(const ExportArguments& arguments, const QString& output)
 {
@@ -119,8 +110,7 @@ ExitCode runExport(const ExportArguments& arguments)
              .arg(result.frames)
              .arg(movietools::pictureText(result.width, result.height, result.type), movietools::sizeText(result.bytes),
                   result.bigTiff ? QStringLiteral(", BigTIFF") : QString()));
-    tellLostFrames(options.movie, result.lost);
-    return result.lost.empty() ? ExitCode::Done : ExitCode::SomethingLost;
+    return tellLostFrames(options.movie, result.lost);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <movietools/movieplot.h>
 #include <vqf/drawingapplication.h>
 #include <vqf/framechoice.h>
+#include <vqf/lostframes.h>
 #include <vqf/pictureoutput.h>
 #include <vqf/progressline.h>
 #include <vqf/sizeargument.h>
@@ -15,7 +16,8 @@ namespace {
 
 constexpr const char* notes = R"(
 Mean intensity, laser power and frame interval, one above the other, over the time since the first frame; over the
-number of the frame when the movie has no times. Reads every frame.
+number of the frame when the movie has no times. Reads every frame; one that cannot be read is told, and the exit code
+is then 3.
 
 Examples:
   vqf plot cells.vqf -o cells.png
@@ -38,13 +40,13 @@ ExitCode runPlot(const PlotArguments& arguments)
         throw UsageError{"--size " + arguments.size + ": 200x200 to 10000x10000"};
     PictureOutput output(arguments.picture, options.movie);
     const DrawingApplication application(options.movie);
-    QImage picture;
+    movietools::DrawnMovie drawn;
     {
         ProgressLine progress;
-        picture = plotMovie(options, progress.callback());
+        drawn = plotMovie(options, progress.callback());
     }
-    output.save(picture);
-    return ExitCode::Done;
+    output.save(drawn.picture);
+    return tellLostFrames(options.movie, drawn.lost);
 }
 
 } // namespace

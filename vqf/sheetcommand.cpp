@@ -3,6 +3,7 @@
 #include <movietools/contactsheet.h>
 #include <vqf/drawingapplication.h>
 #include <vqf/framechoice.h>
+#include <vqf/lostframes.h>
 #include <vqf/pictureoutput.h>
 #include <vqf/progressline.h>
 
@@ -14,7 +15,8 @@ namespace {
 
 constexpr const char* notes = R"(
 Small pictures of frames side by side, coloured through the movie's palette, each with its number and its time since
-the first frame. Without --frames or --time they are taken in even steps from the whole movie.
+the first frame. Without --frames or --time they are taken in even steps from the whole movie. A frame that cannot be
+read is crossed out and told; the exit code is then 3.
 
 Examples:
   vqf sheet cells.vqf -o cells.png
@@ -34,13 +36,13 @@ ExitCode runSheet(const SheetArguments& arguments)
     options.frames = arguments.frames.selection();
     PictureOutput output(arguments.picture, options.movie);
     const DrawingApplication application(options.movie);
-    QImage picture;
+    movietools::DrawnMovie drawn;
     {
         ProgressLine progress;
-        picture = contactSheet(options, progress.callback());
+        drawn = contactSheet(options, progress.callback());
     }
-    output.save(picture);
-    return ExitCode::Done;
+    output.save(drawn.picture);
+    return tellLostFrames(options.movie, drawn.lost);
 }
 
 } // namespace
