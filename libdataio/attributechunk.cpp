@@ -31,7 +31,7 @@ Text trimmed(Text line)
         ++begin;
     while (end > begin && QChar(line[end - 1]).isSpace())
         --end;
-    return line.sliced(begin, end - begin);
+    return line.mid(begin, end - begin);
 }
 
 /// Where a character stands, -1 when nowhere.
@@ -48,6 +48,16 @@ qsizetype indexOf(QLatin1StringView text, char character)
     return found == nullptr ? -1 : static_cast<const char*>(found) - text.data();
 }
 
+QString copyOf(QStringView text)
+{
+    return text.toString();
+}
+
+QString copyOf(QLatin1StringView text)
+{
+    return QString(text);
+}
+
 /// Stores the attribute that a trimmed line holds, if any. `hint` and the result are the entry behind the one stored
 /// last: names mostly come in order, and there they need no search.
 template <typename Text>
@@ -58,8 +68,8 @@ Map::iterator storeLine(Text line, Map& attributes, Map::iterator hint)
     const qsizetype nameLength = indexOf(line, '=');
     if (nameLength < 1 || nameLength + 1 == line.size())
         return hint;
-    const auto entry = attributes.try_emplace(hint, line.first(nameLength).toString());
-    entry->second.assign(line.sliced(nameLength + 1).toString());
+    const auto entry = attributes.try_emplace(hint, copyOf(line.left(nameLength)));
+    entry->second.assign(copyOf(line.mid(nameLength + 1)));
     const bool isLast = entry == std::prev(attributes.end());
     return isLast ? attributes.end() : std::next(entry);
 }
@@ -71,8 +81,8 @@ void parseLines(Text text, Map& attributes)
     while (!text.isEmpty()) {
         const qsizetype lineEnd = indexOf(text, '\n');
         const qsizetype lineLength = lineEnd < 0 ? text.size() : lineEnd;
-        hint = storeLine(trimmed(text.first(lineLength)), attributes, hint);
-        text = text.sliced(lineEnd < 0 ? lineLength : lineLength + 1);
+        hint = storeLine(trimmed(text.left(lineLength)), attributes, hint);
+        text = text.mid(lineEnd < 0 ? lineLength : lineLength + 1);
     }
 }
 

@@ -249,7 +249,7 @@ QImage renderIndexed8(const FrameSamples& frame, const ThumbnailGeometry& geomet
     QImage picture(geometry.width, geometry.height, QImage::Format_Indexed8);
     if (picture.isNull())
         return picture;
-    QList<QRgb> colors(256, opaqueBlack);
+    QVector<QRgb> colors(256, opaqueBlack);
     std::copy_n(table.begin(), std::min<std::size_t>(table.size(), 256), colors.begin());
     picture.setColorTable(colors);
     Sampler<uchar>(frame, geometry.scale, geometry.scale, picture).run(1, 0, [](const char* sample) {
