@@ -1,6 +1,7 @@
 #include <vqf/command.h>
 
 #include <movietools/movieexport.h>
+#include <movietools/sampletype.h>
 #include <movietools/wording.h>
 #include <vqf/console.h>
 #include <vqf/framechoice.h>
@@ -9,6 +10,7 @@
 #include <vqf/progressline.h>
 
 #include <QFileInfo>
+#include <QJsonObject>
 
 #include <cmath>
 #include <memory>
@@ -109,7 +111,15 @@ ExitCode runExport(const ExportArguments& arguments)
              .arg(escaped(options.output))
              .arg(result.frames)
              .arg(movietools::pictureText(result.width, result.height, result.type), movietools::sizeText(result.bytes),
-                  result.bigTiff ? QStringLiteral(", BigTIFF") : QString()));
+                  result.bigTiff ? QStringLiteral(", BigTIFF") : QString()),
+         {{QStringLiteral("path"), options.output},
+          {QStringLiteral("form"), movietools::formName(options.form)},
+          {QStringLiteral("frames"), static_cast<qint64>(result.frames)},
+          {QStringLiteral("width"), result.width},
+          {QStringLiteral("height"), result.height},
+          {QStringLiteral("type"), movietools::sampleTypeName(result.type)},
+          {QStringLiteral("bytes"), static_cast<qint64>(result.bytes)},
+          {QStringLiteral("lost"), static_cast<qint64>(result.lost.size())}});
     return tellLostFrames(options.movie, result.lost);
 }
 

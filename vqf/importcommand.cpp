@@ -12,6 +12,8 @@
 #include <vqf/progressline.h>
 #include <vqf/sizeargument.h>
 
+#include <QJsonObject>
+
 #include <memory>
 #include <optional>
 #include <vector>
@@ -107,11 +109,17 @@ ExitCode runImport(const ImportArguments& arguments)
         ProgressLine progress;
         result = importMovie(options, progress.callback());
     }
-    tell(QStringLiteral("%1: %2 frames of %3 (%4)")
-             .arg(escaped(options.movie))
-             .arg(result.frames)
-             .arg(movietools::pictureText(result.width, result.height, result.type),
-                  movietools::sizeText(result.bytes)));
+    tell(
+        QStringLiteral("%1: %2 frames of %3 (%4)")
+            .arg(escaped(options.movie))
+            .arg(result.frames)
+            .arg(movietools::pictureText(result.width, result.height, result.type), movietools::sizeText(result.bytes)),
+        {{QStringLiteral("path"), options.movie},
+         {QStringLiteral("frames"), static_cast<qint64>(result.frames)},
+         {QStringLiteral("width"), result.width},
+         {QStringLiteral("height"), result.height},
+         {QStringLiteral("type"), movietools::sampleTypeName(result.type)},
+         {QStringLiteral("bytes"), static_cast<qint64>(result.bytes)}});
     return ExitCode::Done;
 }
 

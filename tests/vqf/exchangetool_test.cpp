@@ -75,6 +75,20 @@ TEST_F(ExchangeTool, WhatWasExportedComesBackIdentical)
     EXPECT_EQ(ended.errors, "vqf: /dev/stdin: is not a regular file; name a file of samples\n");
 }
 
+TEST_F(ExchangeTool, TellsWhatWasMadeAsJson)
+{
+    const std::string told = run("vqf export m.vqf -o m.npy --json; vqf import m.npy -o n.vqf --json").output;
+    EXPECT_EQ(
+        told,
+        R"({"schema":"vqf.done","version":1,"bytes":176,"form":"npy","frames":3,"height":2,"lost":0,"path":"m.npy",)"
+        R"("type":"u16","width":4})"
+        "\n"
+        R"({"schema":"vqf.done","version":1,"bytes":)" +
+            std::to_string(test::readFile(directory.path("n.vqf")).size()) +
+            R"(,"frames":3,"height":2,"path":"n.vqf","type":"u16","width":4})"
+            "\n");
+}
+
 TEST_F(ExchangeTool, FailsInOneLineAndLeavesNothingBehind)
 {
     EXPECT_EQ(run("vqf export -q m.vqf -o m.raw && vqf export -q m.vqf -o m.npy && mkdir empty").code, 0);
