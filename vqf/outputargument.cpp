@@ -12,7 +12,7 @@ CLI::Option* OutputArgument::addTo(CLI::App& app, const char* what)
     const std::string name = what;
     CLI::Option* output =
         app.add_option("-o,--output", m_path, "The " + name + " to make; - for standard output")->type_name("PATH");
-    app.add_flag("-f,--force", m_force, "Replace the " + name + " if it exists");
+    app.add_flag("-f,--force", m_force, "Replace what is there");
     return output;
 }
 

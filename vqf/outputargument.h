@@ -14,7 +14,8 @@ public:
     /// Adds the options to a subcommand; `what` is "movie", "stack", ... The object must live until the arguments were
     /// used.
     CLI::Option* addTo(CLI::App& app, const char* what);
-    /// The path as jobs take it; what is printed leaves standard output to the file. Throws UsageError for a terminal, which gets no bytes of files.
+    /// The path as jobs take it; what is printed leaves standard output to the file. Throws UsageError for a terminal,
+    /// which gets no bytes of files.
     QString path() const;
     bool replaces() const { return m_force; } ///< whether an existing file may be replaced
 

@@ -78,7 +78,7 @@ Command addSplitCommand(CLI::App& program)
     CLI::App* app = program.add_subcommand("split", "Cut a movie into parts");
     auto arguments = std::make_shared<SplitArguments>();
     app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->output.addTo(*app, "parts");
+    arguments->output.addTo(*app, "parts")->description("What the parts are named after; the movie without this");
     app->add_option("--every", arguments->every, "Frames of each part, like 100, or their time, like 10s")
         ->type_name("LENGTH");
     arguments->maxSizeOption = app->add_option("--max-size", arguments->maxSize, "Largest file, like 500MB")
