@@ -296,6 +296,7 @@ void FDChunkReader::_leaveChunk()
     m_size = -1;
     m_loaded = false;
     m_expectedSize = 0;
+    m_buffer.forget();
 }
 
 /// Sets the position; a place that no chunk boundary can have is none.

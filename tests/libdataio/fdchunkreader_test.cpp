@@ -13,6 +13,9 @@
 
 #include <sys/stat.h>
 
+// Null but for the address sanitizer.
+extern "C" __attribute__((weak)) int __asan_address_is_poisoned(const volatile void* address);
+
 namespace zd {
 
 namespace {
@@ -261,6 +264,12 @@ TEST_F(FDChunkReaderTest, TheBufferGrowsOnlyForALargerPayload)
     expectNoChunk(reader);
     EXPECT_TRUE(reader.nextChunk(2)) << "the position stayed";
     EXPECT_EQ(dataOf(reader), std::string(101, 'd'));
+
+    const void* borrowed = reader.data();
+    reader.rewind();
+    if (__asan_address_is_poisoned != nullptr) {
+        EXPECT_NE(__asan_address_is_poisoned(borrowed), 0) << "until the next step";
+    }
 }
 
 } // namespace zd
