@@ -120,6 +120,14 @@ std::vector<std::size_t> PowerLoss::unsettled(std::size_t count) const
     return changes;
 }
 
+std::vector<std::vector<std::size_t>> PowerLoss::losses(std::size_t count) const
+{
+    std::vector<std::vector<std::size_t>> all{{}, unsettled(count)};
+    for (const std::size_t change : unsettled(count))
+        all.push_back({change});
+    return all;
+}
+
 std::map<std::string, std::string> PowerLoss::disk(std::size_t count, const std::vector<std::size_t>& lost) const
 {
     std::map<int, std::string> files = m_initial;

@@ -29,6 +29,8 @@ public:
     /// Those of the first `count` changes that a failure right after them may take back. More than there are: those
     /// that a failure may take back when all has returned.
     std::vector<std::size_t> unsettled(std::size_t count) const;
+    /// Losses to try after the first `count` changes: none, all that may be, and each of these alone.
+    std::vector<std::vector<std::size_t>> losses(std::size_t count) const;
     /// The files after the first `count` changes but those in `lost`, by name.
     std::map<std::string, std::string> disk(std::size_t count, const std::vector<std::size_t>& lost) const;
 
