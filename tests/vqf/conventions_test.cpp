@@ -1,7 +1,7 @@
 #include <tests/support/moviebytes.h>
 #include <tests/support/samplemovies.h>
 #include <tests/support/tiffstack.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
 #include <QDir>
 #include <QFile>
@@ -20,7 +20,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 /// What holds for every subcommand alike.
-class Conventions : public testing::Test {
+class Conventions : public test::ToolTest {
 protected:
     Conventions()
     {
@@ -65,7 +65,7 @@ protected:
             QFile::remove(QDir(directory.path("")).filePath(made));
     }
 
-    Ended run(const QString& script) const { return test::runScript(directory.path(""), script.toStdString()); }
+    Ended run(const QString& script) const { return ToolTest::run(script.toStdString()); }
 
     QString help(const QString& command) const
     {
@@ -87,8 +87,6 @@ protected:
         }
         return names;
     }
-
-    test::TemporaryDirectory directory;
 };
 
 TEST_F(Conventions, ExamplesOfTheHelpWork)
@@ -134,8 +132,7 @@ TEST_F(Conventions, JsonBeginsWithSchemaAndVersion)
         }
     }
     const std::string written = run(QStringLiteral("vqf cut rich.vqf -o x.vqf --frames 1 --json")).output;
-    EXPECT_EQ(written, "{\"schema\":\"vqf.done\",\"version\":1,\"bytes\":" +
-                           std::to_string(test::readFile(directory.path("x.vqf")).size()) +
+    EXPECT_EQ(written, "{\"schema\":\"vqf.done\",\"version\":1,\"bytes\":" + std::to_string(file("x.vqf").size()) +
                            ",\"frames\":1,\"path\":\"x.vqf\"}\n");
     EXPECT_EQ(
         run(QStringLiteral("vqf order x.vqf --first 0 --json; vqf --json info x.vqf | head -c 10")).output,

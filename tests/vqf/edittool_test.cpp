@@ -3,7 +3,7 @@
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
 #include <QImage>
 
@@ -16,7 +16,7 @@ using test::Ended;
 using testing::HasSubstr;
 
 /// A movie m.vqf of three timed frames of 4 x 2 samples of 16 bits, and stacks to change it with.
-class EditTool : public testing::Test {
+class EditTool : public test::ToolTest {
 protected:
     EditTool()
     {
@@ -33,16 +33,14 @@ protected:
         test::writeStack(directory.path(name), {.bits = 16}, 4, 2, frames);
     }
 
-    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
-
     // A script that must fail with this code and leave the movie as it was, with nothing beside it.
     std::string refusal(int code, const std::string& script) const
     {
-        const std::string before = test::readFile(directory.path("m.vqf"));
+        const std::string before = file("m.vqf");
         const Ended ended = run(script);
         EXPECT_EQ(ended.code, code) << script << ended.errors;
         EXPECT_EQ(ended.output, "") << script;
-        EXPECT_EQ(test::readFile(directory.path("m.vqf")), before) << script;
+        EXPECT_EQ(file("m.vqf"), before) << script;
         EXPECT_FALSE(QFile::exists(directory.path("m.vqf-journal"))) << script;
         return ended.errors;
     }
@@ -56,8 +54,6 @@ protected:
             all.emplace_back(static_cast<const char*>(data), static_cast<std::size_t>(movie.frameSize()));
         return all;
     }
-
-    test::TemporaryDirectory directory;
     std::vector<std::string> pages;
 };
 
@@ -84,7 +80,7 @@ TEST_F(EditTool, RefusesWhatDoesNotFitAndLeavesTheMovie)
 {
     test::writeStack(directory.path("wide.tif"), {.bits = 16}, 5, 2, {test::testPixels(20, 0)});
     test::writeStack(directory.path("bytes.tif"), {.bits = 8}, 4, 2, {test::testPixels(8, 0)});
-    std::string cut = test::readFile(directory.path("more.tif"));
+    std::string cut = file("more.tif");
     test::writeFile(directory.path("cut.tif"), cut.substr(0, cut.size() - 6));
 
     EXPECT_THAT(refusal(1, "vqf append m.vqf wide.tif --start 200 --rate 2"), HasSubstr("has frames of 4 x 2"));
@@ -97,7 +93,7 @@ TEST_F(EditTool, RefusesWhatDoesNotFitAndLeavesTheMovie)
     odd.frame(pages[0]).frame(std::string(100'000, 'x')).frameFormat(4, 2, ZD_USHORT, 16);
     test::writeFile(directory.path("odd.vqf"), odd.movie());
     EXPECT_THAT(refusal(1, "vqf replace odd.vqf 1 one.tif"), HasSubstr("frame 1 does not have the length"));
-    EXPECT_EQ(test::readFile(directory.path("odd.vqf")), odd.movie());
+    EXPECT_EQ(file("odd.vqf"), odd.movie());
     EXPECT_THAT(refusal(1, "vqf order m.vqf --first 3"), HasSubstr("has 3 frames"));
     EXPECT_THAT(refusal(1, "vqf order m.vqf --first 1 --circular 3"), HasSubstr("has 3 frames"));
     EXPECT_THAT(refusal(1, "vqf attr set m.vqf width=9"), HasSubstr("--force"));
@@ -125,7 +121,7 @@ TEST_F(EditTool, ListsAndChangesAttributes)
     EXPECT_EQ(run("vqf attr export m.vqf -o header.txt && vqf attr rm m.vqf comment operator framedelay").code, 0);
     EXPECT_EQ(run("vqf attr get m.vqf comment").code, 1);
     EXPECT_EQ(run("vqf attr set m.vqf later=1 && vqf attr import m.vqf header.txt --replace").errors, "");
-    EXPECT_EQ(run("vqf attr export m.vqf").output, test::readFile(directory.path("header.txt")));
+    EXPECT_EQ(run("vqf attr export m.vqf").output, file("header.txt"));
 
     EXPECT_EQ(run("vqf import one.tif -o other.vqf --attr site=left").code, 0);
     test::writeStack(directory.path("wide.tif"), {.bits = 8}, 5, 2, {test::testPixels(10, 0)});

@@ -2,7 +2,7 @@
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/samplemovies.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
 #include <QDir>
 
@@ -15,13 +15,9 @@ using test::Ended;
 using testing::HasSubstr;
 
 /// The real program beside a movie m.vqf with everything that a movie can have.
-class EverydayTool : public testing::Test {
+class EverydayTool : public test::ToolTest {
 protected:
     EverydayTool() { test::writeFile(directory.path("m.vqf"), test::richMovie()); }
-
-    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
-
-    std::string file(const char* name) const { return test::readFile(directory.path(name)); }
 
     // The differences of a movie and m.vqf.
     std::string differences(const std::string& movie, int code) const
@@ -32,16 +28,6 @@ protected:
         EXPECT_EQ(ended.code, code) << ended.output;
         return ended.output.substr(ended.output.find('\n') + 1);
     }
-
-    std::string names() const
-    {
-        return QDir(directory.path(""))
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)
-            .join(QLatin1Char(' '))
-            .toStdString();
-    }
-
-    test::TemporaryDirectory directory;
 };
 
 TEST_F(EverydayTool, TellsWhatDiffers)

@@ -1,9 +1,8 @@
 #include <libdataio/imagewriter.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/samplemovies.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
-#include <QDir>
 #include <QImage>
 
 #include <gmock/gmock.h>
@@ -15,7 +14,7 @@ using test::Ended;
 using testing::HasSubstr;
 
 /// The rich movie m.vqf of three frames, and the real program.
-class ExchangeTool : public testing::Test {
+class ExchangeTool : public test::ToolTest {
 protected:
     ExchangeTool()
     {
@@ -23,21 +22,6 @@ protected:
         ImageWriter writer; // whose fibre centres are single-precision numbers
         writer.modify(directory.path("m.vqf"));
         writer.close();
-    }
-
-    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
-
-    // What a script says on standard error; it must fail with this code, in one line, and leave no file behind.
-    std::string failure(int code, const std::string& script) const
-    {
-        const QDir folder(directory.path(""));
-        const QStringList before = folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-        const Ended ended = run(script);
-        EXPECT_EQ(ended.code, code) << script;
-        EXPECT_EQ(ended.output, "") << script;
-        EXPECT_EQ(folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), before) << script;
-        EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
-        return ended.errors;
     }
 
     // Pixels of a picture that have exactly this colour.
@@ -50,8 +34,6 @@ protected:
                 count += image.pixel(x, y) == color ? 1 : 0;
         return count;
     }
-
-    test::TemporaryDirectory directory;
 };
 
 TEST_F(ExchangeTool, WhatWasExportedComesBackIdentical)
@@ -84,7 +66,7 @@ TEST_F(ExchangeTool, TellsWhatWasMadeAsJson)
         R"("type":"u16","width":4})"
         "\n"
         R"({"schema":"vqf.done","version":1,"bytes":)" +
-            std::to_string(test::readFile(directory.path("n.vqf")).size()) +
+            std::to_string(file("n.vqf").size()) +
             R"(,"frames":3,"height":2,"path":"n.vqf","type":"u16","width":4})"
             "\n");
 }

@@ -1,7 +1,7 @@
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/samplemovies.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -16,7 +16,7 @@ using test::Ended;
 using testing::HasSubstr;
 
 /// Runs the real program beside a sound movie, a damaged one and one that was cut off.
-class RecoveryTool : public testing::Test {
+class RecoveryTool : public test::ToolTest {
 protected:
     RecoveryTool()
     {
@@ -25,15 +25,12 @@ protected:
         test::writeFile(directory.path("cut.vqf"), sound.substr(0, 290));
     }
 
-    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
-
     static QJsonObject json(const std::string& line)
     {
         return QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
     }
 
     const std::string sound = test::smallMovie();
-    test::TemporaryDirectory directory;
 };
 
 TEST_F(RecoveryTool, VerifiesMovies)
@@ -94,9 +91,9 @@ TEST_F(RecoveryTool, RecoversMovies)
     EXPECT_EQ(object[QStringLiteral("torn_bytes")].toInt(), 112);
     EXPECT_EQ(object[QStringLiteral("guessed")].toArray().size(), 0);
     EXPECT_EQ(object[QStringLiteral("result")][QStringLiteral("condition")].toString(), QStringLiteral("sound"));
-    EXPECT_EQ(test::readFile(directory.path("out.vqf")), sound);
+    EXPECT_EQ(file("out.vqf"), sound);
     EXPECT_EQ(run("vqf recover cut.vqf --in-place --attr width=4 && cmp cut.vqf sound.vqf").code, 3);
-    EXPECT_EQ(test::readFile(directory.path("cut.vqf")), sound);
+    EXPECT_EQ(file("cut.vqf"), sound);
     for (const char* const wrong : {"", " -o x.vqf --in-place", " -o x.vqf --attr width"})
         EXPECT_EQ(run(std::string("vqf recover damaged.vqf") + wrong).code, 2) << wrong;
     EXPECT_EQ(run("echo nothing > text; vqf recover text -o x.vqf").code, 1);

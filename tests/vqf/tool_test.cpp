@@ -2,9 +2,8 @@
 #include <libdataio/imagewriter.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
-#include <tests/support/toolprocess.h>
+#include <tests/support/tooltest.h>
 
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -21,7 +20,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 /// Runs the real program in a directory with a stack of three frames, 4 x 2, 16 bits.
-class Tool : public testing::Test {
+class Tool : public test::ToolTest {
 protected:
     Tool()
     {
@@ -29,30 +28,6 @@ protected:
             pages.push_back(test::testPixels(16, frame));
         test::writeStack(directory.path("a.tif"), {.bits = 16, .mode = "wb"}, 4, 2, pages);
     }
-
-    Ended run(const std::string& script) const { return test::runScript(directory.path(""), script); }
-
-    std::string names() const
-    {
-        return QDir(directory.path(""))
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)
-            .join(QLatin1Char(' '))
-            .toStdString();
-    }
-
-    // Runs a script that must fail with this code, nothing on standard output and one line of errors.
-    std::string failure(int code, const std::string& script) const
-    {
-        const std::string before = names();
-        const Ended ended = run(script);
-        EXPECT_EQ(ended.code, code) << script;
-        EXPECT_EQ(ended.output, "") << script;
-        EXPECT_EQ(names(), before) << script;
-        EXPECT_EQ(std::count(ended.errors.begin(), ended.errors.end(), '\n'), 1) << ended.errors;
-        return ended.errors;
-    }
-
-    test::TemporaryDirectory directory;
     std::vector<std::string> pages;
 };
 
@@ -185,7 +160,7 @@ TEST_F(Tool, FailsInOneLineAndLeavesNothingBehind)
     run("vqf import long.tif -o long.vqf");
     EXPECT_EQ(failure(1, "ulimit -f 1; vqf export long.vqf -o x.tif"),
               "vqf: x.tif: cannot be written: File too large; free some space or write elsewhere\n");
-    EXPECT_EQ(test::readFile(directory.path("old")), test::readFile(directory.path("a.tif")));
+    EXPECT_EQ(file("old"), file("a.tif"));
 
     const Ended several = run("vqf info missing m.vqf");
     EXPECT_EQ(several.code, 1);
@@ -234,7 +209,7 @@ TEST_F(Tool, LeavesNothingBehindWhenItIsStopped)
     }
     EXPECT_EQ(test::runUntilWriting(directory.path(""), arguments, SIGKILL).code, 137);
     EXPECT_EQ(names(), "a.tif m.vqf x.tif");
-    EXPECT_EQ(test::readFile(directory.path("x.tif")), "old");
+    EXPECT_EQ(file("x.tif"), "old");
 }
 
 } // namespace
