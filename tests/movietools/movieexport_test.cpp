@@ -1,16 +1,12 @@
-#include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
 #include <movietools/joberror.h>
 #include <movietools/movieexport.h>
-#include <movietools/movieimport.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 
 #include <QFile>
 
 #include <gmock/gmock.h>
-
-#include <cstring>
 
 namespace zd::movietools {
 namespace {
@@ -69,18 +65,16 @@ std::string lostFrames(const ExportResult& result)
     return text;
 }
 
-TEST(MovieExport, WritesEveryPixelTypeAndReadsItBack)
+TEST(MovieExport, WritesEveryPixelType)
 {
     struct Case {
         ZDImagePixelType type;
         std::uint16_t bits, format, channels, photometric;
-        ZDImagePixelType imported;
     };
     const std::vector<Case> cases{
-        {ZD_FLOAT, 32, 3, 1, 1, ZD_FLOAT}, {ZD_DOUBLE, 64, 3, 1, 1, ZD_DOUBLE}, {ZD_UCHAR, 8, 1, 1, 1, ZD_UCHAR},
-        {ZD_CHAR, 8, 2, 1, 1, ZD_CHAR},    {ZD_USHORT, 16, 1, 1, 1, ZD_USHORT}, {ZD_SHORT, 16, 2, 1, 1, ZD_SHORT},
-        {ZD_UINT, 32, 1, 1, 1, ZD_UINT},   {ZD_INT, 32, 2, 1, 1, ZD_INT},       {ZD_ULONG, 32, 1, 1, 1, ZD_UINT},
-        {ZD_LONG, 32, 2, 1, 1, ZD_INT},    {ZD_RGB, 8, 1, 3, 2, ZD_RGB},        {ZD_RGBA, 8, 1, 4, 2, ZD_RGBA},
+        {ZD_FLOAT, 32, 3, 1, 1},  {ZD_DOUBLE, 64, 3, 1, 1}, {ZD_UCHAR, 8, 1, 1, 1}, {ZD_CHAR, 8, 2, 1, 1},
+        {ZD_USHORT, 16, 1, 1, 1}, {ZD_SHORT, 16, 2, 1, 1},  {ZD_UINT, 32, 1, 1, 1}, {ZD_INT, 32, 2, 1, 1},
+        {ZD_ULONG, 32, 1, 1, 1},  {ZD_LONG, 32, 2, 1, 1},   {ZD_RGB, 8, 1, 3, 2},   {ZD_RGBA, 8, 1, 4, 2},
     };
     for (const Case& one : cases) {
         SCOPED_TRACE(one.type);
@@ -116,15 +110,6 @@ TEST(MovieExport, WritesEveryPixelTypeAndReadsItBack)
             EXPECT_EQ(pages[page].description, page == 0 ? "caf\xc3\xa9\nau lait" : "");
             EXPECT_EQ(pages[page].software, page == 0 ? "DataIO vqf" : "");
         }
-
-        ImportOptions options;
-        options.stacks = QStringList{directory.path("stack.tif")};
-        options.movie = directory.path("again.vqf");
-        EXPECT_EQ(importMovie(options, {}).type, one.imported);
-        ImageReader again(options.movie);
-        const void* data = nullptr;
-        ASSERT_TRUE(again.getFrame(data, 2));
-        EXPECT_EQ(std::memcmp(data, frames[2].data(), frames[2].size()), 0);
     }
 }
 
