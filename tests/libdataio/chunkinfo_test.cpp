@@ -1,6 +1,5 @@
 #include <libdataio/chunkinfo.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/report.h>
 #include <tests/support/standardoutput.h>
 
 #include <gmock/gmock.h>
@@ -69,12 +68,6 @@ TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)
     EXPECT_EQ(saved(info).substr(28), "height=2\nown=1\nwidth=4\n");
     info = copy;
     EXPECT_EQ(info[2].size(), 1U);
-
-    const test::Report tooSmall{"CI_L_CHUNK", "Cannot read header index, chunk too small.", Library};
-    const std::string before = saved(info);
-    const std::string shortIndex = test::word(2) + examplePayload.substr(4, 12) + "a=1\nb=2\n";
-    EXPECT_EQ(test::reportOf("dataio.chunkindex", [&] { load(info, shortIndex); }), tooSmall);
-    EXPECT_EQ(saved(info), before);
 }
 
 } // namespace zd

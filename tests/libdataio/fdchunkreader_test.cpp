@@ -81,34 +81,6 @@ TEST_F(FDChunkReaderTest, HasNoPositionAtFirstAndNoneWithoutADescriptor)
     EXPECT_FALSE(isOpen(m_fd));
 }
 
-TEST_F(FDChunkReaderTest, WalksForwardsAndBackwardsLikeACursor)
-{
-    FDChunkReader& reader = on(threeChunks);
-    EXPECT_TRUE(reader.rewind());
-    EXPECT_FALSE(reader.prevChunk(2));
-    ASSERT_TRUE(reader.nextChunk(2));
-    EXPECT_EQ(dataOf(reader), "ABC");
-    EXPECT_FALSE(reader.nextChunk(8)) << "another type";
-    expectNoChunk(reader);
-    ASSERT_TRUE(reader.nextChunk(7));
-    EXPECT_EQ(reader.chunkSize(), 0);
-    EXPECT_NO_THROW(reader.data());
-    ASSERT_TRUE(reader.prevChunk(7));
-    EXPECT_FALSE(reader.prevChunk(7)) << "another type";
-    expectNoChunk(reader);
-    ASSERT_TRUE(reader.prevChunk(2));
-    EXPECT_EQ(dataOf(reader), "ABC");
-
-    EXPECT_TRUE(reader.seekEnd());
-    expectNoChunk(reader);
-    EXPECT_FALSE(reader.nextChunk(5));
-    ASSERT_TRUE(reader.prevChunk(5));
-    EXPECT_EQ(dataOf(reader), "hello");
-    EXPECT_TRUE(reader.seek(1));
-    EXPECT_EQ(reportOf(headerLogger, [&] { reader.nextChunk(2); }).code, "CHB_LFD_PARSE");
-    expectNoChunk(reader);
-}
-
 // Every prefix of the file, read to its end: what is whole is delivered, what is cut has the outcome that its place demands.
 TEST_F(FDChunkReaderTest, AFileCutAnywhereIsReadAsFarAsItIsWhole)
 {
@@ -137,22 +109,6 @@ TEST_F(FDChunkReaderTest, AFileCutAnywhereIsReadAsFarAsItIsWhole)
             EXPECT_EQ(dataOf(reader), "hello");
         }
     }
-}
-
-TEST_F(FDChunkReaderTest, ABackwardStepTrustsTheEndHeaderAsFarAsTheFileReaches)
-{
-    FDChunkReader& reader = on(withBytes(threeChunks, 67, "damaged"));
-    reader.seekEnd();
-    ASSERT_TRUE(reader.prevChunk(5));
-    EXPECT_EQ(dataOf(reader), "hello");
-
-    on("abc" + endHeader(5, 4)).seekEnd();
-    EXPECT_FALSE(m_reader->prevChunk(5)) << "the payload would begin before the file";
-    expectNoChunk(*m_reader);
-    writeFile(m_path, "abc" + endHeader(5, 3));
-    EXPECT_TRUE(m_reader->prevChunk(5)) << "the position stayed";
-    EXPECT_EQ(dataOf(*m_reader), "abc");
-    EXPECT_FALSE(m_reader->nextChunk(5) || m_reader->prevChunk(5)) << "no chunk begins before the file";
 }
 
 TEST_F(FDChunkReaderTest, NoDeclaredSizeCostsMemoryThatTheFileDoesNotHave)

@@ -98,37 +98,6 @@ TEST_F(FDChunkWriterTest, AppendsChunksAndOverwritesWhereItStands)
     EXPECT_EQ(writer.chunkSize(), 0);
 }
 
-TEST_F(FDChunkWriterTest, ReadsChunksInBothDirections)
-{
-    FDChunkWriter& writer = on(threeChunks);
-    EXPECT_FALSE(writer.prevChunk(2) || writer.seekPrev());
-    ASSERT_TRUE(writer.nextChunk(2));
-    EXPECT_FALSE(writer.nextChunk(2) || writer.prevChunk(7));
-    EXPECT_EQ(stateOf(writer), (State{"ABC", 35})) << "another type changes nothing";
-    ASSERT_TRUE(writer.nextChunk(7) && writer.nextChunk(5));
-    EXPECT_EQ(stateOf(writer), (State{"hello", 104}));
-    EXPECT_FALSE(writer.nextChunk(5)) << "the end of the file";
-    ASSERT_TRUE(writer.prevChunk(5) && writer.prevChunk(7));
-    EXPECT_EQ(stateOf(writer), (State{"", 35}));
-
-    EXPECT_TRUE(writer.seekEnd() && writer.seekPrev() && writer.seekPrev());
-    EXPECT_FALSE(writer.seekPrev()) << "the file's first chunk";
-    EXPECT_EQ(stateOf(writer), (State{"", 35}));
-}
-
-TEST_F(FDChunkWriterTest, CutsTheFileWhereItStands)
-{
-    FDChunkWriter& writer = on(threeChunks);
-    EXPECT_TRUE(writer.seekEnd() && writer.prevChunk(5));
-    writer.truncateFile();
-    EXPECT_EQ(add(writer, 6, "new"), 67);
-    EXPECT_EQ(readFile(m_path), threeChunks.substr(0, 67) + chunk(6, "new"));
-    EXPECT_TRUE(writer.seek(105));
-    writer.truncateFile();
-    EXPECT_EQ(writer.offset(), 105U);
-    EXPECT_EQ(readFile(m_path), threeChunks.substr(0, 67) + chunk(6, "new") + std::string(3, '\0'));
-}
-
 TEST_F(FDChunkWriterTest, ReportsWhatCannotBeWrittenInTextsThatCanBeTranslated)
 {
     struct Failure {
@@ -206,25 +175,6 @@ TEST_F(FDChunkWriterTest, NoChunkReachesBeyondTheLargestPosition)
     ASSERT_EQ(::ftruncate(m_fd, (off_t{1} << 32) + 309), 0);
     EXPECT_FALSE(writer.seekEnd());
     EXPECT_EQ(writer.offset(), 77U);
-}
-
-TEST_F(FDChunkWriterTest, NoStepGoesBeforeTheFile)
-{
-    for (const std::string& bytes : {std::string(4, '\0') + endHeader(5, 4), endHeader(5, 4), endHeader(5, 0),
-                                     endHeader(5, 0xFFFFFFFF), std::string(30, 'x') + endHeader(5, 0xFFFFFFF0)}) {
-        FDChunkWriter& writer = on(bytes);
-        EXPECT_TRUE(writer.seekEnd());
-        EXPECT_FALSE(writer.prevChunk(5));
-        EXPECT_FALSE(writer.seekPrev());
-        EXPECT_EQ(stateOf(writer), (State{"", static_cast<unsigned int>(bytes.size())}));
-    }
-}
-
-TEST_F(FDChunkWriterTest, AShortPayloadIsFilledUpWithZeros)
-{
-    FDChunkWriter& writer = on(chunk(2, "QQQQQQQQQQ") + startHeader(2, 4000) + "abc");
-    ASSERT_TRUE(writer.nextChunk(2) && writer.nextChunk(2));
-    EXPECT_EQ(stateOf(writer), (State{"abc" + std::string(3997, '\0'), 4074}));
 }
 
 TEST_F(FDChunkWriterTest, ASizeFarBeyondTheFileIsNotBelieved)

@@ -417,25 +417,6 @@ TEST_F(Editing, RefusesAttributesOfWhatIsNoMovie)
               "FW_OF_OPEN2");
 }
 
-TEST_F(Editing, WithoutMemoryNothingIsOpened)
-{
-    std::string code = "none yet";
-    int failures = -1;
-    for (int n = 1; !code.empty(); ++n, ++failures) {
-        put(fullMovie().movie());
-        ImageWriter writer;
-        try {
-            Allocations allocations({.at = n});
-            code = codeOf([&] { writer.modify(m_path); });
-        } catch (const std::bad_alloc&) {
-            code = "bad_alloc";
-        }
-        EXPECT_EQ(writer.isOpen(), code.empty());
-        EXPECT_TRUE(code.empty() || file() == fullMovie().movie()) << code;
-    }
-    EXPECT_GT(failures, 10);
-}
-
 TEST_F(Editing, FailedAttributesAreTheOldOnes)
 {
     const std::string before = fullMovie().movie();

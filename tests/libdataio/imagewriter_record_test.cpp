@@ -451,38 +451,6 @@ TEST_F(Recording, AFailedFrameLeavesNoTrace)
     }
 }
 
-TEST_F(Recording, FramesAndListsStayInStepWithoutMemory)
-{
-    for (int n = 1;; ++n) {
-        ImageWriter writer;
-        writer.create(m_path, false);
-        setFormat(writer);
-        writer.addFrame(pixels0.data(), time0, 0.5F);
-        bool failed = false;
-        {
-            Allocations allocations({.at = n});
-            try {
-                for (int i = 0; i < 100; ++i)
-                    writer.addFrame(pixels1.data(), 16, time1, 1.0F);
-            } catch (const std::bad_alloc&) {
-                failed = true;
-            }
-        }
-        writer.close();
-        walkMovie(file());
-        ImageReader reader(m_path);
-        const auto frames = static_cast<std::size_t>(reader.nbFrames());
-        EXPECT_EQ(reader.getFrameTimer().size(), frames);
-        float power = 0;
-        EXPECT_TRUE(reader.getLaserPower(static_cast<unsigned int>(frames - 1), power));
-        if (!failed) {
-            EXPECT_EQ(frames, 101U);
-            EXPECT_GT(n, 3) << "the lists must have grown";
-            return;
-        }
-    }
-}
-
 } // namespace
 
 } // namespace zd

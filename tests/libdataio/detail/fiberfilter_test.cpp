@@ -22,19 +22,6 @@ std::vector<float> inBundle(const std::vector<float>& fractions, FiberFrame fram
     return out;
 }
 
-TEST(FiberFilter, BundleFilterTestsPositionAndPixel)
-{
-    const FiberFrame frame{128, 64};
-    const auto at = [](float column, float row) { return std::vector<float>{column / 128, row / 64}; };
-    const BundleBox box{0, 0, 99, 49};
-    EXPECT_EQ(inBundle(at(49.5F, 24.5F), frame, box), (std::vector<float>{49.5F, 24.5F}));
-    EXPECT_TRUE(inBundle(at(99, 49), frame, box).empty()); // distance 2
-    // The pixel of a position inside may lie outside, and that of a position outside inside.
-    EXPECT_EQ(inBundle(at(98, 24.5F), frame, box), (std::vector<float>{98, 24.5F}));
-    EXPECT_TRUE(inBundle(at(64.75F, 5), frame, {55, 0, 64.9F, 10}).empty());
-    EXPECT_TRUE(inBundle(at(65.25F, 5), frame, {55, 0, 65.125F, 10}).empty());
-}
-
 TEST(FiberFilter, RawColumnsAreTestedWithoutTheirDistortion)
 {
     const FiberFrame frame{1001, 11};
