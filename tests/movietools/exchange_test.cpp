@@ -354,7 +354,8 @@ TEST(Exchange, RefusesSidecarsThatContradictThemselves)
     };
     for (const auto& one : cases) {
         QString text = good;
-        text.replace(text.indexOf(QLatin1StringView(one.from)), qstrlen(one.from), QLatin1StringView(one.to));
+        const QLatin1StringView from(one.from);
+        text.replace(text.indexOf(from), from.size(), QLatin1StringView(one.to));
         test::writeFile(directory.path("m.raw.json"), text.toStdString());
         EXPECT_THAT(problemOf([&] { importFrom(directory, "m.raw"); }), StartsWith(one.problem)) << one.to;
     }
