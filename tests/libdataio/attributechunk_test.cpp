@@ -1,4 +1,5 @@
 #include <libdataio/attributechunk.h>
+#include <tests/support/attributetext.h>
 #include <tests/support/standardoutput.h>
 
 #include <gtest/gtest.h>
@@ -15,16 +16,11 @@ namespace zd {
 
 namespace {
 
+using test::dumped;
+
 QString text(const char* latin1)
 {
     return QString::fromLatin1(latin1);
-}
-
-std::string dumped(const AttributeChunk& chunk)
-{
-    QString out;
-    chunk.dump(out);
-    return out.toStdString();
 }
 
 std::string storedText(const AttributeChunk& chunk, const char* name)

@@ -2,6 +2,7 @@
 
 #include <common/zdpalette.h>
 #include <libdataio/attributechunk.h>
+#include <tests/support/attributetext.h>
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,7 @@ namespace {
 
 using AttributePaletteAdaptor::attributesToPalette;
 using AttributePaletteAdaptor::paletteToAttributes;
+using test::dumped;
 using Nodes = std::vector<std::array<float, 4>>;
 
 AttributeChunk attributesOf(const char* lines)
@@ -22,13 +24,6 @@ AttributeChunk attributesOf(const char* lines)
     AttributeChunk attributes;
     attributes.parse(QString::fromLatin1(lines));
     return attributes;
-}
-
-std::string dumped(const AttributeChunk& attributes)
-{
-    QString out;
-    attributes.dump(out);
-    return out.toStdString();
 }
 
 Nodes nodesOf(const ZdPalette& palette)

@@ -1,7 +1,6 @@
 #include <libdataio/chunkindex.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
-#include <tests/support/standardoutput.h>
 
 #include <gmock/gmock.h>
 
@@ -156,18 +155,6 @@ TEST(ChunkIndex, IsAMapOfTypes)
     index.clear();
     EXPECT_FALSE(index.has(5));
     EXPECT_EQ(saved(index), test::hex("00000000"));
-}
-
-TEST(ChunkIndex, PrintsItself)
-{
-    ChunkIndex index = example();
-    index[-2].emplace_back(0xFFFFFFFFU, 1U);
-    EXPECT_EQ(test::standardOutputOf([&] { index.debugDump(); }), "Chunk index----------------------\n"
-                                                                  "index[2][0] -> first: off 0 - len 1024 \n"
-                                                                  "index[2][1] -> first: off 1056 - len 1024 \n"
-                                                                  "index[5][0] -> first: off 2112 - len 300 \n"
-                                                                  "index[-2][0] -> first: off -1 - len 1 \n"
-                                                                  "---------------------------------\n");
 }
 
 } // namespace zd

@@ -50,10 +50,15 @@ TEST(ChunkInfo, SavesIndexThenText)
 TEST(ChunkInfo, PrintsIndexThenAttributes)
 {
     ChunkInfo info = example();
-    EXPECT_EQ(
-        test::standardOutputOf([&] { info.dumpDebug(); }),
-        "Chunk index----------------------\nindex[2][0] -> first: off 0 - len 16 \n"
-        "---------------------------------\nAttribute Chunk Dump:\nNumber of items: 2\nheight -> 2\nwidth -> 4\n");
+    info[2].emplace_back(48U, 1024U);
+    info[-2].emplace_back(0xFFFFFFFFU, 1U);
+    EXPECT_EQ(test::standardOutputOf([&] { info.dumpDebug(); }), "Chunk index----------------------\n"
+                                                                 "index[2][0] -> first: off 0 - len 16 \n"
+                                                                 "index[2][1] -> first: off 48 - len 1024 \n"
+                                                                 "index[-2][0] -> first: off -1 - len 1 \n"
+                                                                 "---------------------------------\n"
+                                                                 "Attribute Chunk Dump:\nNumber of items: 2\n"
+                                                                 "height -> 2\nwidth -> 4\n");
 }
 
 TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)

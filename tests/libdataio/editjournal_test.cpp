@@ -25,7 +25,6 @@
 #include <map>
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace zd {
@@ -130,21 +129,6 @@ protected:
     std::string file() const { return readFile(m_path); }
     QString beside(const char* suffix) const { return m_path + QString::fromUtf8(suffix); }
 
-    /// Runs `edit` in a process that dies by `fault`; false when the edit ended before.
-    bool dies(const Fault& fault, const Edit& edit)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            Faults faults(fault);
-            edit.run(m_path);
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
-        return WIFSIGNALED(status);
-    }
-
     std::string after(const Edit& edit)
     {
         writeFile(m_path, before);
@@ -217,7 +201,8 @@ protected:
         const std::string done = after(edit);
         for (int n = 1; file().size() + 1 != done.size() || !file().starts_with(done.substr(0, done.size() - 1)); ++n) {
             startAfresh();
-            EXPECT_TRUE(dies({.at = n, .share = Share::AllButOne, .among = call::writes, .deadly = true}, edit));
+            EXPECT_TRUE(diesOf({.at = n, .share = Share::AllButOne, .among = call::writes, .deadly = true},
+                               [&] { edit.run(m_path); }));
         }
         dead = file();
         journal = readFile(beside("-journal"));
@@ -268,8 +253,8 @@ TEST_F(DeadEdit, ARestoreMayDieToo)
             SCOPED_TRACE(testing::Message() << "call " << n << ", share " << static_cast<int>(share));
             startFromDeath();
             const Calls among = share == Share::Nothing ? changes : call::writes;
-            died = dies({.at = n, .share = share, .among = among, .deadly = true},
-                        {"", [](const QString& path) { ImageWriter::undoInterruptedEdit(path); }});
+            died = diesOf({.at = n, .share = share, .among = among, .deadly = true},
+                          [&] { ImageWriter::undoInterruptedEdit(m_path); });
             ImageWriter::undoInterruptedEdit(m_path);
             ASSERT_EQ(file(), before);
             ASSERT_FALSE(QFile::exists(beside("-journal")));

@@ -177,6 +177,22 @@ TEST_F(FDChunkWriterTest, NoChunkReachesBeyondTheLargestPosition)
     EXPECT_EQ(writer.offset(), 77U);
 }
 
+TEST_F(FDChunkWriterTest, ACutBehindTheEndLengthensTheFile)
+{
+    FDChunkWriter& writer = on(threeChunks);
+    EXPECT_TRUE(writer.seek(105));
+    writer.truncateFile();
+    EXPECT_EQ(writer.offset(), 105U);
+    EXPECT_EQ(readFile(m_path), threeChunks + '\0');
+}
+
+TEST_F(FDChunkWriterTest, AShortPayloadIsFilledUpWithZeros)
+{
+    FDChunkWriter& writer = on(chunk(2, std::string(5000, 'Q')) + startHeader(2, 4000) + "abc");
+    ASSERT_TRUE(writer.nextChunk(2) && writer.nextChunk(2));
+    EXPECT_EQ(stateOf(writer), (State{"abc" + std::string(3997, '\0'), 9064}));
+}
+
 TEST_F(FDChunkWriterTest, ASizeFarBeyondTheFileIsNotBelieved)
 {
     constexpr std::uint32_t believed = 64U << 20;

@@ -1,6 +1,7 @@
 #include <libdataio/frametimer.h>
 
 #include <libdataio/chunkinfo.h>
+#include <tests/support/attributetext.h>
 #include <tests/support/moviebytes.h>
 
 #include <gmock/gmock.h>
@@ -13,6 +14,7 @@ namespace zd {
 
 namespace {
 
+using test::dumped;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -24,13 +26,6 @@ ChunkInfo infoOf(const char* lines)
     ChunkInfo info;
     info.parse(QString::fromLatin1(lines));
     return info;
-}
-
-std::string dumped(const AttributeChunk& attributes)
-{
-    QString out;
-    attributes.dump(out);
-    return out.toStdString();
 }
 
 std::string timeEntry(std::int32_t seconds, std::int32_t microseconds)

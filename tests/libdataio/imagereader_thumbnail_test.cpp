@@ -73,24 +73,10 @@ protected:
         EXPECT_EQ(image.cacheKey(), untouched.cacheKey());
         return {};
     }
-    QSize sizeOf(int width, int height, int maxWidth, int maxHeight)
-    {
-        const QImage image =
-            thumbnailOf(movieOf(frame16(width, height, 5), width, height, ZD_USHORT), maxWidth, maxHeight);
-        EXPECT_TRUE(image.isNull() || image.format() == QImage::Format_RGB32);
-        return image.size();
-    }
 
     TemporaryDirectory m_directory;
     const QString m_path = m_directory.path("movie %1%3.vqf");
 };
-
-TEST_F(Thumbnail, FitsTheBox)
-{
-    EXPECT_EQ(sizeOf(896, 640, 160, 120), QSize(160, 114));
-    EXPECT_EQ(sizeOf(10, 10, 160, 120), QSize(120, 120));
-    EXPECT_EQ(sizeOf(512, 1, 160, 120), QSize(0, 0)) << "a third of a row";
-}
 
 TEST_F(Thumbnail, ShowsEightBitSamplesAsTheyAre)
 {

@@ -2,6 +2,7 @@
 #include <movietools/frameselection.h>
 #include <movietools/framevalues.h>
 #include <movietools/joberror.h>
+#include <tests/support/jobproblem.h>
 #include <tests/support/moviebytes.h>
 
 #include <gtest/gtest.h>
@@ -70,15 +71,8 @@ TEST(FrameValues, AreReadLineByLine)
     const QString path = directory.path("values.txt");
     const auto problem = [&path](const char* text, bool times) {
         test::writeFile(path, text);
-        try {
-            if (times)
-                readFrameTimes(path, std::nullopt);
-            else
-                readLaserPowers(path);
-        } catch (const JobError& error) {
-            return error.problem.toStdString();
-        }
-        return std::string("nothing was reported");
+        return test::jobProblem(
+            [&] { times ? void(readFrameTimes(path, std::nullopt)) : void(readLaserPowers(path)); });
     };
     test::writeFile(path, "# seconds\n1700000000.123456\n\n 1700000000.1234568 \r\n2147483647.999999");
     EXPECT_EQ(readFrameTimes(path, std::nullopt),

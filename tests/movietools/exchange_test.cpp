@@ -1,9 +1,9 @@
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
-#include <movietools/joberror.h>
 #include <movietools/movieexport.h>
 #include <movietools/movieimport.h>
+#include <tests/support/jobproblem.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/samplemovies.h>
 #include <tests/support/tiffstack.h>
@@ -17,6 +17,7 @@
 namespace zd::movietools {
 namespace {
 
+using test::jobProblem;
 using test::TemporaryDirectory;
 using testing::HasSubstr;
 using testing::StartsWith;
@@ -70,17 +71,6 @@ ImportResult importFrom(const TemporaryDirectory& directory, const char* source)
     return importMovie(options, {});
 }
 
-std::string problemOf(const std::function<void()>& job)
-{
-    try {
-        job();
-    } catch (const JobError& error) {
-        EXPECT_FALSE(error.problem.contains(u'\n'));
-        return error.problem.toStdString();
-    }
-    return "nothing was reported";
-}
-
 QStringList namesIn(const TemporaryDirectory& directory)
 {
     return QDir(directory.path("")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -107,7 +97,7 @@ TEST(Exchange, BringsEveryMovieBackBitByBitInEveryLosslessForm)
             recordEverything(directory.path("movie.vqf"), static_cast<ZDImagePixelType>(type));
             const ExportOptions options = exporting(directory, one.form, one.output);
             if (!fitsPictures && (one.form == ExchangeForm::PngPictures || one.form == ExchangeForm::Mkv)) {
-                EXPECT_THAT(problemOf([&] { exportMovie(options, {}); }), HasSubstr("cannot hold"));
+                EXPECT_THAT(jobProblem([&] { exportMovie(options, {}); }), HasSubstr("cannot hold"));
                 EXPECT_EQ(namesIn(directory), QStringList(QStringLiteral("movie.vqf")));
                 continue;
             }
@@ -141,7 +131,7 @@ TEST(Exchange, KeepsWhatBelongsToTheChosenFrames)
         options.frames = *FrameSelection::parse(QStringLiteral("2,0"));
         options.replace = true;
         exportMovie(options, {});
-        EXPECT_THAT(problemOf([&] { importFrom(directory, one.output); }), StartsWith("has times that run back"));
+        EXPECT_THAT(jobProblem([&] { importFrom(directory, one.output); }), StartsWith("has times that run back"));
     }
 }
 
@@ -203,7 +193,7 @@ TEST(Exchange, RendersThroughThePaletteAndScales)
     test::writeFile(directory.path("movie.vqf"), test::smallMovie());
     ExportOptions options = exporting(directory, ExchangeForm::Raw, "none.raw");
     options.look = FrameLook::Palette;
-    EXPECT_EQ(problemOf([&] { exportMovie(options, {}); }), "has no palette");
+    EXPECT_EQ(jobProblem([&] { exportMovie(options, {}); }), "has no palette");
 }
 
 TEST(Exchange, WritesFilesAsTheirFormatsSay)
@@ -238,7 +228,7 @@ std::string importDescribed(const TemporaryDirectory& directory, const std::stri
     test::writeStack(directory.path("foreign.ome.tif"),
                      {.description = start + pixels + ">" + rest + "</Pixels></Image></OME>"}, 2, 1,
                      std::vector<std::string>(pages, "ab"));
-    return problemOf([&] { importFrom(directory, "foreign.ome.tif"); });
+    return jobProblem([&] { importFrom(directory, "foreign.ome.tif"); });
 }
 
 TEST(Exchange, UnderstandsOmeMetadataOfOtherPrograms)
@@ -303,7 +293,7 @@ TEST(Exchange, ReadsArraysOfEitherByteOrderAndRefusesOthers)
     const TemporaryDirectory directory;
     const auto import = [&](const std::string& dictionary, std::size_t bytes) {
         test::writeFile(directory.path("a.npy"), npyFile(dictionary, bytes));
-        return problemOf([&] { importFrom(directory, "a.npy"); });
+        return jobProblem([&] { importFrom(directory, "a.npy"); });
     };
     EXPECT_EQ(import("{\"shape\":(1,1,2),'fortran_order':False,'descr':'>u2'}", 3),
               "has 3 bytes of samples, which is not 1 frames of 4 bytes");
@@ -328,7 +318,7 @@ TEST(Exchange, ReadsArraysOfEitherByteOrderAndRefusesOthers)
     EXPECT_EQ(import(header("<c8", "False", "1, 1, 4"), 32), "holds samples of type <c8, which movies do not");
     EXPECT_EQ(import("{'descr': '|u1'}", 4), "has no \"fortran_order\" in its header that makes sense");
     test::writeFile(directory.path("a.npy"), "\x93NUMPY");
-    EXPECT_EQ(problemOf([&] { importFrom(directory, "a.npy"); }), "is no NumPy file");
+    EXPECT_EQ(jobProblem([&] { importFrom(directory, "a.npy"); }), "is no NumPy file");
 }
 
 TEST(Exchange, RefusesSidecarsThatContradictThemselves)
@@ -357,7 +347,7 @@ TEST(Exchange, RefusesSidecarsThatContradictThemselves)
         const QLatin1StringView from(one.from);
         text.replace(text.indexOf(from), from.size(), QLatin1StringView(one.to));
         test::writeFile(directory.path("m.raw.json"), text.toStdString());
-        EXPECT_THAT(problemOf([&] { importFrom(directory, "m.raw"); }), StartsWith(one.problem)) << one.to;
+        EXPECT_THAT(jobProblem([&] { importFrom(directory, "m.raw"); }), StartsWith(one.problem)) << one.to;
     }
 }
 
@@ -382,23 +372,23 @@ TEST(Exchange, TakesPicturesOfOneKindInTheOrderOfTheirNumbers)
     movie.close();
 
     picture("in/shot12.png", 3, QImage::Format_RGB32, 0);
-    EXPECT_EQ(problemOf([&] { importFrom(directory, "in"); }),
+    EXPECT_EQ(jobProblem([&] { importFrom(directory, "in"); }),
               "page 4 is 3 x 3, RGB, but the pages before it are 2 x 2, RGB");
     picture("in/shot12.png", 2, QImage::Format_Mono, 0);
-    EXPECT_EQ(problemOf([&] { importFrom(directory, "in"); }), "has pixels of a kind that movies do not hold");
+    EXPECT_EQ(jobProblem([&] { importFrom(directory, "in"); }), "has pixels of a kind that movies do not hold");
     QFile(directory.path("in/shot10.png")).resize(60);
     QFile::remove(directory.path("in/shot12.png"));
-    EXPECT_THAT(problemOf([&] { importFrom(directory, "in"); }), StartsWith("cannot be read: "));
+    EXPECT_THAT(jobProblem([&] { importFrom(directory, "in"); }), StartsWith("cannot be read: "));
 
     // A folder is replaced only when an export made all that is in it.
     recordEverything(directory.path("movie.vqf"), ZD_UCHAR);
     ExportOptions options = exporting(directory, ExchangeForm::PngPictures, "in");
-    EXPECT_EQ(problemOf([&] { exportMovie(options, {}); }), "exists already");
+    EXPECT_EQ(jobProblem([&] { exportMovie(options, {}); }), "exists already");
     options.replace = true;
-    EXPECT_EQ(problemOf([&] { exportMovie(options, {}); }), "holds files that no export wrote");
+    EXPECT_EQ(jobProblem([&] { exportMovie(options, {}); }), "holds files that no export wrote");
     EXPECT_EQ(QDir(directory.path("in")).count() - 2, 3U);
     options.output = directory.path("missing/in");
-    EXPECT_EQ(problemOf([&] { exportMovie(options, {}); }), "cannot be made: No such file or directory");
+    EXPECT_EQ(jobProblem([&] { exportMovie(options, {}); }), "cannot be made: No such file or directory");
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <movietools/joberror.h>
 #include <movietools/movieimport.h>
 #include <movietools/verify.h>
+#include <tests/support/jobproblem.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 
@@ -199,14 +200,7 @@ TEST(MovieImport, RecordsTimesPowersAndAttributes)
     EXPECT_TRUE(movie.frameDelay(delay) && delay == 333);
 
     const std::string before = test::readFile(options.movie);
-    const auto problem = [&options] {
-        try {
-            importMovie(options, {});
-        } catch (const JobError& error) {
-            return error.problem.toStdString();
-        }
-        return std::string("nothing was reported");
-    };
+    const auto problem = [&options] { return test::jobProblem([&options] { importMovie(options, {}); }); };
     options.laserPowers = {1};
     EXPECT_EQ(problem(), "would have 3 frames, and there are 1 laser powers");
     options.laserPowers.clear();

@@ -4,6 +4,7 @@
 #include <movietools/checksum.h>
 #include <movietools/joberror.h>
 #include <tests/support/dyingprocess.h>
+#include <tests/support/jobproblem.h>
 #include <tests/support/memoryfile.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
@@ -56,12 +57,7 @@ protected:
 
     std::string problemOf(const std::string& bytes, const RecoverOptions& options = {})
     {
-        try {
-            recoverBytes(bytes, options);
-            return "";
-        } catch (const JobError& error) {
-            return error.problem.toStdString();
-        }
+        return test::jobProblem([&] { recoverBytes(bytes, options); });
     }
 
     test::TemporaryDirectory directory;
@@ -188,7 +184,7 @@ TEST_F(Recover, PutsAHeaderTogetherWhenThereIsNone)
     // A movie with frames of another size is of another kind; one that has its header needs none.
     test::writeFile(options.like, MovieBuilder().frameFormat(2, 4, 3, 8).movie());
     EXPECT_EQ(problemOf(frames, options), "has frames of 8 bytes, and the movie to recover frames of 16");
-    EXPECT_EQ(problemOf(test::smallMovie(), options), "");
+    EXPECT_EQ(problemOf(test::smallMovie(), options), "nothing was reported");
 }
 
 TEST_F(Recover, GuessesCommonFrames)

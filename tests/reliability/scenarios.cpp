@@ -1,5 +1,6 @@
 #include <tests/reliability/scenarios.h>
 
+#include <tests/support/everyfault.h>
 #include <tests/support/moviebuilder.h>
 #include <tests/support/moviewalk.h>
 
@@ -9,10 +10,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <csignal>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace zd::test {
 
@@ -199,20 +196,13 @@ bool Stage::dies(const Scenario& scenario, const Fault& fault) const
 {
     prepare(scenario);
     m_stepsDone = 0;
-    const pid_t child = fork();
-    if (child == 0) {
-        Faults faults(fault);
+    return diesOf(fault, [&] {
         ImageWriter writer;
         for (const Step& step : scenario.steps) {
             step.run(writer, m_movie);
             m_stepsDone = m_stepsDone + 1;
         }
-        _exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
-    return WIFSIGNALED(status);
+    });
 }
 
 std::vector<std::string> Stage::recorded(const Scenario& scenario) const

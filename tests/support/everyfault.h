@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace zd::test {
 
@@ -31,6 +35,22 @@ int withEveryFault(Fault fault, Prepare prepare, Operation operation, Check chec
     }
     EXPECT_FALSE(struck) << "there is no end of calls";
     return reports;
+}
+
+/// Runs `operation` in a process that is killed by `fault`; false when it came to its end before.
+template <typename Operation>
+bool diesOf(const Fault& fault, Operation operation)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        const Faults faults(fault);
+        operation();
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status) ? WTERMSIG(status) == SIGKILL : WEXITSTATUS(status) == 0);
+    return WIFSIGNALED(status);
 }
 
 } // namespace zd::test

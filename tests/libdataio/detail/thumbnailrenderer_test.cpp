@@ -30,6 +30,8 @@ TEST(ThumbnailGeometry, FollowsSinglePrecision)
     EXPECT_EQ(size(576, 576, 160, 120), "119x119");
     EXPECT_EQ(thumbnailGeometry(576, 576, 160, 120)->scale, 4.8000002F);
     EXPECT_EQ(size(160, 1, 160, 120), "160x1");
+    EXPECT_EQ(size(896, 640, 160, 120), "160x114");
+    EXPECT_EQ(size(512, 1, 160, 120), "none") << "a third of a row";
     for (const int none : {0, -1, std::numeric_limits<int>::min()}) {
         EXPECT_EQ(size(none, 10, 160, 120), "none");
         EXPECT_EQ(size(10, none, 160, 120), "none");
