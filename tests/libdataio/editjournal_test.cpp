@@ -285,7 +285,9 @@ TEST_F(DeadEdit, ARestoreMayDieToo)
 TEST_F(DeadEdit, AFailedRestoreIsRepeated)
 {
     const std::string whole = MovieBuilder().frame(frames[0]).frameFormat(4, 2, 5, 16).movie();
-    for (const auto& [left, restored] : {std::pair(dead, before), {whole, whole}}) {
+    for (const auto& one : {std::pair(dead, before), {whole, whole}}) {
+        const std::string& left = one.first;
+        const std::string& restored = one.second;
         const auto prepare = [&] {
             startFromDeath();
             writeFile(m_path, left);
