@@ -139,15 +139,4 @@ TEST_F(ChunkHeader, ReportsWhatStopsAReadingOrAWriting)
     EXPECT_EQ(reportOfWriting(*file), full);
 }
 
-TEST_F(ChunkHeader, CarriesInterruptedAndPartialTransfersOn)
-{
-    for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne}) {
-        const auto file = fileOf("");
-        const Faults written({.at = 1, .error = EINTR, .share = share, .among = call::writes});
-        EXPECT_TRUE(ChunkStartHeader(2, 3).writeFD(file->get()));
-        EXPECT_TRUE(written.struck());
-        EXPECT_EQ(readFile(m_path), startBytes);
-    }
-}
-
 } // namespace zd

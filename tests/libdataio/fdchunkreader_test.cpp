@@ -81,36 +81,6 @@ TEST_F(FDChunkReaderTest, HasNoPositionAtFirstAndNoneWithoutADescriptor)
     EXPECT_FALSE(isOpen(m_fd));
 }
 
-// Every prefix of the file, read to its end: what is whole is delivered, what is cut has the outcome that its place demands.
-TEST_F(FDChunkReaderTest, AFileCutAnywhereIsReadAsFarAsItIsWhole)
-{
-    const std::string bytes = chunk(2, "ABC") + chunk(5, "hello");
-    for (std::size_t length = 35; length < bytes.size(); ++length) {
-        FDChunkReader& reader = on(bytes.substr(0, length));
-        reader.rewind();
-        ASSERT_TRUE(reader.nextChunk(2));
-        const std::size_t present = length - 35;
-        if (present == 0) {
-            EXPECT_FALSE(reader.nextChunk(5));
-            expectNoChunk(reader);
-        } else if (present < 16) {
-            EXPECT_EQ(repeatedReportOf(headerLogger, [&] { reader.nextChunk(5); }),
-                      (Report{"CHB_LDF_READ", withSystemText("Could not read chunk header data: ", EIO), 4}));
-            expectNoChunk(reader);
-        } else if (present < 21) {
-            EXPECT_FALSE(reader.nextChunk(5)) << length;
-            EXPECT_EQ(reader.chunkSize(), 5);
-            EXPECT_EQ(reportOf(logger, [&] { reader.data(); }), noData);
-            writeFile(m_path, bytes);
-            EXPECT_TRUE(reader.prevChunk(5)) << "the position was behind the declared chunk";
-            EXPECT_EQ(dataOf(reader), "hello");
-        } else {
-            EXPECT_TRUE(reader.nextChunk(5)) << "the end header is not looked at";
-            EXPECT_EQ(dataOf(reader), "hello");
-        }
-    }
-}
-
 TEST_F(FDChunkReaderTest, NoDeclaredSizeCostsMemoryThatTheFileDoesNotHave)
 {
     for (const std::uint32_t size : {0x00100000U, 0x7FFFFFFFU, 0x80000000U, 0xF0000000U, 0xFFFFFFE0U, 0xFFFFFFFFU}) {
@@ -172,20 +142,6 @@ TEST_F(FDChunkReaderTest, ReportsFailedPositioningAndKeepsOrDropsThePosition)
               (Report{"MM_SE_SEEK", withSystemText("Could not reach end of file: ", EIO), 4}));
     expectNoChunk(reader);
     EXPECT_FALSE(reader.nextChunk(5)) << "no position";
-}
-
-TEST_F(FDChunkReaderTest, CarriesInterruptedAndPartialReadsOn)
-{
-    for (const Share share : {Share::Nothing, Share::OneByte, Share::Half, Share::AllButOne}) {
-        for (int at = 1; at <= 4; ++at) {
-            FDChunkReader& reader = on(threeChunks);
-            const Faults faults({.at = at, .error = EINTR, .share = share, .among = call::transfers});
-            reader.rewind();
-            EXPECT_TRUE(reader.nextChunk(2) && reader.nextChunk(7) && reader.nextChunk(5) && reader.prevChunk(5));
-            EXPECT_EQ(dataOf(reader), "hello");
-            EXPECT_TRUE(faults.struck());
-        }
-    }
 }
 
 TEST_F(FDChunkReaderTest, AnExpectedSizeSavesCallsAndNeverChangesTheResult)

@@ -129,17 +129,6 @@ TEST(FrameTimer, ReadsConsecutiveTimesFromAttributes)
     EXPECT_THAT(times, IsEmpty());
 }
 
-TEST(FrameTimer, RemovesItsAttributesUpToAGap)
-{
-    const char* const rest = "frame_timer_n2_sec=1\nutc_offset_seconds=3600\n";
-    ChunkInfo info = infoOf(rest);
-    FrameTimer::removeFromAttChunk(info);
-    EXPECT_EQ(dumped(info), rest) << "without the attribute that announces them";
-    info.parse(QStringLiteral("frame_timer=0\nframe_timer_n0_sec=1\nframe_timer_n0_usec=x\nframe_timer_n1_sec=1"));
-    FrameTimer::removeFromAttChunk(info);
-    EXPECT_EQ(dumped(info), rest) << "microseconds of time 1 are missing";
-}
-
 TEST(FrameTimer, ReadsAndRemovesManyTimes)
 {
     FrameTimer times;
