@@ -174,8 +174,6 @@ TEST_F(Fibers, FiltersByBundle)
                           ImageReader::BundleBoundingBoxFiberFiltering),
                 IsEmpty())
         << "a box without width";
-    MovieBuilder halfBox = movieWith(fiberWords).attribute("bbox_min_x", "0").attribute("bbox_min_y", "0");
-    EXPECT_EQ(positions(halfBox, ImageReader::BundleBoundingBoxFiberFiltering).size(), 8U);
 }
 
 TEST_F(Fibers, CorrectsTheColumnsOfRawImages)
