@@ -23,7 +23,6 @@ namespace {
 using namespace test;
 
 constexpr const char* logger = "dataio.fdchunkreader";
-constexpr const char* headerLogger = "dataio.chunkheader";
 const Report noData{"MM_D_NODATA", "No data availlable.", 3};
 
 // Boundaries at 0, 35, 67 and 104.
