@@ -61,9 +61,16 @@ TiffFile TiffFile::open(const QString& path)
 
 TiffFile TiffFile::create(const QString& workPath, const QString& path, bool big)
 {
-    const int fd = ::open(workPath.toUtf8().constData(), O_RDWR | O_TRUNC | O_CLOEXEC);
+    const int fd = ::open(workPath.toUtf8().constData(), O_RDWR | O_CLOEXEC);
     if (fd < 0)
         throw systemError(path, QStringLiteral("written"), errno);
+    // Only where there is something to cut: ext4 makes the closing of a file that was cut to nothing wait for the disk.
+    struct stat status {};
+    if (::fstat(fd, &status) == 0 && status.st_size > 0 && ::ftruncate(fd, 0) != 0) {
+        const int error = errno;
+        ::close(fd);
+        throw systemError(path, QStringLiteral("written"), error);
+    }
     TiffFile file;
     file.attach(fd, big ? "w8" : "w", 0);
     if (!file.m_handle)
