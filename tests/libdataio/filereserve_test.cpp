@@ -178,7 +178,7 @@ TEST_F(FileReserveTest, IsGivenBackWhenTheWriterCloses)
     writer.setFD(Descriptor(m_path, O_RDWR).release());
     writer.seek(10);
     m_disk.error = ENOSPC;
-    EXPECT_EQ(reportOf("dataio.fdchunkwriter", [&] { writer.reserve(77); }).code, "FDCW_AC_WRITE");
+    EXPECT_EQ(codeOf([&] { writer.reserve(77); }), "FDCW_AC_WRITE");
     EXPECT_EQ(m_disk.reserved, Extents({{10, 77}}));
     const Faults faults({.at = 1, .error = EIO, .lasting = true, .among = call::truncate});
     EXPECT_EQ(writer.closeFD(), 0) << "a help that fails harms nobody";

@@ -122,7 +122,7 @@ TEST_F(PayloadReaderTest, IsGivenByStepsThatLeaveThePayloadAlone)
     EXPECT_EQ(first->left(), 3);
     EXPECT_EQ(std::string(first->next(3), 3), "ABC");
     EXPECT_EQ(reader.chunkSize(), -1);
-    EXPECT_EQ(reportOf("dataio.fdchunkreader", [&] { reader.data(); }).code, "MM_D_NODATA");
+    EXPECT_EQ(codeOf([&] { reader.data(); }), "MM_D_NODATA");
     EXPECT_TRUE(reader.nextChunk(7)) << "the position is behind the chunk";
 
     reader.seekEnd();
@@ -133,7 +133,7 @@ TEST_F(PayloadReaderTest, IsGivenByStepsThatLeaveThePayloadAlone)
     EXPECT_EQ(std::string(last->next(5), 5), "hello");
     EXPECT_TRUE(reader.prevChunk(7)) << "the position is before the chunk";
     reader.seek(1);
-    EXPECT_EQ(reportOf("dataio.chunkheader", [&] { reader.nextPayload(2); }).code, "CHB_LFD_PARSE");
+    EXPECT_EQ(codeOf([&] { reader.nextPayload(2); }), "CHB_LFD_PARSE");
 
     const std::string bytes = chunk(2, "ABC");
     writeFile(m_path, bytes.substr(0, 18));

@@ -1,6 +1,6 @@
 #include <common/iofileexception.h>
 #include <libdataio/report_p.h>
-#include <tests/support/logcapture.h>
+#include <tests/support/report.h>
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
-#include <tests/support/logcapture.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/nosynchronisation.h>
 #include <tests/support/report.h>
