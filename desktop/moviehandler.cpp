@@ -1,7 +1,7 @@
 #include <desktop/moviehandler.h>
 
 #include <common/iofileexception.h>
-#include <movietools/moviepreview.h>
+#include <movietools/draw/moviepreview.h>
 
 #include <QIODevice>
 #include <QImage>

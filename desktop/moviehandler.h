@@ -2,7 +2,7 @@
 
 #include <desktop/moviefile.h>
 #include <libdataio/imagereader.h>
-#include <movietools/framerenderer.h>
+#include <movietools/draw/framerenderer.h>
 
 #include <QImageIOHandler>
 

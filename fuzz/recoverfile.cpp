@@ -3,8 +3,8 @@
 #include <fuzz/script.h>
 
 #include <libdataio/imagereader.h>
-#include <movietools/joberror.h>
-#include <movietools/recover.h>
+#include <movietools/job/joberror.h>
+#include <movietools/recover/recover.h>
 
 namespace zd::fuzz {
 

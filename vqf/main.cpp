@@ -1,12 +1,12 @@
-#include <vqf/command.h>
+#include <vqf/commands/command.h>
 
 #include <common/iofileexception.h>
 #include <log/logger.h>
-#include <movietools/joberror.h>
-#include <movietools/progress.h>
-#include <vqf/console.h>
-#include <vqf/interruption.h>
-#include <vqf/settings.h>
+#include <movietools/job/joberror.h>
+#include <movietools/job/progress.h>
+#include <vqf/console/console.h>
+#include <vqf/console/interruption.h>
+#include <vqf/console/settings.h>
 
 #include <new>
 #include <sstream>

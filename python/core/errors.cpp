@@ -1,7 +1,7 @@
 #include <python/core/errors.h>
 
 #include <common/iofileexception.h>
-#include <movietools/joberror.h>
+#include <movietools/job/joberror.h>
 #include <python/core/textcaster.h>
 
 namespace zd::python {

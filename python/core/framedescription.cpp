@@ -1,8 +1,8 @@
 #include <python/core/framedescription.h>
 
 #include <libdataio/imagereader.h>
-#include <movietools/framelayout.h>
-#include <movietools/joberror.h>
+#include <movietools/frames/framelayout.h>
+#include <movietools/job/joberror.h>
 
 namespace zd::python {
 

@@ -1,7 +1,7 @@
 #include <python/core/jobs.h>
 
-#include <movietools/recover.h>
-#include <movietools/verify.h>
+#include <movietools/recover/recover.h>
+#include <movietools/verify/verify.h>
 #include <python/core/textcaster.h>
 
 #include <pybind11/stl.h>

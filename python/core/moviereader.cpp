@@ -1,8 +1,8 @@
 #include <python/core/moviereader.h>
 
 #include <common/zdpalette.h>
-#include <movietools/joberror.h>
-#include <movietools/movieindex.h>
+#include <movietools/job/joberror.h>
+#include <movietools/movie/movieindex.h>
 #include <python/core/arrays.h>
 #include <python/core/headervalues.h>
 #include <python/core/textcaster.h>

@@ -3,9 +3,9 @@
 #include <common/zdpalette.h>
 #include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/imagereader.h>
-#include <movietools/attributerules.h>
-#include <movietools/joberror.h>
-#include <movietools/movieindex.h>
+#include <movietools/job/joberror.h>
+#include <movietools/movie/attributerules.h>
+#include <movietools/movie/movieindex.h>
 #include <python/core/arrays.h>
 #include <python/core/headervalues.h>
 #include <python/core/textcaster.h>

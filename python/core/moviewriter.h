@@ -1,7 +1,7 @@
 #pragma once
 
 #include <libdataio/imagewriter.h>
-#include <movietools/movieedit.h>
+#include <movietools/movie/movieedit.h>
 #include <python/core/framedescription.h>
 
 #include <QString>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/joberror.h>
+#include <movietools/job/joberror.h>
 
 #include <gtest/gtest.h>
 

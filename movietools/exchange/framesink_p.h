@@ -1,0 +1,47 @@
+#pragma once
+
+#include <movietools/exchange/movieexport.h>
+#include <movietools/frames/pageformat_p.h>
+#include <movietools/movie/moviedescription.h>
+
+#include <cstdint>
+#include <memory>
+
+namespace zd::movietools {
+
+/// What an export writes: frames of one format, and what goes with them.
+struct ExportPlan {
+    const ExportOptions& options;
+    PageFormat format;
+    unsigned frames = 0;
+    MovieDescription description; ///< of these frames
+    QString movieName;            ///< without folders and extension
+
+    std::uint64_t pixelBytes() const { return format.frameBytes() * frames; }
+};
+
+/// Takes the frames of an export one by one; without `finish` nothing is left behind. All operations throw JobError.
+class FrameSink {
+public:
+    FrameSink() = default;
+    FrameSink(const FrameSink&) = delete;
+    FrameSink& operator=(const FrameSink&) = delete;
+    virtual ~FrameSink() = default;
+
+    /// Takes one frame of the plan's format.
+    virtual void add(const void* pixels) = 0;
+    /// Completes and checks the output and gives it its name. Returns its length.
+    virtual std::uint64_t finish() = 0;
+    virtual bool isBigTiff() const { return false; }
+};
+
+/// Starts the output of a plan, which must outlive it.
+std::unique_ptr<FrameSink> makeSink(const ExportPlan& plan);
+
+// One for each family of forms; `makeSink` chooses.
+std::unique_ptr<FrameSink> makeTiffSink(const ExportPlan& plan);
+std::unique_ptr<FrameSink> makePictureSink(const ExportPlan& plan);
+std::unique_ptr<FrameSink> makeRawSink(const ExportPlan& plan);
+std::unique_ptr<FrameSink> makeVideoSink(const ExportPlan& plan);
+
+} // namespace zd::movietools

@@ -1,0 +1,97 @@
+#include <movietools/exchange/importsource_p.h>
+
+#include <movietools/exchange/exchangeform.h>
+#include <movietools/exchange/pictures/picturepages_p.h>
+#include <movietools/exchange/raw/rawpages_p.h>
+#include <movietools/exchange/sidecar_p.h>
+#include <movietools/exchange/tiff/tiffpages_p.h>
+#include <movietools/exchange/video/videopages_p.h>
+#include <movietools/job/joberror.h>
+
+#include <QFileInfo>
+
+namespace zd::movietools {
+
+namespace {
+
+/// Pages and what a sidecar, or nothing, says of them.
+class DescribedPages : public FramePages {
+public:
+    DescribedPages(std::unique_ptr<FramePages> pages, std::optional<MovieDescription> description)
+        : m_pages(std::move(pages)), m_description(std::move(description))
+    {
+    }
+
+    const QString& path() const override { return m_pages->path(); }
+    unsigned page() const override { return m_pages->page(); }
+    const PageFormat& format() const override { return m_pages->format(); }
+    bool next() override { return m_pages->next(); }
+    void readPixels(char* pixels) override { m_pages->readPixels(pixels); }
+    std::optional<MovieDescription> description() override { return m_description; }
+
+private:
+    std::unique_ptr<FramePages> m_pages;
+    std::optional<MovieDescription> m_description;
+};
+
+bool isVideoName(const QString& path)
+{
+    static const QStringList extensions{QStringLiteral("mkv"), QStringLiteral("mp4"),  QStringLiteral("avi"),
+                                        QStringLiteral("mov"), QStringLiteral("webm"), QStringLiteral("m4v")};
+    return extensions.contains(QFileInfo(path).suffix().toLower());
+}
+
+std::unique_ptr<FramePages> openRaw(const QString& path, const std::optional<Sidecar>& sidecar,
+                                    const ImportOptions& options)
+{
+    if (options.rawFormat)
+        return std::make_unique<RawPages>(
+            path, RawLayout{{options.rawFormat->width, options.rawFormat->height, options.rawFormat->type, false},
+                            0,
+                            options.rawFormat->offset,
+                            false});
+    if (!sidecar)
+        throw JobError{path,
+                       QStringLiteral("does not say what its samples are"),
+                       QStringLiteral("name their size and type, like --size 576x576 --type u16"),
+                       {}};
+    return std::make_unique<RawPages>(path, RawLayout{sidecar->format, sidecar->frames, sidecar->offset, false});
+}
+
+std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<Sidecar>& sidecar,
+                                       const ImportOptions& options)
+{
+    const ZDImagePixelType signedType = sidecar && sidecar->zero != 0 ? sidecar->format.type : ZD_UNKNOWN;
+    const std::optional<ExchangeForm> form = formOfFile(path);
+    if (QFileInfo(path).isDir())
+        return std::make_unique<PicturePages>(path, signedType);
+    if (options.rawFormat || form == ExchangeForm::Raw || (sidecar && sidecar->form == ExchangeForm::Raw))
+        return openRaw(path, sidecar, options);
+    if (form == ExchangeForm::Npy)
+        return std::make_unique<RawPages>(path);
+    if (form == ExchangeForm::Csv)
+        throw JobError{path,
+                       QStringLiteral("is a table, which has no pixels"),
+                       QStringLiteral("name a file of pixels and give the table with --table"),
+                       {}};
+    if (path.endsWith(QLatin1StringView(".png"), Qt::CaseInsensitive))
+        return PicturePages::single(path);
+    if (isVideoName(path))
+        return std::make_unique<VideoPages>(path, signedType);
+    return std::make_unique<TiffPages>(path);
+}
+
+} // namespace
+
+std::unique_ptr<FramePages> openPages(const QString& path, const ImportOptions& options)
+{
+    std::optional<Sidecar> sidecar = readSidecar(sidecarOf(path, QFileInfo(path).isDir()));
+    std::unique_ptr<FramePages> pages = openPixels(path, sidecar, options);
+    if (options.pixelsOnly)
+        return std::make_unique<DescribedPages>(std::move(pages), std::nullopt);
+    if (!sidecar)
+        return pages;
+    return std::make_unique<DescribedPages>(std::move(pages), std::move(sidecar->description));
+}
+
+} // namespace zd::movietools

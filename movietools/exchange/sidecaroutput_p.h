@@ -1,0 +1,27 @@
+#pragma once
+
+#include <movietools/exchange/framesink_p.h>
+#include <movietools/exchange/sidecar_p.h>
+#include <movietools/files/plainoutput_p.h>
+
+#include <optional>
+
+namespace zd::movietools {
+
+/// The sidecar of a plan with a file for its pixels.
+Sidecar sidecarFor(const ExportPlan& plan);
+
+/// The sidecar file of an export, if it asks for one.
+class SidecarOutput {
+public:
+    explicit SidecarOutput(const ExportPlan& plan);
+
+    /// Writes it, to be committed when the pixels are.
+    void write(const Sidecar& sidecar);
+    void commit();
+
+private:
+    std::optional<PlainOutput> m_file;
+};
+
+} // namespace zd::movietools

@@ -1,0 +1,99 @@
+#include <movietools/files/bytesource.h>
+
+#include <movietools/job/joberror.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zd::movietools {
+
+namespace {
+
+// Copies what of `piece`, which lies at `pieceOffset`, falls into the `size` bytes that `buffer` holds from `offset` on.
+void copyOverlap(const QByteArray& piece, std::int64_t pieceOffset, char* buffer, std::int64_t offset,
+                 std::int64_t size)
+{
+    const std::int64_t begin = std::max(pieceOffset, offset);
+    const std::int64_t end = std::min<std::int64_t>(pieceOffset + piece.size(), offset + size);
+    if (begin < end)
+        std::memcpy(buffer + (begin - offset), piece.constData() + (begin - pieceOffset),
+                    static_cast<std::size_t>(end - begin));
+}
+
+} // namespace
+
+ByteSource::~ByteSource() = default;
+
+QByteArray ByteSource::bytes(std::int64_t offset, std::int64_t size) const
+{
+    const std::int64_t held = offset < length() ? std::min(size, length() - offset) : 0;
+    QByteArray bytes(std::max<std::int64_t>(held, 0), Qt::Uninitialized);
+    bytes.truncate(read(offset, bytes.data(), bytes.size()));
+    return bytes;
+}
+
+FileBytes::FileBytes(const QString& path) : m_path(path)
+{
+    // A pipe must not make the program wait for somebody at its other end.
+    m_fd = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (m_fd < 0)
+        throw systemError(path, QStringLiteral("read"), errno);
+    struct stat status {};
+    const bool known = ::fstat(m_fd, &status) == 0;
+    if (!known || !S_ISREG(status.st_mode)) {
+        ::close(m_fd);
+        throw JobError{path, QStringLiteral("is not a regular file"), QStringLiteral("name a movie file"), {}};
+    }
+    m_length = status.st_size;
+}
+
+FileBytes::~FileBytes()
+{
+    ::close(m_fd);
+}
+
+std::int64_t FileBytes::read(std::int64_t offset, char* buffer, std::int64_t size) const
+{
+    const std::int64_t got = readFile(offset, buffer, size);
+    auto piece = m_overlays.upper_bound(offset);
+    if (piece != m_overlays.begin())
+        --piece;
+    for (; piece != m_overlays.end() && piece->first < offset + got; ++piece)
+        copyOverlap(piece->second, piece->first, buffer, offset, got);
+    return got;
+}
+
+std::int64_t FileBytes::readFile(std::int64_t offset, char* buffer, std::int64_t size) const
+{
+    std::int64_t got = 0;
+    while (got < size) {
+        const ssize_t part = ::pread(m_fd, buffer + got, static_cast<std::size_t>(size - got), offset + got);
+        if (part < 0 && errno == EINTR)
+            continue;
+        if (part < 0)
+            throw systemError(m_path, QStringLiteral("read"), errno);
+        if (part == 0)
+            break;
+        got += part;
+    }
+    return got;
+}
+
+void FileBytes::overlay(std::int64_t offset, const QByteArray& bytes)
+{
+    m_overlays[offset] = bytes;
+}
+
+std::int64_t MemoryBytes::read(std::int64_t offset, char* buffer, std::int64_t size) const
+{
+    const std::int64_t got = std::clamp<std::int64_t>(m_bytes.size() - offset, 0, size);
+    copyOverlap(m_bytes, 0, buffer, offset, got);
+    return got;
+}
+
+} // namespace zd::movietools

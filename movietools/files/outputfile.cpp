@@ -1,0 +1,239 @@
+#include <movietools/files/outputfile.h>
+
+#include <movietools/job/joberror.h>
+#include <movietools/job/wording.h>
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace zd::movietools {
+
+namespace {
+
+unsigned processMask()
+{
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return mask;
+}
+
+QString withoutLinks(const QString& path)
+{
+    const QFileInfo target(path);
+    if (!target.isSymLink())
+        return path;
+    return target.exists() ? target.canonicalFilePath() : target.symLinkTarget();
+}
+
+// Whether `path` names the file that `target` describes.
+bool isSameFile(const QString& path, const struct stat& target)
+{
+    struct stat status {};
+    return ::stat(path.toUtf8().constData(), &status) == 0 && status.st_dev == target.st_dev &&
+           status.st_ino == target.st_ino;
+}
+
+} // namespace
+
+void requireRoom(const QString& path, const QString& place, std::uint64_t bytes)
+{
+    struct statvfs fileSystem {};
+    if (::statvfs(place.toUtf8().constData(), &fileSystem) != 0)
+        return;
+    const std::uint64_t room = std::uint64_t{fileSystem.f_bavail} * fileSystem.f_frsize;
+    if (room < bytes)
+        throw JobError{path,
+                       QStringLiteral("needs %1, and the disk has %2 left").arg(sizeText(bytes), sizeText(room)),
+                       QStringLiteral("free some space or write elsewhere"),
+                       {}};
+}
+
+OutputFile::OutputFile(const QString& path, Existing existing, const QStringList& inputs, unsigned permissions,
+                       Work work)
+    : m_path(path)
+{
+    if (isStandardOutput(path)) {
+        m_isStandardOutput = true;
+        m_folder = QDir::tempPath().toUtf8();
+        openWorkFile(S_IRUSR | S_IWUSR, work);
+        if (!m_temporary.isEmpty() && isReachedByDescriptor()) { // then it needs no name
+            ::unlink(m_temporary.constData());
+            m_temporary.clear();
+        }
+        return;
+    }
+    const QString followed = withoutLinks(path);
+    m_target = followed.toUtf8();
+    m_folder = QFileInfo(followed).path().toUtf8();
+    checkTarget(existing, inputs);
+    openWorkFile(permissions, work);
+}
+
+OutputFile::~OutputFile()
+{
+    if (m_fd >= 0)
+        ::close(m_fd);
+    if (!m_temporary.isEmpty())
+        ::unlink(m_temporary.constData());
+}
+
+bool OutputFile::isStandardOutput(const QString& path)
+{
+    return path == QLatin1StringView("-");
+}
+
+void OutputFile::checkTarget(Existing existing, const QStringList& inputs)
+{
+    if (m_target.isEmpty() || m_target.contains('\0'))
+        throw JobError{m_path, QStringLiteral("is no name for a file"), QStringLiteral("name the output"), {}};
+    struct stat status {};
+    if (::stat(m_target.constData(), &status) != 0) {
+        if (errno != ENOENT)
+            throw systemError(m_path, QStringLiteral("written"), errno);
+        return;
+    }
+    m_targetExists = true;
+    m_targetPermissions = status.st_mode & 07777;
+    for (const QString& input : inputs) {
+        if (isSameFile(input, status))
+            throw JobError{m_path, QStringLiteral("is the input itself"), QStringLiteral("name another output"), {}};
+    }
+    if (!S_ISREG(status.st_mode))
+        throw JobError{m_path, QStringLiteral("is not a regular file"), QStringLiteral("name another output"), {}};
+    if (existing == Existing::Refuse)
+        throw JobError{m_path,
+                       QStringLiteral("exists already"),
+                       QStringLiteral("name another output, or add --force to replace it"),
+                       {}};
+}
+
+void OutputFile::openWorkFile(unsigned permissions, Work work)
+{
+    if (work == Work::Named || !openUnnamed())
+        openNamed();
+    ::fchmod(m_fd, m_targetExists ? m_targetPermissions : permissions & ~processMask());
+}
+
+// False where the file system has no files without a name, or no way to open them a second time.
+bool OutputFile::openUnnamed()
+{
+    m_fd = ::open(m_folder.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (m_fd < 0)
+        return false;
+    if (isReachedByDescriptor())
+        return true;
+    ::close(m_fd);
+    m_fd = -1;
+    return false;
+}
+
+// Whether the system lets the file be opened a second time by its descriptor; that is the work path then.
+bool OutputFile::isReachedByDescriptor()
+{
+    const QString path = QStringLiteral("/proc/self/fd/%1").arg(m_fd);
+    if (::access(path.toUtf8().constData(), R_OK | W_OK) != 0)
+        return false;
+    m_workPath = path;
+    return true;
+}
+
+void OutputFile::openNamed()
+{
+    QByteArray name = temporaryName();
+    m_fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (m_fd < 0)
+        throw systemError(m_path, QStringLiteral("written"), errno);
+    m_temporary = name;
+    m_workPath = QString::fromUtf8(name);
+}
+
+QByteArray OutputFile::temporaryName() const
+{
+    return m_folder + "/.vqf-XXXXXX";
+}
+
+void OutputFile::requireRoom(std::uint64_t bytes) const
+{
+    movietools::requireRoom(m_path, m_workPath, bytes);
+}
+
+void OutputFile::commit()
+{
+    if (m_isStandardOutput) {
+        sendToStandardOutput();
+        return;
+    }
+    // The old file goes only when the new one is on the storage device.
+    if (m_targetExists && ::fdatasync(m_fd) != 0)
+        throw systemError(m_path, QStringLiteral("written"), errno);
+    if (m_temporary.isEmpty())
+        nameUnnamedFile();
+    else
+        takeTarget(m_temporary);
+    m_temporary.clear();
+}
+
+void OutputFile::sendToStandardOutput() const
+{
+    std::vector<char> block(std::size_t{1} << 20);
+    off_t offset = 0;
+    for (;;) {
+        const ssize_t got = ::pread(m_fd, block.data(), block.size(), offset);
+        if (got < 0)
+            throw systemError(m_path, QStringLiteral("read back"), errno);
+        if (got == 0)
+            return;
+        for (ssize_t sent = 0; sent < got;) {
+            const ssize_t now = ::write(STDOUT_FILENO, block.data() + sent, static_cast<std::size_t>(got - sent));
+            if (now < 0 && errno != EINTR)
+                throw systemError(m_path, QStringLiteral("written"), errno);
+            sent += std::max<ssize_t>(now, 0);
+        }
+        offset += got;
+    }
+}
+
+void OutputFile::nameUnnamedFile()
+{
+    const QByteArray work = m_workPath.toUtf8();
+    if (::linkat(AT_FDCWD, work.constData(), AT_FDCWD, m_target.constData(), AT_SYMLINK_FOLLOW) == 0)
+        return;
+    if (errno != EEXIST || !m_targetExists)
+        throw systemError(m_path, QStringLiteral("named"), errno);
+
+    // A link never replaces a file, a renamed one does. The unused name comes from a file made for it.
+    QByteArray name = temporaryName();
+    const int placeholder = ::mkostemp(name.data(), O_CLOEXEC);
+    if (placeholder < 0)
+        throw systemError(m_path, QStringLiteral("named"), errno);
+    ::close(placeholder);
+    ::unlink(name.constData());
+    if (::linkat(AT_FDCWD, work.constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW) != 0)
+        throw systemError(m_path, QStringLiteral("named"), errno);
+    m_temporary = name;
+    takeTarget(name);
+}
+
+void OutputFile::takeTarget(const QByteArray& from)
+{
+    if (!m_targetExists) {
+        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, m_target.constData(), RENAME_NOREPLACE) == 0)
+            return;
+        if (errno != EINVAL && errno != ENOSYS)
+            throw systemError(m_path, QStringLiteral("named"), errno);
+    }
+    if (::rename(from.constData(), m_target.constData()) != 0)
+        throw systemError(m_path, QStringLiteral("named"), errno);
+}
+
+} // namespace zd::movietools

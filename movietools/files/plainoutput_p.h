@@ -1,0 +1,34 @@
+#pragma once
+
+#include <movietools/files/outputfile.h>
+
+#include <QByteArray>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace zd::movietools {
+
+/// An output file to which bytes are appended. Throws JobError.
+class PlainOutput {
+public:
+    PlainOutput(const QString& path, bool replace, const QStringList& inputs);
+    PlainOutput(const PlainOutput&) = delete;
+    PlainOutput& operator=(const PlainOutput&) = delete;
+    ~PlainOutput();
+
+    void requireRoom(std::uint64_t bytes) const { m_file.requireRoom(bytes); }
+    void write(const void* data, std::size_t size);
+    void write(const QByteArray& bytes) { write(bytes.constData(), static_cast<std::size_t>(bytes.size())); }
+    /// Checks the length of what the disk took.
+    void close();
+    /// Gives the closed file its name. Returns its length.
+    std::uint64_t commit();
+
+private:
+    OutputFile m_file;
+    int m_fd = -1;
+    std::uint64_t m_written = 0;
+};
+
+} // namespace zd::movietools

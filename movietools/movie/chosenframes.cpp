@@ -1,0 +1,131 @@
+#include <movietools/movie/chosenframes_p.h>
+
+#include <common/iofileexception.h>
+#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/files/bytesource.h>
+#include <movietools/frames/framelayout.h>
+#include <movietools/job/joberror.h>
+#include <movietools/movie/movieedit.h>
+#include <movietools/movie/movieindex.h>
+
+#include <QtEndian>
+
+namespace zd::movietools {
+
+ChosenFrames::ChosenFrames(const QString& path, const FrameSelection& selection) : m_path(path)
+{
+    openMovie(m_movie, path);
+    m_info = readMovieInfo(path);
+    m_records = recordsOf(m_info, ZD_FRAME_CHUNK);
+    if (m_records.size() != static_cast<std::size_t>(m_movie.nbFrames()))
+        refuse(QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
+    readFormat();
+    QString problem;
+    m_frames = selection.resolve(static_cast<unsigned>(m_movie.nbFrames()), m_movie.getFrameTimer(), problem);
+    if (m_frames.empty())
+        refuse(problem, QStringLiteral("see the frames with vqf info"));
+    m_noted.resize(m_records.size());
+    m_missing.resize(m_records.size());
+}
+
+void ChosenFrames::readFormat()
+{
+    const QString advice = QStringLiteral("other programs need frames of a known size and type");
+    int width = 0;
+    int height = 0;
+    if (!m_movie.width(width) || !m_movie.height(height) || width <= 0 || height <= 0)
+        refuse(QStringLiteral("does not say how large its frames are"), advice);
+    const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+    if (pixels > layout::largestSizeLimit)
+        refuse(QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(width).arg(height), advice);
+    m_format.width = static_cast<std::uint32_t>(width);
+    m_format.height = static_cast<std::uint32_t>(height);
+    m_format.type = sampleType(m_movie);
+    if (tiffSamples(m_format.type).channels == 0)
+        refuse(QStringLiteral("does not say what its pixels are"), advice);
+}
+
+MovieDescription ChosenFrames::describe(bool withFiberCenters)
+{
+    MovieDescription description = movietools::describe(m_movie, m_frames);
+    if (withFiberCenters)
+        description.fiberCenters = readFiberCenters();
+    return description;
+}
+
+// As they were given to the writer: the reader's own positions are rounded once more.
+std::vector<float> ChosenFrames::readFiberCenters()
+{
+    std::vector<float> centers;
+    try {
+        m_movie.getRasterFiberContinuousIndexes(centers, ImageReader::NoFiberFiltering);
+    } catch (const IOFileException& failure) {
+        throw jobError(failure, m_path);
+    }
+    if (centers.empty())
+        return centers;
+    const ChunkRecord& record = recordsOf(m_info, ZD_FIBER_CENTERS_CHUNK).front();
+    const QByteArray words =
+        FileBytes(m_path).bytes(std::int64_t{record.offset} + layout::headerBytes,
+                                static_cast<std::int64_t>(centers.size()) * layout::fiberWordBytes);
+    if (static_cast<std::size_t>(words.size()) != centers.size() * std::size_t{layout::fiberWordBytes})
+        refuse(QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
+    const bool isTurned = layout::needsSwapping(m_movie.endian());
+    for (std::size_t i = 0; i < centers.size(); ++i) {
+        const char* at = words.constData() + i * std::size_t{layout::fiberWordBytes};
+        const auto word = isTurned ? qFromBigEndian<quint32>(at) : qFromLittleEndian<quint32>(at);
+        const std::uint32_t extent = i % 2 == 0 ? m_format.width : m_format.height;
+        centers[i] = layout::decodeFiberWord(word, static_cast<int>(extent));
+    }
+    return centers;
+}
+
+const void* ChosenFrames::read(unsigned frame)
+{
+    // The reader fills up short frames that it turns into this machine's byte order: only the index tells them.
+    const std::uint64_t stored = m_records[frame].length;
+    const std::uint64_t needed = m_format.frameBytes();
+    if (stored < needed)
+        return lose(frame, QStringLiteral("has %1 of its %2 bytes").arg(stored).arg(needed));
+    const void* pixels = nullptr;
+    try {
+        if (!m_movie.getFrame(pixels, frame) || static_cast<std::uint64_t>(m_movie.frameSize()) < needed)
+            return lose(frame, QStringLiteral("is cut short or not where the movie's index says"));
+    } catch (const IOFileException& failure) {
+        return lose(frame, QStringLiteral("cannot be read: %1").arg(jobError(failure, m_path).problem));
+    }
+    if (stored > needed)
+        note(frame, QStringLiteral("has %1 bytes beyond its picture").arg(stored - needed));
+    return pixels;
+}
+
+const void* ChosenFrames::lose(unsigned frame, const QString& reason)
+{
+    m_missing[frame] = true;
+    note(frame, reason);
+    return nullptr;
+}
+
+void ChosenFrames::note(unsigned frame, const QString& reason)
+{
+    if (!m_noted[frame])
+        m_lost.push_back({frame, reason});
+    m_noted[frame] = true;
+}
+
+void ChosenFrames::dropLost()
+{
+    std::erase_if(m_frames, [this](unsigned frame) { return m_missing[frame]; });
+    if (m_frames.empty())
+        refuse(QStringLiteral("has no frame that can be read; frame %1 %2")
+                   .arg(m_lost.front().frame)
+                   .arg(m_lost.front().reason),
+               QStringLiteral("the movie is damaged: use another copy"));
+}
+
+void ChosenFrames::refuse(const QString& problem, const QString& advice) const
+{
+    throw JobError{m_path, problem, advice, {}};
+}
+
+} // namespace zd::movietools

@@ -1,0 +1,126 @@
+#include <movietools/movie/movieedit.h>
+
+#include <common/iofileexception.h>
+#include <libdataio/imagereader.h>
+#include <libdataio/imageutilities.h>
+#include <movietools/job/joberror.h>
+#include <movietools/movie/attributerules.h>
+#include <movietools/movie/movieindex.h>
+
+namespace zd::movietools {
+
+namespace {
+
+/// Runs a step of the library on the movie at `path` and puts its report into words.
+template <typename Step>
+void run(const QString& path, Step step)
+{
+    try {
+        step();
+    } catch (const IOFileException& report) {
+        throw jobError(report, path);
+    }
+}
+
+// The library would make a missing file, empty, before it finds that it is no movie.
+void requireExists(const QString& path)
+{
+    ImageReader movie;
+    openMovie(movie, path);
+}
+
+QString textOf(const AttributeChunk& header)
+{
+    QString text;
+    header.dump(text);
+    return text;
+}
+
+} // namespace
+
+MovieEdit::MovieEdit(const QString& path) : m_path(path)
+{
+    run(path, [this] {
+        ImageWriter::undoInterruptedEdit(m_path);
+        requireExists(m_path);
+        m_writer.modify(m_path);
+    });
+}
+
+MovieEdit::~MovieEdit()
+{
+    try {
+        m_writer.rollBack();
+    } catch (...) {
+        // The journal stays: the next edit puts the movie back.
+    }
+}
+
+void MovieEdit::commit()
+{
+    run(m_path, [this] { m_writer.close(); });
+}
+
+void openMovie(ImageReader& movie, const QString& path)
+{
+    run(path, [&] { movie.open(path); });
+}
+
+AttributeChunk readHeader(const QString& path)
+{
+    return readMovieInfo(path);
+}
+
+void changeHeader(const QString& path, const std::function<void(AttributeChunk&)>& change)
+{
+    run(path, [&] { ImageWriter::undoInterruptedEdit(path); });
+    AttributeChunk header = readHeader(path);
+    const QString before = textOf(header);
+    change(header);
+    if (textOf(header) != before)
+        run(path, [&] { ImageWriter().modifyAttribute(path, header); });
+}
+
+void copyHeader(const QString& from, const QString& to, bool withFrameDescription)
+{
+    MovieEdit edit(to);
+    AttributeChunk& header = edit.writer().attributeChunk();
+    const AttributeChunk own = header;
+    run(from, [&] { ImageUtilities::copyVqfFileAttributes(edit.writer(), from); });
+    if (!withFrameDescription) {
+        const AttributeChunk copied = header;
+        for (const auto& [name, value] : copied.attributes()) {
+            QString ownValue;
+            if (!describesFrames(name))
+                continue;
+            if (own.get(name, ownValue))
+                header.set(name, ownValue);
+            else
+                header.erase(name);
+        }
+    }
+    edit.commit();
+}
+
+void putFrameFirst(const QString& path, unsigned first, const std::optional<unsigned>& circularSize)
+{
+    ImageReader movie;
+    openMovie(movie, path);
+    const auto frames = static_cast<unsigned>(movie.nbFrames());
+    if (first >= frames || (circularSize && first != 0 && (*circularSize >= frames || first >= *circularSize)))
+        throw JobError{path,
+                       QStringLiteral("has %1 frames").arg(frames),
+                       QStringLiteral("the first frame must be one of the circular part, and that fewer than all"),
+                       {}};
+    movie.close();
+    MovieEdit edit(path);
+    run(path, [&] {
+        if (circularSize)
+            edit.writer().organizeIndex(first, *circularSize);
+        else
+            edit.writer().setFirstFrame(first);
+    });
+    edit.commit();
+}
+
+} // namespace zd::movietools

@@ -1,0 +1,28 @@
+#include <vqf/arguments/outputargument.h>
+
+#include <vqf/arguments/usageerror.h>
+#include <vqf/console/console.h>
+
+#include <unistd.h>
+
+namespace zd::tool {
+
+CLI::Option* OutputArgument::addTo(CLI::App& app, const char* what)
+{
+    const std::string name = what;
+    CLI::Option* output =
+        app.add_option("-o,--output", m_path, "The " + name + " to make; - for standard output")->type_name("PATH");
+    app.add_flag("-f,--force", m_force, "Replace what is there");
+    return output;
+}
+
+QString OutputArgument::path() const
+{
+    if (isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)
+        throw UsageError{"-o -: standard output is a terminal; name a file or send it to a program"};
+    if (isStandardOutput())
+        leaveStandardOutput();
+    return QString::fromStdString(m_path);
+}
+
+} // namespace zd::tool

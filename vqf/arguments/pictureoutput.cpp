@@ -1,0 +1,48 @@
+#include <vqf/arguments/pictureoutput.h>
+
+#include <movietools/job/joberror.h>
+#include <vqf/arguments/usageerror.h>
+#include <vqf/console/console.h>
+
+#include <QFileInfo>
+#include <QImageWriter>
+
+namespace zd::tool {
+
+namespace {
+
+// In small letters.
+QByteArray pictureFormat(const OutputArgument& argument, const QString& path, const std::string& wanted)
+{
+    const QString byName = argument.isStandardOutput() ? QStringLiteral("png") : QFileInfo(path).suffix();
+    const QByteArray format = (wanted.empty() ? byName : QString::fromStdString(wanted)).toLower().toLatin1();
+    if (QImageWriter::supportedImageFormats().contains(format))
+        return format;
+    if (!wanted.empty())
+        throw UsageError{"--to " + wanted + ": is no picture format; there are png, jpg, bmp, ppm"};
+    throw UsageError{"-o " + path.toStdString() + ": name a picture, like movie.png"};
+}
+
+} // namespace
+
+PictureOutput::PictureOutput(const OutputArgument& argument, const QString& movie, const std::string& format)
+    : m_format(pictureFormat(argument, argument.path(), format)),
+      m_file(argument.path(),
+             argument.replaces() ? movietools::OutputFile::Existing::Replace : movietools::OutputFile::Existing::Refuse,
+             {movie})
+{
+}
+
+void PictureOutput::save(const QImage& picture)
+{
+    QImageWriter writer(m_file.workPath(), m_format);
+    if (!writer.write(picture))
+        throw movietools::JobError{m_file.path(),
+                                   QStringLiteral("cannot be written: ") + writer.errorString(),
+                                   QStringLiteral("free some space or write elsewhere"),
+                                   {}};
+    m_file.commit();
+    tell(QStringLiteral("%1: %2 x %3 pixels").arg(escaped(m_file.path())).arg(picture.width()).arg(picture.height()));
+}
+
+} // namespace zd::tool

@@ -1,0 +1,104 @@
+#include <vqf/commands/command.h>
+
+#include <libdataio/imagefilelayout.h>
+#include <movietools/job/wording.h>
+#include <movietools/splice/anonymize.h>
+#include <vqf/arguments/outputargument.h>
+#include <vqf/console/console.h>
+#include <vqf/console/progressline.h>
+#include <vqf/console/table.h>
+
+#include <memory>
+#include <vector>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+Lists what could tell whom the movie shows, and makes a copy without it: comments, all attributes but the technical
+ones (size and type of the frames, palette, bundle, data type, ...) and chunks of unknown types. The copy is then
+searched for the removed lines and values; it appears only when none of them is left. Values of fewer than 6
+characters are searched together with their names. What the pixels show is not looked at.
+
+Examples:
+  vqf anonymize cells.vqf --list
+  vqf anonymize cells.vqf -o anonymous.vqf --relative-times
+  vqf anonymize cells.vqf -o anonymous.vqf --keep operator)";
+
+struct AnonymizeArguments {
+    std::string movie;
+    OutputArgument output;
+    bool listOnly = false;
+    std::vector<std::string> keep;
+    std::vector<std::string> remove;
+    bool relativeTimes = false;
+    TableFormatArgument format;
+};
+
+QStringList listOf(const std::vector<std::string>& names)
+{
+    QStringList list;
+    for (const std::string& name : names)
+        list.append(QString::fromStdString(name));
+    return list;
+}
+
+void printItems(const std::vector<movietools::IdentifyingItem>& items, const QString& movie, TableFormat format)
+{
+    TablePrinter table(format, QStringLiteral("vqf.anonymize"), {{QStringLiteral("movie"), movie}},
+                       QStringLiteral("removed"), {{"name", "removed", -24}, {"value", "value", -1}});
+    for (const movietools::IdentifyingItem& item : items)
+        table.row({Cell::plain(item.name), Cell::plain(layout::decodeComment(item.value))});
+    table.finish();
+}
+
+ExitCode runAnonymize(const AnonymizeArguments& arguments)
+{
+    if (arguments.output.isGiven() == arguments.listOnly)
+        throw UsageError{"name the movie to make with -o, or only list with --list"};
+    const QString movie = QString::fromStdString(arguments.movie);
+    const movietools::AnonymizeChoice choice{listOf(arguments.keep), listOf(arguments.remove), arguments.relativeTimes};
+    const TableFormat format = arguments.format.value();
+    if (arguments.listOnly) {
+        printItems(movietools::identifyingItems(movie, choice), movie, format);
+        return ExitCode::Done;
+    }
+    movietools::Anonymized result;
+    {
+        ProgressLine progress;
+        result = movietools::anonymizeMovie(movie, choice, {arguments.output.path(), arguments.output.replaces()},
+                                            progress.callback());
+    }
+    printItems(result.removed, movie, format);
+    if (format == TableFormat::Table)
+        tell(QStringLiteral("%1: %2 frames (%3), searched: nothing of what was removed is left")
+                 .arg(escaped(result.made.path))
+                 .arg(result.made.frames)
+                 .arg(movietools::sizeText(result.searchedBytes)));
+    return ExitCode::Done;
+}
+
+CLI::Option* addNames(CLI::App& app, const char* option, std::vector<std::string>& names, const char* what)
+{
+    return app.add_option(option, names, what)->type_name("NAME")->allow_extra_args(false);
+}
+
+} // namespace
+
+Command addAnonymizeCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("anonymize", "Copy a movie without what identifies people");
+    auto arguments = std::make_shared<AnonymizeArguments>();
+    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
+    arguments->output.addTo(*app, "movie");
+    app->add_flag("--list", arguments->listOnly, "Only list what would be removed");
+    addNames(*app, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
+    addNames(*app, "--remove", arguments->remove, "Another attribute to remove; may be given several times");
+    app->add_flag("--relative-times", arguments->relativeTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
+    arguments->format.addTo(*app);
+    app->footer(notes);
+    return {app, [arguments] { return runAnonymize(*arguments); }};
+}
+
+} // namespace zd::tool

@@ -1,0 +1,260 @@
+#include <vqf/commands/command.h>
+
+#include <libdataio/imagefilelayout.h>
+#include <movietools/files/outputfile.h>
+#include <movietools/job/joberror.h>
+#include <movietools/movie/attributerules.h>
+#include <movietools/movie/movieedit.h>
+#include <vqf/console/console.h>
+#include <vqf/console/table.h>
+
+#include <QFile>
+#include <QJsonObject>
+
+#include <memory>
+#include <vector>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+Changes are made in place and survive a crash: the movie has its old header or the new one. Line breaks in values are
+kept. Text is Latin-1. What describes the frames (width, height, pixtype, pixbits, endian) is changed only with
+--force, since a wrong value makes the frames unreadable.
+
+Examples:
+  vqf attr list cells.vqf
+  vqf attr get cells.vqf comment
+  vqf attr set cells.vqf operator=Curie "comment=left lobe
+  second line"
+  vqf attr rm cells.vqf operator
+  vqf attr export cells.vqf > header.txt
+  vqf attr import cells.vqf header.txt)";
+
+struct AttrArguments {
+    std::string movie;
+    std::vector<std::string> words; // names, or names and values
+    std::string file;
+    TableFormatArgument format;
+    bool force = false;
+    bool replace = false;
+};
+
+QString movieOf(const AttrArguments& arguments)
+{
+    return QString::fromStdString(arguments.movie);
+}
+
+void requireForce(const AttrArguments& arguments, const QString& name)
+{
+    if (!arguments.force && movietools::describesFrames(name))
+        throw movietools::JobError{movieOf(arguments),
+                                   name + QStringLiteral(" describes the frames"),
+                                   QStringLiteral("change it with --force if it is really wrong"),
+                                   {}};
+}
+
+ExitCode runList(const AttrArguments& arguments)
+{
+    const AttributeChunk header = movietools::readHeader(movieOf(arguments));
+    const TableFormat format = arguments.format.value();
+    if (format == TableFormat::Table) {
+        for (const auto& [name, value] : header.attributes())
+            print(QStringLiteral("%1=%2\n").arg(escaped(name), escaped(layout::decodeComment(value.text()))));
+        return ExitCode::Done;
+    }
+    if (format == TableFormat::Json) {
+        QJsonObject attributes;
+        for (const auto& [name, value] : header.attributes())
+            attributes.insert(name, layout::decodeComment(value.text()));
+        printJson(QStringLiteral("vqf.attributes"), 1,
+                  {{QStringLiteral("movie"), movieOf(arguments)}, {QStringLiteral("attributes"), attributes}});
+        return ExitCode::Done;
+    }
+    TablePrinter table(format, QStringLiteral("vqf.attributes"), {{QStringLiteral("movie"), movieOf(arguments)}}, {},
+                       {{"name", "name", 0}, {"value", "value", 0}});
+    for (const auto& [name, value] : header.attributes())
+        table.row({Cell::plain(name), Cell::plain(layout::decodeComment(value.text()))});
+    table.finish();
+    return ExitCode::Done;
+}
+
+ExitCode runGet(const AttrArguments& arguments)
+{
+    const AttributeChunk header = movietools::readHeader(movieOf(arguments));
+    ExitCode code = ExitCode::Done;
+    for (const std::string& word : arguments.words) {
+        const QString name = QString::fromStdString(word);
+        QString value;
+        if (header.get(name, value)) {
+            print(layout::decodeComment(value) + QLatin1Char('\n'));
+        } else {
+            complain(QStringLiteral("%1: has no attribute %2").arg(movieOf(arguments), name));
+            code = ExitCode::Failed;
+        }
+    }
+    return code;
+}
+
+/// Stores an attribute from its text with line breaks.
+void store(AttributeChunk& header, const QString& name, const QString& text)
+{
+    const QString value = AttributeChunk::formatComment(text);
+    const QString problem = movietools::whyNotStorable(name, value);
+    if (!problem.isEmpty())
+        throw UsageError{name.toStdString() + ": the attribute " + problem.toStdString()};
+    header.set(name, value);
+}
+
+ExitCode runSet(const AttrArguments& arguments)
+{
+    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+        for (const std::string& word : arguments.words) {
+            const QString text = QString::fromStdString(word);
+            const qsizetype split = text.indexOf(QLatin1Char('='));
+            if (split < 0)
+                throw UsageError{word + ": write it as NAME=VALUE"};
+            requireForce(arguments, text.left(split));
+            store(header, text.left(split), text.mid(split + 1));
+        }
+    });
+    return ExitCode::Done;
+}
+
+ExitCode runRemove(const AttrArguments& arguments)
+{
+    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+        for (const std::string& word : arguments.words) {
+            const QString name = QString::fromStdString(word);
+            requireForce(arguments, name);
+            if (header.erase(name) == 0)
+                throw movietools::JobError{movieOf(arguments),
+                                           QStringLiteral("has no attribute ") + name,
+                                           QStringLiteral("nothing was removed"),
+                                           {}};
+        }
+    });
+    return ExitCode::Done;
+}
+
+ExitCode runExport(const AttrArguments& arguments)
+{
+    const QString movie = movieOf(arguments);
+    QString text;
+    movietools::readHeader(movie).dump(text);
+    if (arguments.file.empty() || arguments.file == "-") {
+        print(text);
+        return ExitCode::Done;
+    }
+    using movietools::OutputFile;
+    const QString path = QString::fromStdString(arguments.file);
+    OutputFile output(path, arguments.force ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, {movie});
+    QFile file(output.workPath());
+    const QByteArray bytes = text.toUtf8();
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
+        throw movietools::JobError{path,
+                                   QStringLiteral("cannot be written: ") + file.errorString(),
+                                   QStringLiteral("free some space or write elsewhere"),
+                                   {}};
+    file.close();
+    output.commit();
+    return ExitCode::Done;
+}
+
+QString readText(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw movietools::JobError{path,
+                                   QStringLiteral("cannot be read: ") + file.errorString(),
+                                   QStringLiteral("check the name and the folder"),
+                                   {}};
+    return QString::fromUtf8(file.readAll());
+}
+
+ExitCode runImport(const AttrArguments& arguments)
+{
+    AttributeChunk given;
+    given.parse(readText(QString::fromStdString(arguments.file)));
+    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+        AttributeChunk wanted;
+        for (const auto& [name, value] : header.attributes()) {
+            if (!arguments.replace || movietools::describesFrames(name))
+                wanted.set(name, value.text());
+        }
+        for (const auto& [name, value] : given.attributes()) {
+            QString own;
+            if (!arguments.force && movietools::describesFrames(name) &&
+                !(header.get(name, own) && own == value.text()))
+                requireForce(arguments, name);
+            store(wanted, name, layout::decodeComment(value.text()));
+        }
+        header = wanted;
+    });
+    return ExitCode::Done;
+}
+
+/// Adds one of the actions; `run` is chosen by the one that was named.
+CLI::App* addAction(CLI::App& app, const std::shared_ptr<AttrArguments>& arguments, const char* name, const char* what)
+{
+    CLI::App* action = app.add_subcommand(name, what);
+    action->add_option("MOVIE", arguments->movie, "The movie")->required();
+    return action;
+}
+
+void addForce(CLI::App* action, const std::shared_ptr<AttrArguments>& arguments)
+{
+    action->add_flag("-f,--force", arguments->force, "Also change what describes the frames");
+}
+
+} // namespace
+
+Command addAttrCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("attr", "List, read and change header attributes");
+    app->require_subcommand(1);
+    auto arguments = std::make_shared<AttrArguments>();
+    using Run = ExitCode (*)(const AttrArguments&);
+    std::vector<std::pair<CLI::App*, Run>> actions;
+
+    CLI::App* list = addAction(*app, arguments, "list", "Show all attributes, one in each line");
+    arguments->format.addTo(*list);
+    actions.emplace_back(list, runList);
+
+    CLI::App* get = addAction(*app, arguments, "get", "Print the values of attributes");
+    get->add_option("NAME", arguments->words, "Names")->required();
+    actions.emplace_back(get, runGet);
+
+    CLI::App* set = addAction(*app, arguments, "set", "Set attributes");
+    set->add_option("NAME=VALUE", arguments->words, "Names and values")->required();
+    addForce(set, arguments);
+    actions.emplace_back(set, runSet);
+
+    CLI::App* remove = addAction(*app, arguments, "rm", "Remove attributes");
+    remove->add_option("NAME", arguments->words, "Names")->required();
+    addForce(remove, arguments);
+    actions.emplace_back(remove, runRemove);
+
+    CLI::App* write = addAction(*app, arguments, "export", "Write all attributes as lines of text");
+    write->add_option("-o,--output", arguments->file, "The file to make; standard output without this")
+        ->type_name("FILE");
+    write->add_flag("-f,--force", arguments->force, "Replace the file if it exists");
+    actions.emplace_back(write, runExport);
+
+    CLI::App* read = addAction(*app, arguments, "import", "Set attributes from lines of text");
+    read->add_option("FILE", arguments->file, "Lines as export writes them")->required();
+    read->add_flag("--replace", arguments->replace, "Remove all other attributes but those that describe the frames");
+    addForce(read, arguments);
+    actions.emplace_back(read, runImport);
+
+    app->footer(notes);
+    return {app, [arguments, actions] {
+                for (const auto& [action, run] : actions)
+                    if (action->parsed())
+                        return run(*arguments);
+                return ExitCode::WrongUsage;
+            }};
+}
+
+} // namespace zd::tool

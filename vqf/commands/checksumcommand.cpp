@@ -1,0 +1,71 @@
+#include <vqf/commands/command.h>
+
+#include <movietools/movie/checksum.h>
+#include <vqf/console/console.h>
+#include <vqf/console/progressline.h>
+
+#include <memory>
+#include <vector>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+"add" stores a checksum of every frame and one of the side data in the header attribute plug_checksums; "vqf verify"
+compares them from then on. Editing frames or side data makes them wrong: add them anew with --replace. A movie that
+does not agree with the checksums it has is left alone without --replace, for it may be damaged.
+
+Examples:
+  vqf checksum add cells.vqf
+  vqf checksum add --replace edited.vqf)";
+
+struct ChecksumArguments {
+    std::string action;
+    std::vector<std::string> movies;
+    bool replace = false;
+};
+
+QString outcomeText(movietools::ChecksumsAdded outcome)
+{
+    switch (outcome) {
+    case movietools::ChecksumsAdded::Added:
+        return QStringLiteral("checksums added");
+    case movietools::ChecksumsAdded::Replaced:
+        return QStringLiteral("checksums replaced");
+    default:
+        return QStringLiteral("has these checksums already");
+    }
+}
+
+ExitCode runChecksum(const ChecksumArguments& arguments)
+{
+    ExitCode code = ExitCode::Done;
+    for (const std::string& movie : arguments.movies) {
+        const QString path = QString::fromStdString(movie);
+        try {
+            ProgressLine progress;
+            const auto outcome = movietools::addChecksums(path, arguments.replace, progress.callback());
+            tell(QStringLiteral("%1: %2").arg(escaped(path), outcomeText(outcome)));
+        } catch (const movietools::JobError& error) {
+            complain(error);
+            code = ExitCode::Failed;
+        }
+    }
+    return code;
+}
+
+} // namespace
+
+Command addChecksumCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("checksum", "Give movies checksums of their frames");
+    auto arguments = std::make_shared<ChecksumArguments>();
+    app->add_option("ACTION", arguments->action, "add")->required()->check(CLI::IsMember({"add"}))->type_name("");
+    app->add_option("MOVIE", arguments->movies, "The movies to change")->required();
+    app->add_flag("--replace", arguments->replace, "Replace checksums that do not agree");
+    app->footer(notes);
+    return {app, [arguments] { return runChecksum(*arguments); }};
+}
+
+} // namespace zd::tool

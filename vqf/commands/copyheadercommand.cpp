@@ -1,0 +1,46 @@
+#include <vqf/commands/command.h>
+
+#include <movietools/movie/movieedit.h>
+#include <vqf/console/console.h>
+
+#include <memory>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+Attributes of FROM replace those of the same name in TO; what only TO has stays, and so do its frames, times, laser
+powers and fibres. What describes the frames of TO (size, pixel type, byte order) stays, too, unless --all is given.
+
+Example:
+  vqf copy-header recorded.vqf processed.vqf)";
+
+struct CopyHeaderArguments {
+    std::string from;
+    std::string to;
+    bool all = false;
+};
+
+ExitCode runCopyHeader(const CopyHeaderArguments& arguments)
+{
+    const QString to = QString::fromStdString(arguments.to);
+    movietools::copyHeader(QString::fromStdString(arguments.from), to, arguments.all);
+    tell(QStringLiteral("%1: has the header of %2").arg(escaped(to), escaped(QString::fromStdString(arguments.from))));
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command addCopyHeaderCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("copy-header", "Copy the header of one movie into another");
+    auto arguments = std::make_shared<CopyHeaderArguments>();
+    app->add_option("FROM", arguments->from, "The movie to read")->required();
+    app->add_option("TO", arguments->to, "The movie to change")->required();
+    app->add_flag("--all", arguments->all, "Copy frame size, pixel type and byte order as well");
+    app->footer(notes);
+    return {app, [arguments] { return runCopyHeader(*arguments); }};
+}
+
+} // namespace zd::tool

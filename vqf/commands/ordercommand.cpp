@@ -1,0 +1,56 @@
+#include <vqf/commands/command.h>
+
+#include <movietools/movie/movieedit.h>
+#include <vqf/console/console.h>
+
+#include <memory>
+#include <optional>
+
+namespace zd::tool {
+
+namespace {
+
+constexpr const char* notes = R"(
+A recording through a circular buffer lies in the file in the order of the buffer. This makes the chosen frame the
+first one; the frames before it follow behind the last frame of the circular part. No frame is moved in the file.
+Laser powers follow their frames; times stay in order.
+
+Examples:
+  vqf order cells.vqf --first 120
+  vqf order cells.vqf --first 120 --circular 400)";
+
+struct OrderArguments {
+    std::string movie;
+    unsigned first = 0;
+    unsigned circularSize = 0;
+    CLI::Option* circularOption = nullptr;
+};
+
+ExitCode runOrder(const OrderArguments& arguments)
+{
+    const QString path = QString::fromStdString(arguments.movie);
+    std::optional<unsigned> circularSize;
+    if (arguments.circularOption->count() > 0)
+        circularSize = arguments.circularSize;
+    movietools::putFrameFirst(path, arguments.first, circularSize);
+    tell(QStringLiteral("%1: begins with what was frame %2").arg(escaped(path)).arg(arguments.first));
+    return ExitCode::Done;
+}
+
+} // namespace
+
+Command addOrderCommand(CLI::App& program)
+{
+    CLI::App* app = program.add_subcommand("order", "Choose the first frame of a circular recording");
+    auto arguments = std::make_shared<OrderArguments>();
+    app->add_option("MOVIE", arguments->movie, "The movie to change")->required();
+    app->add_option("--first", arguments->first, "The frame to come first, from 0")->required()->type_name("FRAME");
+    arguments->circularOption =
+        app->add_option("--circular", arguments->circularSize,
+                        "Frames of the circular part, fewer than all; the whole movie without this")
+            ->type_name("FRAMES");
+    app->footer(notes);
+    return {app, [arguments] { return runOrder(*arguments); }};
+}
+
+} // namespace zd::tool

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <movietools/splice/moviecut.h>
+
+namespace zd::tool {
+
+/// Tells of a movie that was made: its name, frames and size.
+void tellMade(const movietools::MadeMovie& movie);
+
+} // namespace zd::tool
