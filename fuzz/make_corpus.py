@@ -159,6 +159,30 @@ def interrupted():
     yield "journal_of_more", 2, journal((b"P", 1 << 40, b"far")), file[:tail]
 
 
+NUMBERS = (0, 1, 4, 16, 31, 32, 2**31 - 1, 2**31, 2**32 - 32, 2**32 - 1)
+
+
+def mutant(data, chance):
+    """A movie with one to three changes: other bytes, hostile numbers in either byte order, a cut, bytes that repeat."""
+    data = bytearray(data)
+    for _ in range(chance.randint(1, 3)):
+        at = chance.randrange(len(data) + 1)
+        change = chance.randrange(5)
+        if change == 0 and at < len(data):
+            data[at] = chance.randrange(256)
+        elif change == 1:
+            data[at:at + 4] = struct.pack(chance.choice("<>") + "I", chance.choice(NUMBERS))
+        elif change == 2 and len(data) > 64:
+            del data[at:at + chance.randint(1, 40)]
+        elif change == 3:
+            start = chance.randrange(len(data) + 1)
+            data[at:at] = data[start:start + chance.randint(1, 64)]
+        elif change == 4:
+            near_end = max(0, len(data) - chance.randint(1, 200))
+            data[near_end:near_end + 1] = bytes([chance.randrange(256)])
+    return bytes(data)
+
+
 def steps(*numbers):
     return bytes([len(numbers)]) + bytes(numbers)
 

@@ -1,5 +1,4 @@
-"""A reader of movies written from the format alone, to compare the library's with. It describes a movie as
-describe_movies does: the code of the failure, or header text, times and frames with their laser powers."""
+"""A reader of movies written from the format alone, to compare the library's with."""
 import struct
 
 HEADER = 16
@@ -88,28 +87,17 @@ def powers_of(data, index, frames):
     return [-254 if byte == 255 else byte for byte in raw] if raw is not None and len(raw) == frames else [-254] * frames
 
 
-def describe_open(data):
+def read(data):
+    """Attributes, times, laser powers and frames of a movie. A frame is its bytes, None, or the failure to read it."""
     info = last_chunk(data, INFO)
     if info is None:
         raise Failure("IR_MISSINFO")
     index, text = parse_index(info)
     attributes = parse_attributes(text)
-    frames = index.get(FRAME, [])
-    times = times_of(data, index, attributes)
-    powers = powers_of(data, index, len(frames))
-    header = "".join(f"{name}={value}\n" for name, value in sorted(attributes.items()))
-    words = ["header", header.encode("latin-1").hex(), "times"] + [f"{s}.{u}" for s, u in times]
-    for (offset, _), power in zip(frames, powers):
+    frames = []
+    for offset, _ in index.get(FRAME, []):
         try:
-            pixels = chunk_at(data, offset, FRAME)
-            words += ["frame", str(power), "none" if pixels is None else pixels.hex()]
+            frames.append(chunk_at(data, offset, FRAME))
         except Failure as failure:
-            words += ["frame", str(power), str(failure)]
-    return " ".join(words)
-
-
-def describe(data):
-    try:
-        return describe_open(data)
-    except Failure as failure:
-        return str(failure)
+            frames.append(failure)
+    return attributes, times_of(data, index, attributes), powers_of(data, index, len(frames)), frames

@@ -436,32 +436,6 @@ TEST_F(Recording, AFailedCloseCanBeFollowedByFrames)
     }
 }
 
-TEST_F(Recording, AFailedFrameLeavesNoTrace)
-{
-    std::optional<ImageWriter> writer;
-    const auto prepare = [&] {
-        writer.emplace();
-        writer->create(m_path, false);
-        setFormat(*writer);
-        writer->addFrame(pixels0.data(), time0, 0.5F);
-    };
-    const auto addSecond = [&] { writer->addFrame(pixels1.data(), 16, time1, -1.0F); };
-    const std::string shorter = MovieBuilder()
-                                    .frame(pixels0)
-                                    .chunk(7, timeBytes(time0.tv_sec, time0.tv_usec))
-                                    .chunk(8, "\x7F")
-                                    .frameFormat(4, 2, 5, 16)
-                                    .movie();
-    for (const Share share : everyShare) {
-        const int failures =
-            withEveryFault({.error = ENOSPC, .share = share}, prepare, addSecond, [&](const std::string& code) {
-                writer->close();
-                EXPECT_EQ(file(), code.empty() ? exampleBuilder().movie() : shorter);
-            });
-        EXPECT_GE(failures, 1);
-    }
-}
-
 } // namespace
 
 } // namespace zd

@@ -107,6 +107,7 @@ std::vector<Scenario> recordings()
 std::vector<Scenario> edits(bool journaled)
 {
     return {
+        edit("nothing", journaled, {modify(journaled), close()}),
         edit("append", journaled, {modify(journaled), frame(appended[0], 13), frame(appended[1], 14), close()}),
         edit("replace", journaled, {modify(journaled), replace(1), close()}),
         edit("replace and append", journaled, {modify(journaled), replace(2), frame(appended[1], 13), close()}),
@@ -114,6 +115,23 @@ std::vector<Scenario> edits(bool journaled)
         edit("header as long", journaled, {comment(journaled, QStringLiteral("after!"))}),
         edit("shorter header", journaled, {comment(journaled, QStringLiteral("a"))}),
     };
+}
+
+Scenario wholeEdit()
+{
+    const auto run = [](ImageWriter& writer, const QString& movie) {
+        writer.setRecordingLog(true);
+        writer.modify(movie);
+        writer.addFrame(std::string(48, 'c').data(), 48, timeval{13, 0}, 0.25F);
+        writer.replaceFrame(framesToEdit()[0].data(), 1, timeval{9, 0}, 1.0F);
+        writer.replaceFrame(appended[0].data(), 3, timeval{13, 0}, 0.25F);
+        writer.replaceFrame(replacement.data(), 1, timeval{8, 0}, 1.0F);
+        writer.addFrame(appended[1].data(), 16, timeval{14, 0}, -1.0F);
+        writer.setFirstFrame(1);
+        writer.setComment(QStringLiteral("after"));
+        writer.close();
+    };
+    return edit("everything", true, {{.kind = Step::Kind::Modify, .run = run, .pixels = {}}});
 }
 
 std::vector<Scenario> allScenarios()
@@ -182,12 +200,17 @@ void Stage::prepare(const Scenario& scenario) const
         writeFile(m_movie, movieToEdit());
 }
 
-std::string Stage::result(const Scenario& scenario) const
+void Stage::run(const Scenario& scenario) const
 {
-    prepare(scenario);
     ImageWriter writer;
     for (const Step& step : scenario.steps)
         step.run(writer, m_movie);
+}
+
+std::string Stage::result(const Scenario& scenario) const
+{
+    prepare(scenario);
+    run(scenario);
     walkMovie(file());
     return file();
 }

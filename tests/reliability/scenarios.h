@@ -42,6 +42,8 @@ struct Scenario {
 
 std::vector<Scenario> recordings();
 std::vector<Scenario> edits(bool journaled);
+/// An edit of everything, with a journal and a log, in one step: frames added, replaced, replaced again and reordered.
+Scenario wholeEdit();
 /// All of the above, edits with and without a journal.
 std::vector<Scenario> allScenarios();
 
@@ -61,6 +63,7 @@ public:
     QStringList leftovers() const;
     /// As before the first step.
     void prepare(const Scenario& scenario) const;
+    void run(const Scenario& scenario) const;
     /// The movie that the scenario makes when nothing fails.
     std::string result(const Scenario& scenario) const;
     /// Runs the scenario in a process that is killed by `fault`; false when it ended before.
