@@ -1,11 +1,8 @@
 #include <fuzz/require.h>
 #include <fuzz/targets.h>
 #include <log/logger.h>
-#include <tests/support/longestcall.h>
-#include <tests/support/longrun.h>
-#include <tests/support/residentmemory.h>
-#include <tests/support/samplemovies.h>
-#include <tests/support/sanitizers.h>
+#include <tests/support/measures.h>
+#include <tests/support/moviebytes.h>
 
 #include <csignal>
 #include <cstdio>

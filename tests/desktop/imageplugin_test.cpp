@@ -1,10 +1,8 @@
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
 #include <log/logger.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
-#include <tests/support/sanitizers.h>
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,6 @@
 
 #include <libdataio/imagereader.h>
 #include <log/logger.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 
 #include <gmock/gmock.h>

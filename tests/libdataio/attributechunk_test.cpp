@@ -1,6 +1,5 @@
 #include <libdataio/attributechunk.h>
-#include <tests/support/attributetext.h>
-#include <tests/support/standardoutput.h>
+#include <tests/support/printed.h>
 
 #include <gtest/gtest.h>
 

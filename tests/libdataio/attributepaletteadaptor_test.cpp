@@ -2,7 +2,7 @@
 
 #include <common/zdpalette.h>
 #include <libdataio/attributechunk.h>
-#include <tests/support/attributetext.h>
+#include <tests/support/printed.h>
 
 #include <gtest/gtest.h>
 

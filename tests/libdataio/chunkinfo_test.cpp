@@ -1,6 +1,6 @@
 #include <libdataio/chunkinfo.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/standardoutput.h>
+#include <tests/support/printed.h>
 
 #include <gmock/gmock.h>
 

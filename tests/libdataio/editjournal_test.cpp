@@ -4,10 +4,9 @@
 #include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
 #include <tests/support/descriptor.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
-#include <tests/support/nosynchronisation.h>
 #include <tests/support/report.h>
 
 #include <gtest/gtest.h>

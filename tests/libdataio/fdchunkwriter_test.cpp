@@ -2,7 +2,6 @@
 #include <tests/support/allocations.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
-#include <tests/support/filesizelimit.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
 

@@ -3,8 +3,8 @@
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
+#include <tests/support/printed.h>
 #include <tests/support/report.h>
-#include <tests/support/standardoutput.h>
 
 #include <gmock/gmock.h>
 

@@ -1,8 +1,8 @@
 #include <libdataio/frametimer.h>
 
 #include <libdataio/chunkinfo.h>
-#include <tests/support/attributetext.h>
 #include <tests/support/moviebytes.h>
+#include <tests/support/printed.h>
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,5 @@
 #include <libdataio/imagereader.h>
 
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
 

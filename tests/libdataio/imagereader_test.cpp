@@ -4,7 +4,6 @@
 #include <tests/support/allocations.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/everyfault.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/report.h>
 

@@ -1,7 +1,6 @@
 #include <libdataio/imageutilities.h>
 
 #include <libdataio/imagewriter.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/report.h>

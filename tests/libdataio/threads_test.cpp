@@ -1,7 +1,7 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
+#include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/nosynchronisation.h>
 #include <tests/support/report.h>
 
 #include <gtest/gtest.h>

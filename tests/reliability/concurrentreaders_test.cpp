@@ -1,14 +1,12 @@
-#include <tests/support/sharedvalue.h>
+#include <tests/support/childprocess.h>
 
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
 #include <libdataio/systemcalls_p.h>
-#include <tests/support/figure.h>
-#include <tests/support/longestcall.h>
-#include <tests/support/longrun.h>
+#include <tests/support/faults.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/nosynchronisation.h>
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,8 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/recordingremains.h>
 #include <tests/support/everyfault.h>
-#include <tests/support/figure.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/measures.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/powerloss.h>
 

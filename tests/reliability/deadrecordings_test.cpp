@@ -1,6 +1,6 @@
 #include <tests/reliability/scenarios.h>
 
-#include <tests/support/figure.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/toolprocess.h>
 

@@ -3,7 +3,7 @@
 #include <libdataio/recordingremains.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
-#include <tests/support/figure.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviewalk.h>
 #include <tests/support/powerloss.h>
 

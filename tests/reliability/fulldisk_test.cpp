@@ -1,6 +1,6 @@
 #include <common/iofileexception.h>
 #include <libdataio/imagewriter.h>
-#include <tests/support/filesizelimit.h>
+#include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <tests/support/sanitizers.h>
+#include <tests/support/measures.h>
 
 #include <cstdint>
 

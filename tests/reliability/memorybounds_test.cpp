@@ -1,12 +1,10 @@
 #include <tests/reliability/heap.h>
-#include <tests/support/sharedvalue.h>
+#include <tests/support/childprocess.h>
 
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
-#include <tests/support/figure.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/residentmemory.h>
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 #include <libdataio/imagereader.h>
 #include <tests/support/allocations.h>
 #include <tests/support/descriptor.h>
-#include <tests/support/figure.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/measures.h>
+#include <tests/support/moviebytes.h>
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include <tests/reliability/scenarios.h>
 
 #include <tests/support/everyfault.h>
-#include <tests/support/moviebuilder.h>
+#include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
 
 #include <gtest/gtest.h>

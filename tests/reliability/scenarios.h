@@ -1,10 +1,9 @@
 #pragma once
 
 #include <libdataio/imagewriter.h>
+#include <tests/support/childprocess.h>
 #include <tests/support/faults.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/nosynchronisation.h>
-#include <tests/support/sharedvalue.h>
 
 #include <QString>
 #include <QStringList>

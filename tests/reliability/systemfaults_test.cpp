@@ -3,7 +3,7 @@
 #include <common/iofileexception.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
-#include <tests/support/figure.h>
+#include <tests/support/measures.h>
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,12 @@
 #include <libdataio/systemcalls_p.h>
 
 #include <cerrno>
+#include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <map>
+
+#include <sys/resource.h>
 
 namespace zd::test {
 
@@ -88,6 +92,43 @@ private:
     int m_met = 0;      // calls of `m_fault.among`
     bool m_cut = false; // the n-th call was a transfer that moved its share
     std::map<Calls, int> m_calls;
+};
+
+/// Makes synchronisation return at once while it lives: it waits for a disk, and no test cuts the power.
+class NoSynchronisation {
+public:
+    NoSynchronisation() : m_system(systemCalls)
+    {
+        systemCalls.fdatasync = [](int) { return 0; };
+    }
+    NoSynchronisation(const NoSynchronisation&) = delete;
+    NoSynchronisation& operator=(const NoSynchronisation&) = delete;
+    ~NoSynchronisation() { systemCalls = m_system; }
+
+private:
+    const SystemCalls m_system;
+};
+
+/// While it lives no file of the process grows beyond `bytes`: writes end short, then fail with EFBIG.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(std::size_t bytes) : m_signal(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_before);
+        const rlimit limit{bytes, m_before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_before);
+        std::signal(SIGXFSZ, m_signal);
+    }
+
+private:
+    void (*m_signal)(int);
+    rlimit m_before{};
 };
 
 } // namespace zd::test

@@ -1,5 +1,4 @@
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
 #include <tests/support/tiffstack.h>
 #include <tests/support/tooltest.h>
 

@@ -1,6 +1,5 @@
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>
 #include <tests/support/tooltest.h>

@@ -1,7 +1,5 @@
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
-#include <tests/support/samplemovies.h>
 #include <tests/support/tooltest.h>
 
 #include <QDir>

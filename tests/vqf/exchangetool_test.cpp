@@ -1,6 +1,5 @@
 #include <libdataio/imagewriter.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
 #include <tests/support/tooltest.h>
 
 #include <QImage>

@@ -5,7 +5,6 @@
 #include <movietools/exchange/movieimport.h>
 #include <tests/support/jobproblem.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
 #include <tests/support/tiffstack.h>
 
 #include <QDir>

@@ -1,8 +1,6 @@
 #include <movietools/movie/chunkwalk.h>
 
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
 
 #include <gmock/gmock.h>
 

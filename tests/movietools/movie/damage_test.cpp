@@ -4,14 +4,10 @@
 #include <movietools/recover/recover.h>
 #include <movietools/recover/recoverywriter_p.h>
 #include <movietools/verify/verify.h>
-#include <tests/support/figure.h>
-#include <tests/support/longestcall.h>
-#include <tests/support/memoryfile.h>
+#include <tests/support/descriptor.h>
+#include <tests/support/measures.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
-#include <tests/support/residentmemory.h>
-#include <tests/support/samplemovies.h>
-#include <tests/support/sanitizers.h>
 
 #include <gmock/gmock.h>
 

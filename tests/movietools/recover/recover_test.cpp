@@ -3,13 +3,11 @@
 #include <libdataio/imagewriter.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/checksum.h>
-#include <tests/support/dyingprocess.h>
+#include <tests/support/childprocess.h>
+#include <tests/support/descriptor.h>
 #include <tests/support/jobproblem.h>
-#include <tests/support/memoryfile.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
-#include <tests/support/samplemovies.h>
 
 #include <gmock/gmock.h>
 

@@ -3,9 +3,7 @@
 #include <libdataio/imagewriter.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/checksum.h>
-#include <tests/support/moviebuilder.h>
 #include <tests/support/moviebytes.h>
-#include <tests/support/samplemovies.h>
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libdataio/attributechunk.h>
+
 #include <cstdio>
 #include <stdexcept>
 #include <string>
@@ -29,6 +31,14 @@ std::string standardOutputOf(Operation operation)
         written.push_back(static_cast<char>(byte));
     std::fclose(file);
     return written;
+}
+
+/// The lines of a header.
+inline std::string dumped(const AttributeChunk& attributes)
+{
+    QString out;
+    attributes.dump(out);
+    return out.toStdString();
 }
 
 } // namespace zd::test

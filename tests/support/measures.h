@@ -2,10 +2,41 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
 
 #include <time.h>
 
+// DATAIO_SANITIZED is 1 in builds with a sanitizer that brings a `malloc` of its own.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define DATAIO_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define DATAIO_SANITIZED 1
+#endif
+#endif
+#ifndef DATAIO_SANITIZED
+#define DATAIO_SANITIZED 0
+#endif
+
 namespace zd::test {
+
+/// Prints a figure of the running test, to be quoted.
+template <typename Value>
+void figure(const char* what, const Value& value)
+{
+    std::cout << "  " << what << ": " << value << '\n';
+}
+
+/// Whether the long forms of tests were asked for, with DATAIO_LONG=1 in the environment.
+inline bool isLongRun()
+{
+    const char* wish = std::getenv("DATAIO_LONG");
+    return wish != nullptr && *wish != '\0' && *wish != '0';
+}
 
 /// The longest of many calls, in microseconds. May lie in memory that processes share.
 class LongestCall {
@@ -55,5 +86,16 @@ private:
     std::atomic<std::int64_t> m_elapsed = 0;
     std::atomic<std::int64_t> m_processor = 0;
 };
+
+/// Bytes of memory by the system's account of this process: "VmRSS" it has now, "VmHWM" it has had at most.
+inline std::int64_t residentMemory(const std::string& figure)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(figure + ":"))
+            return std::stoll(line.substr(figure.size() + 1)) * 1024;
+    }
+    throw std::runtime_error("no " + figure);
+}
 
 } // namespace zd::test

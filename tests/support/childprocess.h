@@ -1,7 +1,9 @@
 #pragma once
 
+#include <new>
 #include <stdexcept>
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +21,16 @@ void inDyingProcess(Operation operation)
     int status = 0;
     if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
         throw std::runtime_error("the process did not come to its end");
+}
+
+/// A value in memory that the process shares with its children; it lives as long as they do.
+template <typename T>
+T& sharedValue()
+{
+    void* memory = mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        throw std::bad_alloc();
+    return *new (memory) T;
 }
 
 } // namespace zd::test
