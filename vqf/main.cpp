@@ -9,7 +9,6 @@
 #include <vqf/console/settings.h>
 
 #include <new>
-#include <sstream>
 #include <vector>
 
 namespace {
@@ -40,16 +39,14 @@ void showRecordsOfTheLibrary()
     });
 }
 
-// What the argument parser has to say: help, which is a result, or what is wrong with the arguments.
-ExitCode answer(const CLI::App& program, const CLI::ParseError& end)
+ExitCode tell(const ParserAnswer& answer)
 {
-    std::ostringstream help;
-    std::ostringstream problem;
-    const int code = program.exit(end, help, problem);
-    print(QString::fromStdString(help.str()));
-    if (code == 0)
+    const QString text = QString::fromStdString(answer.text);
+    if (!answer.isProblem) {
+        print(text);
         return ExitCode::Done;
-    complain(QString::fromStdString(problem.str()).trimmed().replace(QLatin1Char('\n'), QStringLiteral("; ")));
+    }
+    complain(text.trimmed().replace(QLatin1Char('\n'), QStringLiteral("; ")));
     return ExitCode::WrongUsage;
 }
 
@@ -87,9 +84,8 @@ ExitCode runAndFlush(const Command& command)
 
 ExitCode parseAndRun(int argc, char** argv)
 {
-    CLI::App program("Makes, shows, edits and exports VQF movies.", "vqf");
-    program.set_version_flag("--version", "vqf " VQF_VERSION);
-    program.require_subcommand(1);
+    Program parser("vqf", "Makes, shows, edits and exports VQF movies.", "vqf " VQF_VERSION);
+    const Syntax program = parser.syntax();
     program.footer(examples);
     addSettings(program);
     const std::vector<Command> commands{
@@ -103,15 +99,13 @@ ExitCode parseAndRun(int argc, char** argv)
         addVerifyCommand(program),    addRecoverCommand(program),    addChunksCommand(program),
         addChecksumCommand(program)};
     for (const Command& command : commands)
-        command.app->footer(command.app->get_footer() + settingsNote);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::ParseError& end) {
-        const ExitCode code = answer(program, end);
+        command.syntax.addToFooter(settingsNote);
+    if (const auto answer = parser.parse(argc, argv)) {
+        const ExitCode code = tell(*answer);
         return flushResults() ? code : ExitCode::Failed;
     }
     for (const Command& command : commands)
-        if (program.got_subcommand(command.app))
+        if (command.syntax.isParsed())
             return runAndFlush(command);
     return ExitCode::WrongUsage;
 }

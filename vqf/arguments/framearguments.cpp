@@ -10,21 +10,19 @@
 
 namespace zd::tool {
 
-void FrameArguments::addTo(CLI::App& app)
+void FrameArguments::addTo(const Syntax& syntax)
 {
-    m_rateOption =
-        app.add_option("--rate", m_rate, "Frames per second; kept as the frame delay in ms")->type_name("HZ");
-    app.add_option("--times", m_times, "Times of the frames, in seconds since 1970 or since --start")
-        ->type_name("FILE");
-    app.add_option("--start", m_start, "Time of the first frame; with --rate every frame gets its time")
-        ->type_name("TIME");
+    m_rateOption = syntax.option("--rate", m_rate, "Frames per second; kept as the frame delay in ms").typeName("HZ");
+    syntax.option("--times", m_times, "Times of the frames, in seconds since 1970 or since --start").typeName("FILE");
+    syntax.option("--start", m_start, "Time of the first frame; with --rate every frame gets its time")
+        .typeName("TIME");
     m_laserPowerOption =
-        app.add_option("--laser-power", m_laserPower, "Laser power of all frames, 0 to 1")->type_name("POWER");
-    app.add_option("--laser-powers", m_laserPowers, "Laser powers of the frames, 0 to 1; -1: not known")
-        ->type_name("FILE")
-        ->excludes(m_laserPowerOption);
-    app.add_option("--table", m_table, "Times and laser powers, as vqf export -o table.csv writes them")
-        ->type_name("FILE");
+        syntax.option("--laser-power", m_laserPower, "Laser power of all frames, 0 to 1").typeName("POWER");
+    syntax.option("--laser-powers", m_laserPowers, "Laser powers of the frames, 0 to 1; -1: not known")
+        .typeName("FILE")
+        .excludes(m_laserPowerOption);
+    syntax.option("--table", m_table, "Times and laser powers, as vqf export -o table.csv writes them")
+        .typeName("FILE");
 }
 
 void FrameArguments::applyTo(movietools::ImportOptions& options) const
@@ -49,7 +47,7 @@ void FrameArguments::applyTable(movietools::ImportOptions& options) const
 
 void FrameArguments::applyTimes(movietools::ImportOptions& options) const
 {
-    if (m_rateOption->count() > 0) {
+    if (m_rateOption.isGiven()) {
         if (!(m_rate > 0) || !std::isfinite(m_rate))
             throw UsageError{"--rate must be above 0 frames per second"};
         options.frameRate = m_rate;
@@ -70,7 +68,7 @@ void FrameArguments::applyTimes(movietools::ImportOptions& options) const
 
 void FrameArguments::applyLaserPowers(movietools::ImportOptions& options) const
 {
-    if (m_laserPowerOption->count() > 0) {
+    if (m_laserPowerOption.isGiven()) {
         if (!movietools::isLaserPower(m_laserPower) || m_laserPower < 0)
             throw UsageError{"--laser-power is a fraction of full power, from 0 to 1"};
         options.laserPower = static_cast<float>(m_laserPower);

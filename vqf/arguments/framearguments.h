@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <movietools/exchange/movieimport.h>
 
@@ -13,7 +13,7 @@ namespace zd::tool {
 class FrameArguments {
 public:
     /// Adds the options to a subcommand. The object must live until the arguments were used.
-    void addTo(CLI::App& app);
+    void addTo(const Syntax& syntax);
     /// Hands what was given to a job. Throws UsageError and JobError.
     void applyTo(movietools::ImportOptions& options) const;
 
@@ -28,8 +28,8 @@ private:
     std::string m_start;
     double m_laserPower = 0;
     std::string m_laserPowers;
-    CLI::Option* m_rateOption = nullptr;
-    CLI::Option* m_laserPowerOption = nullptr;
+    Option m_rateOption;
+    Option m_laserPowerOption;
 };
 
 } // namespace zd::tool

@@ -4,15 +4,15 @@
 
 namespace zd::tool {
 
-void FrameChoice::addTo(CLI::App& app)
+void FrameChoice::addTo(const Syntax& syntax)
 {
-    CLI::Option* frames =
-        app.add_option("--frames", m_frames,
-                       "Frames to take, like 0:100:2,250: from 0, end excluded, negative from the end")
-            ->type_name("FRAMES");
-    app.add_option("--time", m_time, "Frames to take by time since the first one, like 1.5s:4s; end excluded")
-        ->type_name("TIMES")
-        ->excludes(frames);
+    const Option frames = syntax
+                              .option("--frames", m_frames,
+                                      "Frames to take, like 0:100:2,250: from 0, end excluded, negative from the end")
+                              .typeName("FRAMES");
+    syntax.option("--time", m_time, "Frames to take by time since the first one, like 1.5s:4s; end excluded")
+        .typeName("TIMES")
+        .excludes(frames);
 }
 
 movietools::FrameSelection FrameChoice::selection() const

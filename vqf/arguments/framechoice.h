@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <movietools/frames/frameselection.h>
 
@@ -12,7 +12,7 @@ namespace zd::tool {
 class FrameChoice {
 public:
     /// Adds the options to a subcommand. The object must live until the arguments were used.
-    void addTo(CLI::App& app);
+    void addTo(const Syntax& syntax);
     /// What was chosen; every frame without either. Throws UsageError.
     movietools::FrameSelection selection() const;
 

@@ -7,12 +7,12 @@
 
 namespace zd::tool {
 
-CLI::Option* OutputArgument::addTo(CLI::App& app, const char* what)
+Option OutputArgument::addTo(const Syntax& syntax, const char* what)
 {
     const std::string name = what;
-    CLI::Option* output =
-        app.add_option("-o,--output", m_path, "The " + name + " to make; - for standard output")->type_name("PATH");
-    app.add_flag("-f,--force", m_force, "Replace what is there");
+    const Option output =
+        syntax.option("-o,--output", m_path, "The " + name + " to make; - for standard output").typeName("PATH");
+    syntax.flag("-f,--force", m_force, "Replace what is there");
     return output;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <QString>
 
@@ -13,7 +13,7 @@ class OutputArgument {
 public:
     /// Adds the options to a subcommand; `what` is "movie", "stack", ... The object must live until the arguments were
     /// used.
-    CLI::Option* addTo(CLI::App& app, const char* what);
+    Option addTo(const Syntax& syntax, const char* what);
     /// The path as jobs take it; what is printed leaves standard output to the file. Throws UsageError for a terminal,
     /// which gets no bytes of files.
     QString path() const;

@@ -79,26 +79,26 @@ ExitCode runAnonymize(const AnonymizeArguments& arguments)
     return ExitCode::Done;
 }
 
-CLI::Option* addNames(CLI::App& app, const char* option, std::vector<std::string>& names, const char* what)
+Option addNames(const Syntax& syntax, const char* option, std::vector<std::string>& names, const char* what)
 {
-    return app.add_option(option, names, what)->type_name("NAME")->allow_extra_args(false);
+    return syntax.option(option, names, what).typeName("NAME").oneValueEach();
 }
 
 } // namespace
 
-Command addAnonymizeCommand(CLI::App& program)
+Command addAnonymizeCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("anonymize", "Copy a movie without what identifies people");
+    const Syntax syntax = program.subcommand("anonymize", "Copy a movie without what identifies people");
     auto arguments = std::make_shared<AnonymizeArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->output.addTo(*app, "movie");
-    app->add_flag("--list", arguments->listOnly, "Only list what would be removed");
-    addNames(*app, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
-    addNames(*app, "--remove", arguments->remove, "Another attribute to remove; may be given several times");
-    app->add_flag("--relative-times", arguments->relativeTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
-    arguments->format.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runAnonymize(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->output.addTo(syntax, "movie");
+    syntax.flag("--list", arguments->listOnly, "Only list what would be removed");
+    addNames(syntax, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
+    addNames(syntax, "--remove", arguments->remove, "Another attribute to remove; may be given several times");
+    syntax.flag("--relative-times", arguments->relativeTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
+    arguments->format.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runAnonymize(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -47,15 +47,15 @@ ExitCode runAppend(const AppendArguments& arguments)
 
 } // namespace
 
-Command addAppendCommand(CLI::App& program)
+Command addAppendCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("append", "Add the pages of TIFF stacks to a movie");
+    const Syntax syntax = program.subcommand("append", "Add the pages of TIFF stacks to a movie");
     auto arguments = std::make_shared<AppendArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to change")->required();
-    app->add_option("STACK", arguments->stacks, "TIFF files, one page for each frame")->required();
-    arguments->frames.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runAppend(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to change").required();
+    syntax.option("STACK", arguments->stacks, "TIFF files, one page for each frame").required();
+    arguments->frames.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runAppend(*arguments); }};
 }
 
 } // namespace zd::tool

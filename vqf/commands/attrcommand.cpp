@@ -196,62 +196,62 @@ ExitCode runImport(const AttrArguments& arguments)
 }
 
 /// Adds one of the actions; `run` is chosen by the one that was named.
-CLI::App* addAction(CLI::App& app, const std::shared_ptr<AttrArguments>& arguments, const char* name, const char* what)
+Syntax addAction(const Syntax& syntax, const std::shared_ptr<AttrArguments>& arguments, const char* name,
+                 const char* what)
 {
-    CLI::App* action = app.add_subcommand(name, what);
-    action->add_option("MOVIE", arguments->movie, "The movie")->required();
+    const Syntax action = syntax.subcommand(name, what);
+    action.option("MOVIE", arguments->movie, "The movie").required();
     return action;
 }
 
-void addForce(CLI::App* action, const std::shared_ptr<AttrArguments>& arguments)
+void addForce(const Syntax& action, const std::shared_ptr<AttrArguments>& arguments)
 {
-    action->add_flag("-f,--force", arguments->force, "Also change what describes the frames");
+    action.flag("-f,--force", arguments->force, "Also change what describes the frames");
 }
 
 } // namespace
 
-Command addAttrCommand(CLI::App& program)
+Command addAttrCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("attr", "List, read and change header attributes");
-    app->require_subcommand(1);
+    const Syntax syntax = program.subcommand("attr", "List, read and change header attributes");
+    syntax.requireSubcommand();
     auto arguments = std::make_shared<AttrArguments>();
     using Run = ExitCode (*)(const AttrArguments&);
-    std::vector<std::pair<CLI::App*, Run>> actions;
+    std::vector<std::pair<Syntax, Run>> actions;
 
-    CLI::App* list = addAction(*app, arguments, "list", "Show all attributes, one in each line");
-    arguments->format.addTo(*list);
+    const Syntax list = addAction(syntax, arguments, "list", "Show all attributes, one in each line");
+    arguments->format.addTo(list);
     actions.emplace_back(list, runList);
 
-    CLI::App* get = addAction(*app, arguments, "get", "Print the values of attributes");
-    get->add_option("NAME", arguments->words, "Names")->required();
+    const Syntax get = addAction(syntax, arguments, "get", "Print the values of attributes");
+    get.option("NAME", arguments->words, "Names").required();
     actions.emplace_back(get, runGet);
 
-    CLI::App* set = addAction(*app, arguments, "set", "Set attributes");
-    set->add_option("NAME=VALUE", arguments->words, "Names and values")->required();
+    const Syntax set = addAction(syntax, arguments, "set", "Set attributes");
+    set.option("NAME=VALUE", arguments->words, "Names and values").required();
     addForce(set, arguments);
     actions.emplace_back(set, runSet);
 
-    CLI::App* remove = addAction(*app, arguments, "rm", "Remove attributes");
-    remove->add_option("NAME", arguments->words, "Names")->required();
+    const Syntax remove = addAction(syntax, arguments, "rm", "Remove attributes");
+    remove.option("NAME", arguments->words, "Names").required();
     addForce(remove, arguments);
     actions.emplace_back(remove, runRemove);
 
-    CLI::App* write = addAction(*app, arguments, "export", "Write all attributes as lines of text");
-    write->add_option("-o,--output", arguments->file, "The file to make; standard output without this")
-        ->type_name("FILE");
-    write->add_flag("-f,--force", arguments->force, "Replace the file if it exists");
+    const Syntax write = addAction(syntax, arguments, "export", "Write all attributes as lines of text");
+    write.option("-o,--output", arguments->file, "The file to make; standard output without this").typeName("FILE");
+    write.flag("-f,--force", arguments->force, "Replace the file if it exists");
     actions.emplace_back(write, runExport);
 
-    CLI::App* read = addAction(*app, arguments, "import", "Set attributes from lines of text");
-    read->add_option("FILE", arguments->file, "Lines as export writes them")->required();
-    read->add_flag("--replace", arguments->replace, "Remove all other attributes but those that describe the frames");
+    const Syntax read = addAction(syntax, arguments, "import", "Set attributes from lines of text");
+    read.option("FILE", arguments->file, "Lines as export writes them").required();
+    read.flag("--replace", arguments->replace, "Remove all other attributes but those that describe the frames");
     addForce(read, arguments);
     actions.emplace_back(read, runImport);
 
-    app->footer(notes);
-    return {app, [arguments, actions] {
+    syntax.footer(notes);
+    return {syntax, [arguments, actions] {
                 for (const auto& [action, run] : actions)
-                    if (action->parsed())
+                    if (action.isParsed())
                         return run(*arguments);
                 return ExitCode::WrongUsage;
             }};

@@ -57,15 +57,15 @@ ExitCode runChecksum(const ChecksumArguments& arguments)
 
 } // namespace
 
-Command addChecksumCommand(CLI::App& program)
+Command addChecksumCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("checksum", "Give movies checksums of their frames");
+    const Syntax syntax = program.subcommand("checksum", "Give movies checksums of their frames");
     auto arguments = std::make_shared<ChecksumArguments>();
-    app->add_option("ACTION", arguments->action, "add")->required()->check(CLI::IsMember({"add"}))->type_name("");
-    app->add_option("MOVIE", arguments->movies, "The movies to change")->required();
-    app->add_flag("--replace", arguments->replace, "Replace checksums that do not agree");
-    app->footer(notes);
-    return {app, [arguments] { return runChecksum(*arguments); }};
+    syntax.option("ACTION", arguments->action, "add").required().oneOf({"add"}).typeName("");
+    syntax.option("MOVIE", arguments->movies, "The movies to change").required();
+    syntax.flag("--replace", arguments->replace, "Replace checksums that do not agree");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runChecksum(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -92,14 +92,14 @@ ExitCode runChunks(const ChunksArguments& arguments)
 
 } // namespace
 
-Command addChunksCommand(CLI::App& program)
+Command addChunksCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("chunks", "List what lies where in a movie file");
+    const Syntax syntax = program.subcommand("chunks", "List what lies where in a movie file");
     auto arguments = std::make_shared<ChunksArguments>();
-    app->add_option("MOVIE", arguments->movie, "The file to list")->required();
-    arguments->format.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runChunks(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The file to list").required();
+    arguments->format.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runChunks(*arguments); }};
 }
 
 } // namespace zd::tool

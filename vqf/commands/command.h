@@ -3,7 +3,7 @@
 #include <vqf/arguments/usageerror.h>
 #include <vqf/console/exitcode.h>
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <functional>
 
@@ -11,36 +11,36 @@ namespace zd::tool {
 
 /// One subcommand and what it runs once its arguments are parsed.
 struct Command {
-    CLI::App* app;
+    Syntax syntax;
     std::function<ExitCode()> run;
     ExitCode failed = ExitCode::Failed; ///< what failures give, if 1 means something else
 };
 
 // Each adds its subcommand to the program.
-Command addImportCommand(CLI::App& program);
-Command addInfoCommand(CLI::App& program);
-Command addFramesCommand(CLI::App& program);
-Command addExportCommand(CLI::App& program);
-Command addThumbCommand(CLI::App& program);
-Command addSheetCommand(CLI::App& program);
-Command addPlotCommand(CLI::App& program);
-Command addFibersCommand(CLI::App& program);
-Command addAttrCommand(CLI::App& program);
-Command addOrderCommand(CLI::App& program);
-Command addCopyHeaderCommand(CLI::App& program);
-Command addAppendCommand(CLI::App& program);
-Command addReplaceCommand(CLI::App& program);
-Command addDiffCommand(CLI::App& program);
-Command addCutCommand(CLI::App& program);
-Command addJoinCommand(CLI::App& program);
-Command addSplitCommand(CLI::App& program);
-Command addListCommand(CLI::App& program);
-Command addFollowCommand(CLI::App& program);
-Command addAnonymizeCommand(CLI::App& program);
-Command addCompletionCommand(CLI::App& program);
-Command addVerifyCommand(CLI::App& program);
-Command addRecoverCommand(CLI::App& program);
-Command addChunksCommand(CLI::App& program);
-Command addChecksumCommand(CLI::App& program);
+Command addImportCommand(const Syntax& program);
+Command addInfoCommand(const Syntax& program);
+Command addFramesCommand(const Syntax& program);
+Command addExportCommand(const Syntax& program);
+Command addThumbCommand(const Syntax& program);
+Command addSheetCommand(const Syntax& program);
+Command addPlotCommand(const Syntax& program);
+Command addFibersCommand(const Syntax& program);
+Command addAttrCommand(const Syntax& program);
+Command addOrderCommand(const Syntax& program);
+Command addCopyHeaderCommand(const Syntax& program);
+Command addAppendCommand(const Syntax& program);
+Command addReplaceCommand(const Syntax& program);
+Command addDiffCommand(const Syntax& program);
+Command addCutCommand(const Syntax& program);
+Command addJoinCommand(const Syntax& program);
+Command addSplitCommand(const Syntax& program);
+Command addListCommand(const Syntax& program);
+Command addFollowCommand(const Syntax& program);
+Command addAnonymizeCommand(const Syntax& program);
+Command addCompletionCommand(const Syntax& program);
+Command addVerifyCommand(const Syntax& program);
+Command addRecoverCommand(const Syntax& program);
+Command addChunksCommand(const Syntax& program);
+Command addChecksumCommand(const Syntax& program);
 
 } // namespace zd::tool

@@ -1,8 +1,8 @@
 #include <vqf/commands/command.h>
 
-#include <vqf/completion.h>
 #include <vqf/console/console.h>
-#include <vqf/manualpage.h>
+#include <vqf/parser/completion.h>
+#include <vqf/parser/manualpage.h>
 
 #include <memory>
 
@@ -18,7 +18,7 @@ Examples:
   vqf completion zsh > _vqf
   vqf completion fish > vqf.fish)";
 
-ExitCode runCompletion(const CLI::App& program, const std::string& shell)
+ExitCode runCompletion(const Syntax& program, const std::string& shell)
 {
     const CommandWords words = describe(program);
     if (shell == "bash")
@@ -34,17 +34,17 @@ ExitCode runCompletion(const CLI::App& program, const std::string& shell)
 
 } // namespace
 
-Command addCompletionCommand(CLI::App& program)
+Command addCompletionCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("completion", "Print what makes a shell complete commands");
+    const Syntax syntax = program.subcommand("completion", "Print what makes a shell complete commands");
     auto shell = std::make_shared<std::string>();
     // "man" is the manual page, which is made of the same words when the program is built.
-    app->add_option("SHELL", *shell, "bash, zsh or fish")
-        ->required()
-        ->check(CLI::IsMember({"bash", "zsh", "fish", "man"}).description("{bash,zsh,fish}"))
-        ->type_name("");
-    app->footer(notes);
-    return {app, [&program, shell] { return runCompletion(program, *shell); }};
+    syntax.option("SHELL", *shell, "bash, zsh or fish")
+        .required()
+        .oneOf({"bash", "zsh", "fish", "man"}, "{bash,zsh,fish}")
+        .typeName("");
+    syntax.footer(notes);
+    return {syntax, [program, shell] { return runCompletion(program, *shell); }};
 }
 
 } // namespace zd::tool

@@ -32,15 +32,15 @@ ExitCode runCopyHeader(const CopyHeaderArguments& arguments)
 
 } // namespace
 
-Command addCopyHeaderCommand(CLI::App& program)
+Command addCopyHeaderCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("copy-header", "Copy the header of one movie into another");
+    const Syntax syntax = program.subcommand("copy-header", "Copy the header of one movie into another");
     auto arguments = std::make_shared<CopyHeaderArguments>();
-    app->add_option("FROM", arguments->from, "The movie to read")->required();
-    app->add_option("TO", arguments->to, "The movie to change")->required();
-    app->add_flag("--all", arguments->all, "Copy frame size, pixel type and byte order as well");
-    app->footer(notes);
-    return {app, [arguments] { return runCopyHeader(*arguments); }};
+    syntax.option("FROM", arguments->from, "The movie to read").required();
+    syntax.option("TO", arguments->to, "The movie to change").required();
+    syntax.flag("--all", arguments->all, "Copy frame size, pixel type and byte order as well");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runCopyHeader(*arguments); }};
 }
 
 } // namespace zd::tool

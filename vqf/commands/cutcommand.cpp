@@ -44,15 +44,15 @@ ExitCode runCut(const CutArguments& arguments)
 
 } // namespace
 
-Command addCutCommand(CLI::App& program)
+Command addCutCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("cut", "Make a movie of some frames of another");
+    const Syntax syntax = program.subcommand("cut", "Make a movie of some frames of another");
     auto arguments = std::make_shared<CutArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->output.addTo(*app, "movie")->required();
-    arguments->frames.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runCut(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->output.addTo(syntax, "movie").required();
+    arguments->frames.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runCut(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -178,15 +178,15 @@ ExitCode runDiff(const DiffArguments& arguments)
 
 } // namespace
 
-Command addDiffCommand(CLI::App& program)
+Command addDiffCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("diff", "Tell what two movies differ in");
+    const Syntax syntax = program.subcommand("diff", "Tell what two movies differ in");
     auto arguments = std::make_shared<DiffArguments>();
-    app->add_option("A", arguments->a, "A movie")->required();
-    app->add_option("B", arguments->b, "Another one")->required();
-    app->add_flag("--json", arguments->json, "One JSON object");
-    app->footer(notes);
-    return {app, [arguments] { return runDiff(*arguments); }, ExitCode::Trouble};
+    syntax.option("A", arguments->a, "A movie").required();
+    syntax.option("B", arguments->b, "Another one").required();
+    syntax.flag("--json", arguments->json, "One JSON object");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runDiff(*arguments); }, ExitCode::Trouble};
 }
 
 } // namespace zd::tool

@@ -123,40 +123,41 @@ ExitCode runExport(const ExportArguments& arguments)
     return tellLostFrames(options.movie, result.lost);
 }
 
+std::vector<std::string> formWords()
+{
+    std::vector<std::string> words;
+    for (const QString& name : movietools::formNames())
+        words.push_back(name.toStdString());
+    return words;
+}
+
 } // namespace
 
-Command addExportCommand(CLI::App& program)
+Command addExportCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("export", "Write frames in a form for other programs");
+    const Syntax syntax = program.subcommand("export", "Write frames in a form for other programs");
     auto arguments = std::make_shared<ExportArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->output.addTo(*app, "file or folder")->required();
-    app->add_option("--to", arguments->form, "The form, when the name of the output does not tell it")
-        ->check(CLI::IsMember([] {
-            std::vector<std::string> names;
-            for (const QString& name : movietools::formNames())
-                names.push_back(name.toStdString());
-            return names;
-        }()))
-        ->type_name("FORM");
-    arguments->frames.addTo(*app);
-    CLI::Option* palette = app->add_flag("--palette", arguments->palette, "Colours through the movie's palette");
-    CLI::Option* depth =
-        app->add_option("--depth", arguments->depth, "Grey of 8 or 16 bits, scaled to the movie's range")
-            ->check(CLI::IsMember({8, 16}))
-            ->type_name("BITS")
-            ->excludes(palette);
-    app->add_option("--range", arguments->range, "Values for black and white, instead of the movie's")
-        ->expected(2)
-        ->needs(depth)
-        ->type_name("LOW HIGH");
-    CLI::Option* sidecar =
-        app->add_flag("--sidecar", arguments->sidecar, "Write the JSON file beside a plain stack, too");
-    app->add_flag("--no-sidecar", arguments->noSidecar, "Write no JSON file")->excludes(sidecar);
-    app->add_flag("--fiber-regions", arguments->regions,
-                  "Add the fibre centres to OME metadata as a region of interest");
-    app->footer(notes);
-    return {app, [arguments] { return runExport(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->output.addTo(syntax, "file or folder").required();
+    syntax.option("--to", arguments->form, "The form, when the name of the output does not tell it")
+        .oneOf(formWords())
+        .typeName("FORM");
+    arguments->frames.addTo(syntax);
+    const Option palette = syntax.flag("--palette", arguments->palette, "Colours through the movie's palette");
+    const Option depth = syntax.option("--depth", arguments->depth, "Grey of 8 or 16 bits, scaled to the movie's range")
+                             .oneOf({8, 16})
+                             .typeName("BITS")
+                             .excludes(palette);
+    syntax.option("--range", arguments->range, "Values for black and white, instead of the movie's")
+        .values(2)
+        .needs(depth)
+        .typeName("LOW HIGH");
+    const Option sidecar =
+        syntax.flag("--sidecar", arguments->sidecar, "Write the JSON file beside a plain stack, too");
+    syntax.flag("--no-sidecar", arguments->noSidecar, "Write no JSON file").excludes(sidecar);
+    syntax.flag("--fiber-regions", arguments->regions, "Add the fibre centres to OME metadata as a region of interest");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runExport(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -122,23 +122,23 @@ ExitCode runFibers(const FibersArguments& arguments)
 
 } // namespace
 
-Command addFibersCommand(CLI::App& program)
+Command addFibersCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("fibers", "List the positions of the fibres");
+    const Syntax syntax = program.subcommand("fibers", "List the positions of the fibres");
     auto arguments = std::make_shared<FibersArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    app->add_option("--mode", arguments->mode, "stored, clamped or bundle")
-        ->check(CLI::IsMember({"stored", "clamped", "bundle"}))
-        ->type_name("MODE")
-        ->capture_default_str();
-    app->add_flag("--sorted", arguments->sorted, "Row by row, instead of in the order of the file");
-    app->add_option("--form", arguments->form, "raster, index, offset or world")
-        ->check(CLI::IsMember({"raster", "index", "offset", "world"}))
-        ->type_name("FORM")
-        ->capture_default_str();
-    arguments->format.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runFibers(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    syntax.option("--mode", arguments->mode, "stored, clamped or bundle")
+        .oneOf({"stored", "clamped", "bundle"})
+        .typeName("MODE")
+        .showsDefault();
+    syntax.flag("--sorted", arguments->sorted, "Row by row, instead of in the order of the file");
+    syntax.option("--form", arguments->form, "raster, index, offset or world")
+        .oneOf({"raster", "index", "offset", "world"})
+        .typeName("FORM")
+        .showsDefault();
+    arguments->format.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runFibers(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -157,18 +157,18 @@ ExitCode runFollow(const FollowArguments& arguments)
 
 } // namespace
 
-Command addFollowCommand(CLI::App& program)
+Command addFollowCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("follow", "Watch a movie while it is being recorded");
+    const Syntax syntax = program.subcommand("follow", "Watch a movie while it is being recorded");
     auto arguments = std::make_shared<FollowArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to watch")->required();
-    app->add_option("--interval", arguments->interval, "Seconds between two looks")
-        ->check(CLI::Range(shortestInterval, longestInterval).description(""))
-        ->type_name("SECONDS")
-        ->capture_default_str();
-    app->add_flag("--json", arguments->json, "One JSON object for each look, in one line");
-    app->footer(notes);
-    return {app, [arguments] { return runFollow(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to watch").required();
+    syntax.option("--interval", arguments->interval, "Seconds between two looks")
+        .within(shortestInterval, longestInterval)
+        .typeName("SECONDS")
+        .showsDefault();
+    syntax.flag("--json", arguments->json, "One JSON object for each look, in one line");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runFollow(*arguments); }};
 }
 
 } // namespace zd::tool

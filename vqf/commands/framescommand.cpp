@@ -160,17 +160,17 @@ ExitCode runFrames(const FramesArguments& arguments)
 
 } // namespace
 
-Command addFramesCommand(CLI::App& program)
+Command addFramesCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("frames", "List the frames of a movie");
+    const Syntax syntax = program.subcommand("frames", "List the frames of a movie");
     auto arguments = std::make_shared<FramesArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    CLI::Option* stats = app->add_flag("--stats", arguments->stats, "How regularly frames follow each other, instead");
-    app->add_flag("--gaps", arguments->gaps, "Only where frames were dropped or time runs back")->excludes(stats);
-    arguments->frames.addTo(*app);
-    arguments->format.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runFrames(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    const Option stats = syntax.flag("--stats", arguments->stats, "How regularly frames follow each other, instead");
+    syntax.flag("--gaps", arguments->gaps, "Only where frames were dropped or time runs back").excludes(stats);
+    arguments->frames.addTo(syntax);
+    arguments->format.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runFrames(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -125,25 +125,25 @@ ExitCode runImport(const ImportArguments& arguments)
 
 } // namespace
 
-Command addImportCommand(CLI::App& program)
+Command addImportCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("import", "Make a movie from pictures of other programs");
+    const Syntax syntax = program.subcommand("import", "Make a movie from pictures of other programs");
     auto arguments = std::make_shared<ImportArguments>();
-    app->add_option("SOURCE", arguments->stacks, "Stacks, folders of pictures, arrays, videos")->required();
-    arguments->movie.addTo(*app, "movie")->required();
-    arguments->frames.addTo(*app);
-    app->add_option("--attr", arguments->attributes, "A header attribute; may be given several times")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
-    app->add_option("--comment", arguments->comment, "The movie's comment; may have several lines")->type_name("TEXT");
-    app->add_flag("--checksum", arguments->checksums, "Give the movie checksums of its frames, for \"vqf verify\"");
-    app->add_option("--size", arguments->size, "Size of the frames in a file of samples")->type_name("WxH");
-    app->add_option("--type", arguments->type, "Type of its samples: u8, s8, u16, s16, u32, s32, f32, f64, rgb8, rgba8")
-        ->type_name("TYPE");
-    app->add_option("--offset", arguments->offset, "Bytes before its first frame")->type_name("BYTES");
-    app->add_flag("--pixels-only", arguments->pixelsOnly, "Leave what the sources say beside their pixels");
-    app->footer(notes);
-    return {app, [arguments] { return runImport(*arguments); }};
+    syntax.option("SOURCE", arguments->stacks, "Stacks, folders of pictures, arrays, videos").required();
+    arguments->movie.addTo(syntax, "movie").required();
+    arguments->frames.addTo(syntax);
+    syntax.option("--attr", arguments->attributes, "A header attribute; may be given several times")
+        .typeName("NAME=VALUE")
+        .oneValueEach();
+    syntax.option("--comment", arguments->comment, "The movie's comment; may have several lines").typeName("TEXT");
+    syntax.flag("--checksum", arguments->checksums, "Give the movie checksums of its frames, for \"vqf verify\"");
+    syntax.option("--size", arguments->size, "Size of the frames in a file of samples").typeName("WxH");
+    syntax.option("--type", arguments->type, "Type of its samples: u8, s8, u16, s16, u32, s32, f32, f64, rgb8, rgba8")
+        .typeName("TYPE");
+    syntax.option("--offset", arguments->offset, "Bytes before its first frame").typeName("BYTES");
+    syntax.flag("--pixels-only", arguments->pixelsOnly, "Leave what the sources say beside their pixels");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runImport(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -190,16 +190,16 @@ ExitCode runInfo(const InfoArguments& arguments)
 
 } // namespace
 
-Command addInfoCommand(CLI::App& program)
+Command addInfoCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("info", "Tell what movies hold");
+    const Syntax syntax = program.subcommand("info", "Tell what movies hold");
     auto arguments = std::make_shared<InfoArguments>();
-    app->add_option("MOVIE", arguments->movies, "The movies to read")->required();
-    CLI::Option* field =
-        app->add_option("--field", arguments->field, "Print the bare value of one field")->type_name("FIELD");
-    app->add_flag("--json", arguments->json, "One JSON object for each movie, in one line")->excludes(field);
-    app->footer(notes);
-    return {app, [arguments] { return runInfo(*arguments); }};
+    syntax.option("MOVIE", arguments->movies, "The movies to read").required();
+    const Option field =
+        syntax.option("--field", arguments->field, "Print the bare value of one field").typeName("FIELD");
+    syntax.flag("--json", arguments->json, "One JSON object for each movie, in one line").excludes(field);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runInfo(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -46,14 +46,14 @@ ExitCode runJoin(const JoinArguments& arguments)
 
 } // namespace
 
-Command addJoinCommand(CLI::App& program)
+Command addJoinCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("join", "Put movies one behind the other");
+    const Syntax syntax = program.subcommand("join", "Put movies one behind the other");
     auto arguments = std::make_shared<JoinArguments>();
-    app->add_option("MOVIE", arguments->movies, "The movies to read, in order")->required();
-    arguments->output.addTo(*app, "movie")->required();
-    app->footer(notes);
-    return {app, [arguments] { return runJoin(*arguments); }};
+    syntax.option("MOVIE", arguments->movies, "The movies to read, in order").required();
+    arguments->output.addTo(syntax, "movie").required();
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runJoin(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -147,20 +147,20 @@ ExitCode runLs(const LsArguments& arguments)
 
 } // namespace
 
-Command addListCommand(CLI::App& program)
+Command addListCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("ls", "List the movies of folders");
+    const Syntax syntax = program.subcommand("ls", "List the movies of folders");
     auto arguments = std::make_shared<LsArguments>();
-    app->add_option("DIR", arguments->places, "Folders and movies; the current folder without any");
-    app->add_flag("-r,--recursive", arguments->recursive, "Folders in folders as well");
-    app->add_option("--sort", arguments->sort, "The field to sort by")->type_name("FIELD")->capture_default_str();
-    app->add_flag("--reverse", arguments->reverse, "Largest or last first");
-    app->add_option("--where", arguments->conditions, "Only movies for which this holds, like \"frames>100\"")
-        ->type_name("CONDITION")
-        ->allow_extra_args(false);
-    arguments->format.addTo(*app);
-    app->footer(notes);
-    return {app, [arguments] { return runLs(*arguments); }};
+    syntax.option("DIR", arguments->places, "Folders and movies; the current folder without any");
+    syntax.flag("-r,--recursive", arguments->recursive, "Folders in folders as well");
+    syntax.option("--sort", arguments->sort, "The field to sort by").typeName("FIELD").showsDefault();
+    syntax.flag("--reverse", arguments->reverse, "Largest or last first");
+    syntax.option("--where", arguments->conditions, "Only movies for which this holds, like \"frames>100\"")
+        .typeName("CONDITION")
+        .oneValueEach();
+    arguments->format.addTo(syntax);
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runLs(*arguments); }};
 }
 
 } // namespace zd::tool

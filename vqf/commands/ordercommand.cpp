@@ -23,14 +23,14 @@ struct OrderArguments {
     std::string movie;
     unsigned first = 0;
     unsigned circularSize = 0;
-    CLI::Option* circularOption = nullptr;
+    Option circularOption;
 };
 
 ExitCode runOrder(const OrderArguments& arguments)
 {
     const QString path = QString::fromStdString(arguments.movie);
     std::optional<unsigned> circularSize;
-    if (arguments.circularOption->count() > 0)
+    if (arguments.circularOption.isGiven())
         circularSize = arguments.circularSize;
     movietools::putFrameFirst(path, arguments.first, circularSize);
     tell(QStringLiteral("%1: begins with what was frame %2").arg(escaped(path)).arg(arguments.first));
@@ -39,18 +39,18 @@ ExitCode runOrder(const OrderArguments& arguments)
 
 } // namespace
 
-Command addOrderCommand(CLI::App& program)
+Command addOrderCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("order", "Choose the first frame of a circular recording");
+    const Syntax syntax = program.subcommand("order", "Choose the first frame of a circular recording");
     auto arguments = std::make_shared<OrderArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to change")->required();
-    app->add_option("--first", arguments->first, "The frame to come first, from 0")->required()->type_name("FRAME");
-    arguments->circularOption =
-        app->add_option("--circular", arguments->circularSize,
-                        "Frames of the circular part, fewer than all; the whole movie without this")
-            ->type_name("FRAMES");
-    app->footer(notes);
-    return {app, [arguments] { return runOrder(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to change").required();
+    syntax.option("--first", arguments->first, "The frame to come first, from 0").required().typeName("FRAME");
+    arguments->circularOption = syntax
+                                    .option("--circular", arguments->circularSize,
+                                            "Frames of the circular part, fewer than all; the whole movie without this")
+                                    .typeName("FRAMES");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runOrder(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -51,18 +51,16 @@ ExitCode runPlot(const PlotArguments& arguments)
 
 } // namespace
 
-Command addPlotCommand(CLI::App& program)
+Command addPlotCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("plot", "Draw intensity, laser power and frame interval over time");
+    const Syntax syntax = program.subcommand("plot", "Draw intensity, laser power and frame interval over time");
     auto arguments = std::make_shared<PlotArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->picture.addTo(*app, "picture")->required();
-    arguments->frames.addTo(*app);
-    app->add_option("--size", arguments->size, "Size of the picture in pixels")
-        ->type_name("WIDTHxHEIGHT")
-        ->capture_default_str();
-    app->footer(notes);
-    return {app, [arguments] { return runPlot(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->picture.addTo(syntax, "picture").required();
+    arguments->frames.addTo(syntax);
+    syntax.option("--size", arguments->size, "Size of the picture in pixels").typeName("WIDTHxHEIGHT").showsDefault();
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runPlot(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -152,21 +152,20 @@ ExitCode runRecover(const RecoverArguments& arguments)
 
 } // namespace
 
-Command addRecoverCommand(CLI::App& program)
+Command addRecoverCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("recover", "Put a dead or damaged movie together again");
+    const Syntax syntax = program.subcommand("recover", "Put a dead or damaged movie together again");
     auto arguments = std::make_shared<RecoverArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to recover")->required();
-    arguments->output.addTo(*app, "movie");
-    app->add_flag("--in-place", arguments->inPlace, "Change the movie itself");
-    app->add_option("--like", arguments->like, "A movie of the same kind, for a header that is lost")
-        ->type_name("MOVIE");
-    app->add_option("--attr", arguments->attributes, "A header value that the movie does not tell")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
-    app->add_flag("--json", arguments->json, "One JSON object");
-    app->footer(notes);
-    return {app, [arguments] { return runRecover(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to recover").required();
+    arguments->output.addTo(syntax, "movie");
+    syntax.flag("--in-place", arguments->inPlace, "Change the movie itself");
+    syntax.option("--like", arguments->like, "A movie of the same kind, for a header that is lost").typeName("MOVIE");
+    syntax.option("--attr", arguments->attributes, "A header value that the movie does not tell")
+        .typeName("NAME=VALUE")
+        .oneValueEach();
+    syntax.flag("--json", arguments->json, "One JSON object");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runRecover(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -26,7 +26,7 @@ struct ReplaceArguments {
     std::string stack;
     std::string time;
     double laserPower = 0;
-    CLI::Option* laserPowerOption = nullptr;
+    Option laserPowerOption;
 };
 
 ExitCode runReplace(const ReplaceArguments& arguments)
@@ -38,7 +38,7 @@ ExitCode runReplace(const ReplaceArguments& arguments)
             throw UsageError{"--time " + arguments.time + ": write it as 2024-03-01T10:00:00Z, a time before 2038"};
     }
     std::optional<float> laserPower;
-    if (arguments.laserPowerOption->count() > 0) {
+    if (arguments.laserPowerOption.isGiven()) {
         if (!movietools::isLaserPower(arguments.laserPower))
             throw UsageError{"--laser-power is a fraction of full power, from 0 to 1; -1: not known"};
         laserPower = static_cast<float>(arguments.laserPower);
@@ -51,19 +51,19 @@ ExitCode runReplace(const ReplaceArguments& arguments)
 
 } // namespace
 
-Command addReplaceCommand(CLI::App& program)
+Command addReplaceCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("replace", "Replace one frame of a movie");
+    const Syntax syntax = program.subcommand("replace", "Replace one frame of a movie");
     auto arguments = std::make_shared<ReplaceArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to change")->required();
-    app->add_option("FRAME", arguments->frame, "The frame to replace, from 0")->required();
-    app->add_option("STACK", arguments->stack, "The TIFF file with the new frame")->required();
-    app->add_option("--time", arguments->time, "Its time")->type_name("TIME");
+    syntax.option("MOVIE", arguments->movie, "The movie to change").required();
+    syntax.option("FRAME", arguments->frame, "The frame to replace, from 0").required();
+    syntax.option("STACK", arguments->stack, "The TIFF file with the new frame").required();
+    syntax.option("--time", arguments->time, "Its time").typeName("TIME");
     arguments->laserPowerOption =
-        app->add_option("--laser-power", arguments->laserPower, "Its laser power, 0 to 1; -1: not known")
-            ->type_name("POWER");
-    app->footer(notes);
-    return {app, [arguments] { return runReplace(*arguments); }};
+        syntax.option("--laser-power", arguments->laserPower, "Its laser power, 0 to 1; -1: not known")
+            .typeName("POWER");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runReplace(*arguments); }};
 }
 
 } // namespace zd::tool

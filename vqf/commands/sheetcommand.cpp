@@ -47,24 +47,22 @@ ExitCode runSheet(const SheetArguments& arguments)
 
 } // namespace
 
-Command addSheetCommand(CLI::App& program)
+Command addSheetCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("sheet", "Draw a contact sheet: frames side by side with their times");
+    const Syntax syntax = program.subcommand("sheet", "Draw a contact sheet: frames side by side with their times");
     auto arguments = std::make_shared<SheetArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->picture.addTo(*app, "picture")->required();
-    arguments->frames.addTo(*app);
-    app->add_option("--count", arguments->sheet.pictures, "Most pictures")
-        ->check(CLI::Range(1, 10000))
-        ->capture_default_str();
-    app->add_option("--columns", arguments->sheet.columns, "Pictures side by side; 0: by itself")
-        ->check(CLI::Range(0, 1000))
-        ->capture_default_str();
-    app->add_option("--side", arguments->sheet.side, "Pixels that the longer side of a picture has")
-        ->check(CLI::Range(16, 2000))
-        ->capture_default_str();
-    app->footer(notes);
-    return {app, [arguments] { return runSheet(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->picture.addTo(syntax, "picture").required();
+    arguments->frames.addTo(syntax);
+    syntax.option("--count", arguments->sheet.pictures, "Most pictures").within(1, 10000).showsDefault();
+    syntax.option("--columns", arguments->sheet.columns, "Pictures side by side; 0: by itself")
+        .within(0, 1000)
+        .showsDefault();
+    syntax.option("--side", arguments->sheet.side, "Pixels that the longer side of a picture has")
+        .within(16, 2000)
+        .showsDefault();
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runSheet(*arguments); }};
 }
 
 } // namespace zd::tool

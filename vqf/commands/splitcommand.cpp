@@ -28,13 +28,13 @@ struct SplitArguments {
     OutputArgument output;
     std::string every;
     std::uint64_t maxSize = 0;
-    CLI::Option* maxSizeOption = nullptr;
+    Option maxSizeOption;
 };
 
 movietools::PartLength partLength(const SplitArguments& arguments)
 {
     movietools::PartLength length;
-    if (arguments.maxSizeOption->count() > 0)
+    if (arguments.maxSizeOption.isGiven())
         length.bytes = arguments.maxSize;
     if (arguments.every.empty()) {
         if (!length.bytes)
@@ -73,19 +73,18 @@ ExitCode runSplit(const SplitArguments& arguments)
 
 } // namespace
 
-Command addSplitCommand(CLI::App& program)
+Command addSplitCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("split", "Cut a movie into parts");
+    const Syntax syntax = program.subcommand("split", "Cut a movie into parts");
     auto arguments = std::make_shared<SplitArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->output.addTo(*app, "parts")->description("What the parts are named after; the movie without this");
-    app->add_option("--every", arguments->every, "Frames of each part, like 100, or their time, like 10s")
-        ->type_name("LENGTH");
-    arguments->maxSizeOption = app->add_option("--max-size", arguments->maxSize, "Largest file, like 500MB")
-                                   ->transform(CLI::AsSizeValue(true).description(""))
-                                   ->type_name("SIZE");
-    app->footer(notes);
-    return {app, [arguments] { return runSplit(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->output.addTo(syntax, "parts").describedAs("What the parts are named after; the movie without this");
+    syntax.option("--every", arguments->every, "Frames of each part, like 100, or their time, like 10s")
+        .typeName("LENGTH");
+    arguments->maxSizeOption =
+        syntax.option("--max-size", arguments->maxSize, "Largest file, like 500MB").asSize().typeName("SIZE");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runSplit(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -92,20 +92,18 @@ ExitCode runThumb(const ThumbArguments& arguments)
 
 } // namespace
 
-Command addThumbCommand(CLI::App& program)
+Command addThumbCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("thumb", "Draw a frame as a small picture");
+    const Syntax syntax = program.subcommand("thumb", "Draw a frame as a small picture");
     auto arguments = std::make_shared<ThumbArguments>();
-    app->add_option("MOVIE", arguments->movie, "The movie to read")->required();
-    arguments->picture.addTo(*app, "picture")->required();
-    app->add_option("--frame", arguments->frame, "The frame, from 0; negative from the end")->capture_default_str();
-    app->add_option("--size", arguments->size, "The box to fit, in pixels")
-        ->type_name("WIDTHxHEIGHT")
-        ->capture_default_str();
-    app->add_option("--to", arguments->format, "The picture's format, whatever its name")->type_name("FORMAT");
-    app->add_flag("--untrusted", arguments->untrusted, "Bound what a file of unknown origin costs");
-    app->footer(notes);
-    return {app, [arguments] { return runThumb(*arguments); }};
+    syntax.option("MOVIE", arguments->movie, "The movie to read").required();
+    arguments->picture.addTo(syntax, "picture").required();
+    syntax.option("--frame", arguments->frame, "The frame, from 0; negative from the end").showsDefault();
+    syntax.option("--size", arguments->size, "The box to fit, in pixels").typeName("WIDTHxHEIGHT").showsDefault();
+    syntax.option("--to", arguments->format, "The picture's format, whatever its name").typeName("FORMAT");
+    syntax.flag("--untrusted", arguments->untrusted, "Bound what a file of unknown origin costs");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runThumb(*arguments); }};
 }
 
 } // namespace zd::tool

@@ -75,14 +75,14 @@ ExitCode runVerify(const VerifyArguments& arguments)
 
 } // namespace
 
-Command addVerifyCommand(CLI::App& program)
+Command addVerifyCommand(const Syntax& program)
 {
-    CLI::App* app = program.add_subcommand("verify", "Examine movies for damage");
+    const Syntax syntax = program.subcommand("verify", "Examine movies for damage");
     auto arguments = std::make_shared<VerifyArguments>();
-    app->add_option("MOVIE", arguments->movies, "The movies to examine")->required();
-    app->add_flag("--json", arguments->json, "One JSON object for each movie, in one line");
-    app->footer(notes);
-    return {app, [arguments] { return runVerify(*arguments); }};
+    syntax.option("MOVIE", arguments->movies, "The movies to examine").required();
+    syntax.flag("--json", arguments->json, "One JSON object for each movie, in one line");
+    syntax.footer(notes);
+    return {syntax, [arguments] { return runVerify(*arguments); }};
 }
 
 } // namespace zd::tool

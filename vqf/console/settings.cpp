@@ -2,9 +2,6 @@
 
 #include <log/logger.h>
 
-#include <map>
-#include <string>
-
 namespace zd::tool {
 
 namespace {
@@ -22,20 +19,20 @@ void reportEverything()
 const char* const settingsNote = "\n\nAlso: --json, --progress auto|always|never, -q (only results), -v (all that the "
                                  "library reports).";
 
-void addSettings(CLI::App& program)
+void addSettings(const Syntax& program)
 {
     using Progress = Settings::Progress;
-    const std::map<std::string, Progress> words{
-        {"auto", Progress::Auto}, {"always", Progress::Always}, {"never", Progress::Never}};
-    program.add_option("--progress", given.progress, "Show how far long jobs are: auto (on a terminal), always, never")
-        ->transform(CLI::CheckedTransformer(words))
-        ->type_name("WHEN")
-        ->option_text("WHEN");
-    program.add_flag("--json", given.json, "Results as JSON, each object beginning with its schema and version");
-    CLI::Option* quiet = program.add_flag("-q,--quiet", given.quiet, "Only results and errors");
-    program.add_flag_callback("-v,--verbose", reportEverything, "Also what the library reports for information")
-        ->excludes(quiet);
-    program.fallthrough();
+    program
+        .choice(
+            "--progress",
+            {{"auto", int(Progress::Auto)}, {"always", int(Progress::Always)}, {"never", int(Progress::Never)}},
+            [](int chosen) { given.progress = static_cast<Progress>(chosen); },
+            "Show how far long jobs are: auto (on a terminal), always, never")
+        .typeName("WHEN")
+        .valueText("WHEN");
+    program.flag("--json", given.json, "Results as JSON, each object beginning with its schema and version");
+    const Option quiet = program.flag("-q,--quiet", given.quiet, "Only results and errors");
+    program.flag("-v,--verbose", reportEverything, "Also what the library reports for information").excludes(quiet);
 }
 
 const Settings& settings()

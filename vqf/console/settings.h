@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 /// What the user wants to hear of any subcommand, beside its results.
 namespace zd::tool {
@@ -18,7 +18,7 @@ struct Settings {
 };
 
 /// Adds the options that every subcommand takes; they may stand before and behind its name.
-void addSettings(CLI::App& program);
+void addSettings(const Syntax& program);
 
 /// Valid once the arguments were parsed.
 const Settings& settings();

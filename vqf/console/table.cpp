@@ -19,13 +19,13 @@ QString quoted(const QString& text)
 
 } // namespace
 
-void TableFormatArgument::addTo(CLI::App& app)
+void TableFormatArgument::addTo(const Syntax& syntax)
 {
-    CLI::Option* format = app.add_option("--format", m_format, "table, csv, json or ndjson (one JSON object a row)")
-                              ->check(CLI::IsMember({"table", "csv", "json", "ndjson"}))
-                              ->type_name("FORMAT")
-                              ->capture_default_str();
-    app.add_flag("--json", m_json, "The same as --format json: one JSON object")->excludes(format);
+    const Option format = syntax.option("--format", m_format, "table, csv, json or ndjson (one JSON object a row)")
+                              .oneOf({"table", "csv", "json", "ndjson"})
+                              .typeName("FORMAT")
+                              .showsDefault();
+    syntax.flag("--json", m_json, "The same as --format json: one JSON object").excludes(format);
 }
 
 TableFormat TableFormatArgument::value() const

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <QJsonObject>
 #include <QJsonValue>
@@ -28,7 +28,7 @@ class TableFormatArgument {
 public:
     explicit TableFormatArgument(const char* preset = "table") : m_format(preset) {}
     /// Adds the options to a subcommand. The object must live until the arguments were used.
-    void addTo(CLI::App& app);
+    void addTo(const Syntax& syntax);
     TableFormat value() const;
 
 private:

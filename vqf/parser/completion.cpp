@@ -1,4 +1,4 @@
-#include <vqf/completion.h>
+#include <vqf/parser/completion.h>
 
 namespace zd::tool {
 

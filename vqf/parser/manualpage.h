@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vqf/commandtree.h>
+#include <vqf/parser/commandtree.h>
 
 namespace zd::tool {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <vqf/parser/syntax.h>
 
 #include <QString>
 #include <QStringList>
@@ -30,7 +30,7 @@ struct CommandWords {
 
 /// Describes a program with all its subcommands but hidden ones. The options of the program itself are entered for each
 /// subcommand as well, since they may stand there.
-CommandWords describe(const CLI::App& program);
+CommandWords describe(const Syntax& program);
 
 /// Every command of the tree that can be run or completed, the program first.
 std::vector<const CommandWords*> allCommands(const CommandWords& program);

@@ -1,4 +1,4 @@
-#include <vqf/manualpage.h>
+#include <vqf/parser/manualpage.h>
 
 #include <QRegularExpression>
 

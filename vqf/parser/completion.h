@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vqf/commandtree.h>
+#include <vqf/parser/commandtree.h>
 
 /// What makes shells complete the program's commands, options and their values; other words are completed as files.
 namespace zd::tool {

@@ -1,5 +1,6 @@
-#include <vqf/commandtree.h>
+#include <vqf/parser/commandtree.h>
 
+#include <CLI/CLI.hpp>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -92,8 +93,9 @@ bool standsAnywhere(const OptionWords& option)
 
 } // namespace
 
-CommandWords describe(const CLI::App& program)
+CommandWords describe(const Syntax& syntax)
 {
+    const CLI::App& program = syntax.parser();
     std::vector<OptionWords> everywhere = optionsOf(program);
     std::erase_if(everywhere, [](const OptionWords& option) { return !standsAnywhere(option); });
     CommandWords words = describe(program, {}, everywhere);
