@@ -3,6 +3,7 @@
 import _thread
 import pathlib
 import random
+import struct
 import sys
 import threading
 
@@ -10,12 +11,12 @@ import numpy as np
 import pytest
 import tifffile
 
-import make_corpus
+import movies
 import reference_reader
 import vqf
 from conftest import FRAMES, HEIGHT, START, WIDTH, record, samples
 
-CORPUS = pathlib.Path(make_corpus.__file__).parent / "corpus" / "fz_open"
+CORPUS = pathlib.Path(__file__).parents[2] / "fuzz" / "corpus" / "fz_open"
 
 
 @pytest.mark.parametrize("batch", [64 << 20, 130, 1])
@@ -74,7 +75,7 @@ def test_sample_types_agree_with_tifffile(tmp_path, dtype):
 
 @pytest.mark.parametrize("pixel_type", range(1, 13))
 def test_the_other_byte_order_comes_out_native(tmp_path, pixel_type):
-    data = make_corpus.movie(pixel_type, width=2, height=2, frames=3, endian=1).file()
+    data = movies.movie(pixel_type, width=2, height=2, frames=3, endian=1).file()
     (tmp_path / "m.vqf").write_bytes(data)
     movie = vqf.open(tmp_path / "m.vqf")
     stored = [reference_reader.chunk_at(data, at * (movie[0].nbytes + 32), 2) for at in range(3)]
@@ -86,7 +87,7 @@ def test_the_other_byte_order_comes_out_native(tmp_path, pixel_type):
 
 
 def test_frames_that_lie_unevenly_are_not_mapped(tmp_path):
-    (tmp_path / "m.vqf").write_bytes(make_corpus.movie(frames=2).add(99, b"x").add(2, bytes(range(16))).file())
+    (tmp_path / "m.vqf").write_bytes(movies.movie(frames=2).add(99, b"x").add(2, bytes(range(16))).file())
     movie = vqf.open(tmp_path / "m.vqf")
     assert movie[2].tobytes() == bytes(range(16))
     with pytest.raises(ValueError, match="evenly"):
@@ -113,7 +114,7 @@ def test_what_describes_the_frames(path, stack):
 
 
 def test_missing_times_and_powers_are_not_numbers(tmp_path):
-    made = make_corpus.movie(frames=3).add(7, make_corpus.struct.pack("<4i", -1, 5, 10, 999999))
+    made = movies.movie(frames=3).add(7, struct.pack("<4i", -1, 5, 10, 999999))
     (tmp_path / "m.vqf").write_bytes(made.file())
     movie = vqf.open(tmp_path / "m.vqf")
     assert np.array_equal(movie.times, [-0.999995, 10.999999, np.nan], equal_nan=True)
@@ -191,14 +192,14 @@ def test_damaged_frames(path, tmp_path, stack):
         movie.asarray()
     assert caught.value.code == "CHB_LFD_PARSE"
     assert np.array_equal(movie[3], stack[3])
-    short = make_corpus.movie(frames=1).add(2, b"12345")
+    short = movies.movie(frames=1).add(2, b"12345")
     for endian in (1, 2):
         short.attributes["endian"] = str(endian)
         (tmp_path / "short.vqf").write_bytes(short.file())
         with pytest.raises(vqf.MovieError, match="frame 1 has 5 of 16 bytes"):
             vqf.open(tmp_path / "short.vqf")[1]
     for name in ("width", "pixtype"):
-        made = make_corpus.movie()
+        made = movies.movie()
         del made.attributes[name], made.attributes["pixbits"]
         (tmp_path / "bare.vqf").write_bytes(made.file())
         bare = vqf.open(tmp_path / "bare.vqf")
@@ -219,7 +220,7 @@ def test_hostile_files_agree_with_the_reference_reader(tmp_path):
     seeds = [file.read_bytes() for file in sorted(CORPUS.iterdir())]
     opened = 0
     path = tmp_path / "movie.vqf"
-    for data in seeds + [make_corpus.mutant(chance.choice(seeds), chance) for _ in range(1500)]:
+    for data in seeds + [movies.mutant(chance.choice(seeds), chance) for _ in range(1500)]:
         path.unlink(missing_ok=True)
         path.write_bytes(data)
         try:

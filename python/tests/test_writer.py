@@ -2,12 +2,13 @@
 
 import datetime
 import math
+import struct
 import time
 
 import numpy as np
 import pytest
 
-import make_corpus
+import movies
 import vqf
 from conftest import FRAMES, HEIGHT, START, WIDTH, record, samples
 
@@ -171,7 +172,7 @@ def test_changing_a_movie(path, stack):
 
 
 def test_changing_movies_that_are_odd(tmp_path):
-    made = make_corpus.movie(frames=2).add(7, make_corpus.struct.pack("<6i", 1, 0, 2, 0, 3, 0))
+    made = movies.movie(frames=2).add(7, struct.pack("<6i", 1, 0, 2, 0, 3, 0))
     (tmp_path / "m.vqf").write_bytes(made.file())
     frame = np.zeros((2, 4), "u2")
     with vqf.modify(tmp_path / "m.vqf") as writer:
@@ -179,7 +180,7 @@ def test_changing_movies_that_are_odd(tmp_path):
             writer.append(frame, 4)
         with pytest.raises(ValueError, match="all frames"):
             writer.replace(0, frame, 1)
-    long = make_corpus.movie(frames=1).add(2, bytes(5000))
+    long = movies.movie(frames=1).add(2, bytes(5000))
     (tmp_path / "m.vqf").write_bytes(long.file())
     with vqf.modify(tmp_path / "m.vqf") as writer:
         with pytest.raises(vqf.MovieError, match="frame 1 has 5000 of 16 bytes"):
