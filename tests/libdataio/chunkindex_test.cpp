@@ -1,5 +1,6 @@
-#include <libdataio/chunkindex.h>
+#include <libdataio/chunkinfo.h>
 #include <tests/support/moviebytes.h>
+#include <tests/support/printed.h>
 #include <tests/support/report.h>
 
 #include <gmock/gmock.h>
@@ -16,14 +17,16 @@ using testing::ElementsAre;
 using Record = ChunkRecord;
 using Map = ChunkIndex::Map;
 
-std::string saved(ChunkIndex& index)
+template <typename Index>
+std::string saved(Index& index)
 {
     int size = -1;
     const std::unique_ptr<char[]> bytes(static_cast<char*>(index.save(size)));
     return {bytes.get(), static_cast<std::size_t>(size)};
 }
 
-int load(ChunkIndex& index, const std::string& payload)
+template <typename Index>
+int load(Index& index, const std::string& payload)
 {
     return index.load(payload.data(), static_cast<unsigned int>(payload.size()));
 }
@@ -32,6 +35,17 @@ std::string entry(std::uint32_t type, std::uint32_t offset, std::uint32_t length
 {
     return test::word(type) + test::word(offset) + test::word(length);
 }
+
+ChunkInfo exampleInfo()
+{
+    ChunkInfo info;
+    info[2].emplace_back(0U, 16U);
+    info.set(QStringLiteral("width"), 4);
+    info.set(QStringLiteral("height"), 2);
+    return info;
+}
+
+const std::string examplePayload = test::hex("01000000 02000000 00000000 10000000") + "height=2\nwidth=4\n";
 
 ChunkIndex example()
 {
@@ -154,6 +168,44 @@ TEST(ChunkIndex, IsAMapOfTypes)
     index.clear();
     EXPECT_FALSE(index.has(5));
     EXPECT_EQ(saved(index), test::hex("00000000"));
+}
+
+TEST(ChunkInfo, SavesIndexThenText)
+{
+    ChunkInfo info = exampleInfo();
+    EXPECT_EQ(saved(info), examplePayload);
+    info.set(QStringLiteral("height"), QStringLiteral("\u00E9\u00FF\u0100\u20AC\U0001F39E"));
+    EXPECT_EQ(saved(info), examplePayload.substr(0, 16) + "height=\xE9\xFF????\nwidth=4\n");
+    info.clear();
+    EXPECT_EQ(saved(info), test::hex("00000000"));
+}
+
+TEST(ChunkInfo, PrintsIndexThenAttributes)
+{
+    ChunkInfo info = exampleInfo();
+    info[2].emplace_back(48U, 1024U);
+    info[-2].emplace_back(0xFFFFFFFFU, 1U);
+    EXPECT_EQ(test::standardOutputOf([&] { info.dumpDebug(); }), "Chunk index----------------------\n"
+                                                                 "index[2][0] -> first: off 0 - len 16 \n"
+                                                                 "index[2][1] -> first: off 48 - len 1024 \n"
+                                                                 "index[-2][0] -> first: off -1 - len 1 \n"
+                                                                 "---------------------------------\n"
+                                                                 "Attribute Chunk Dump:\nNumber of items: 2\n"
+                                                                 "height -> 2\nwidth -> 4\n");
+}
+
+TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)
+{
+    ChunkInfo info;
+    info.set(QStringLiteral("height"), 99);
+    info.set(QStringLiteral("own"), 1);
+    EXPECT_EQ(load(info, examplePayload), 1);
+    const ChunkInfo copy = info;
+    EXPECT_EQ(load(info, examplePayload.substr(0, 16)), 1) << "an index without text";
+    EXPECT_THAT(info[2], ElementsAre(ChunkRecord(0, 16), ChunkRecord(0, 16)));
+    EXPECT_EQ(saved(info).substr(28), "height=2\nown=1\nwidth=4\n");
+    info = copy;
+    EXPECT_EQ(info[2].size(), 1U);
 }
 
 } // namespace zd

@@ -32,14 +32,6 @@ MovieBuilder threeFrames()
     return builder.frameFormat(4, 2, 5, 16);
 }
 
-/// Gives the tests the reader's protected operations.
-class OpenReader : public ImageReader {
-public:
-    using ImageReader::_dataFloats;
-    using ImageReader::_getStringVariable;
-    using ImageReader::_readChunk;
-};
-
 class Reading : public testing::Test {
 protected:
     void open(const MovieBuilder& movie) { openBytes(movie.movie()); }
@@ -88,7 +80,7 @@ protected:
 
     TemporaryDirectory m_directory;
     const QString m_path = m_directory.path("movie.vqf");
-    OpenReader m_reader;
+    ImageReader m_reader;
 };
 
 QString text(const char* latin1)
@@ -221,7 +213,6 @@ TEST_F(Reading, AnswersForTheHeader)
     EXPECT_EQ(m_reader.getMaskLevel(), 4095);
     EXPECT_EQ(m_reader.getComment(), text("a\nb\n\nc\xE9"));
     EXPECT_EQ(m_reader.getSpecificComment(), text("s"));
-    EXPECT_EQ(m_reader._getStringVariable(text("specific_comment")), text("s"));
     EXPECT_EQ(m_reader.dataType(), text("raw"));
 }
 
@@ -407,21 +398,6 @@ TEST_F(Reading, ZerosFollowAFrameThatIsTooShort)
     EXPECT_LT(allocations.largest(), 1'000'000U) << "more than 64 MiB";
 }
 
-TEST_F(Reading, TurnsWordsIntoFractions)
-{
-    const auto fractions = [this](const std::string& payload, const char* endian, std::size_t count) {
-        open(MovieBuilder().chunk(6, payload).attribute("endian", endian));
-        EXPECT_TRUE(m_reader._readChunk(ZD_FIBER_CENTERS_CHUNK, 0));
-        const float* values = m_reader._dataFloats();
-        return std::vector<float>(values, values + count);
-    };
-    EXPECT_EQ(fractions(words({0, 2147483648, 4294967295}), "2", 3), (std::vector<float>{0, 0.5F, 1}));
-    EXPECT_EQ(fractions(hex("00000000 80000000 FFFFFFFF"), "1", 3), (std::vector<float>{0, 0.5F, 1}));
-    EXPECT_EQ(
-        fractions(words({1, 4294967040}) + "xy", "2", 2),
-        (std::vector<float>{static_cast<float>(1 / 4294967295.0), static_cast<float>(4294967040 / 4294967295.0)}));
-}
-
 TEST_F(Reading, DeliversTimesAndLaserPowers)
 {
     open(threeFrames()
@@ -453,11 +429,8 @@ TEST_F(Reading, DeliversTimesAndLaserPowers)
     ASSERT_TRUE(m_reader.getLaserPower(1, power));
     EXPECT_EQ(power, 1.0F);
     EXPECT_TRUE(m_reader.getFrameTimer().empty());
-    for (const char* wrong : {"\x01\x02", "\x01\x02\x03\x04"}) {
-        open(threeFrames().chunk(8, wrong).chunk(7, "12 bytes too"));
-        EXPECT_FALSE(m_reader.getLaserPower(0, power));
-        EXPECT_FALSE(m_reader.getFrameTiming(0, time)) << "no multiple of 8";
-    }
+    open(threeFrames().chunk(8, "\x01\x02").chunk(7, "12 bytes too"));
+    EXPECT_FALSE(m_reader.getLaserPower(0, power) || m_reader.getFrameTiming(0, time)) << "no multiple of 8";
     open(threeFrames().chunk(7, timeBytes(1, 2)).chunk(7, timeBytes(3, 4) + timeBytes(5, 6)));
     EXPECT_EQ(m_reader.getFrameTimer(), FrameTimer({{1, 2}})) << "the first chunk, however short";
 
