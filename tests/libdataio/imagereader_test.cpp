@@ -429,8 +429,10 @@ TEST_F(Reading, DeliversTimesAndLaserPowers)
     ASSERT_TRUE(m_reader.getLaserPower(1, power));
     EXPECT_EQ(power, 1.0F);
     EXPECT_TRUE(m_reader.getFrameTimer().empty());
-    open(threeFrames().chunk(8, "\x01\x02").chunk(7, "12 bytes too"));
-    EXPECT_FALSE(m_reader.getLaserPower(0, power) || m_reader.getFrameTiming(0, time)) << "no multiple of 8";
+    for (const char* wrong : {"\x01\x02", "\x01\x02\x03\x04"}) {
+        open(threeFrames().chunk(8, wrong).chunk(7, "12 bytes too"));
+        EXPECT_FALSE(m_reader.getLaserPower(0, power) || m_reader.getFrameTiming(0, time)) << "no multiple of 8";
+    }
     open(threeFrames().chunk(7, timeBytes(1, 2)).chunk(7, timeBytes(3, 4) + timeBytes(5, 6)));
     EXPECT_EQ(m_reader.getFrameTimer(), FrameTimer({{1, 2}})) << "the first chunk, however short";
 

@@ -15,7 +15,8 @@ namespace zd::test {
 
 namespace {
 
-const std::string recordedFrames[] = {countingFrame(16, '\x01'), countingFrame(16, '\x41')};
+// The second is longer than all that follows frames: what is left of it would show.
+const std::string recordedFrames[] = {countingFrame(16, '\x01'), countingFrame(500, '\x41')};
 const std::string appended[] = {std::string(48, 'a'), std::string(16, 'b')};
 const std::string replacement(16, 'r');
 

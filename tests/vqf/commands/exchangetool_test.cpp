@@ -56,47 +56,6 @@ TEST_F(ExchangeTool, WhatWasExportedComesBackIdentical)
     EXPECT_EQ(ended.errors, "vqf: /dev/stdin: is not a regular file; name a file of samples\n");
 }
 
-TEST_F(ExchangeTool, TellsWhatWasMadeAsJson)
-{
-    const std::string told = run("vqf export m.vqf -o m.npy --json; vqf import m.npy -o n.vqf --json").output;
-    EXPECT_EQ(
-        told,
-        R"({"schema":"vqf.done","version":1,"bytes":176,"form":"npy","frames":3,"height":2,"lost":0,"path":"m.npy",)"
-        R"("type":"u16","width":4})"
-        "\n"
-        R"({"schema":"vqf.done","version":1,"bytes":)" +
-            std::to_string(file("n.vqf").size()) +
-            R"(,"frames":3,"height":2,"path":"n.vqf","type":"u16","width":4})"
-            "\n");
-}
-
-TEST_F(ExchangeTool, FailsInOneLineAndLeavesNothingBehind)
-{
-    EXPECT_EQ(run("vqf export -q m.vqf -o m.raw && vqf export -q m.vqf -o m.npy").code, 0);
-    const struct {
-        int code;
-        const char* script;
-        const char* said;
-    } cases[] = {
-        {2, "vqf export m.vqf -o m.xyz", "-o m.xyz: its name tells no form"},
-        {2, "vqf export m.vqf -o m.png", "-o m.png: its name tells no form; name one with --to"},
-        {2, "vqf export m.vqf -o - --to mkv", "-o -: mkv cannot go to standard output"},
-        {2, "vqf export m.vqf -o x.raw --depth 8 --range 5 5", "--range: write the values for black and white"},
-        {1, "vqf export m.vqf -o m.mkv --force -q; PATH=/nonexistent; vqf export m.vqf -o n.mp4",
-         "n.mp4: needs the program ffmpeg, which is not installed"},
-        {2, "vqf import m.raw -o x.vqf --size 4x2", "--size and --type belong together"},
-        {2, "vqf import m.raw -o x.vqf --size 4x2 --type u7", "--type u7: write one of u8, s8, u16"},
-        {1, "head -c 100 m.npy > cut.npy; vqf import cut.npy -o x.vqf; code=$?; rm cut.npy; exit $code",
-         "cut.npy: has a header of an unknown version, or one cut short"},
-        {1, "cp m.vqf v.mkv; vqf import v.mkv -o x.vqf; code=$?; rm v.mkv; exit $code", "v.mkv: ffprobe failed: "},
-        {2, "vqf sheet m.vqf -o s.txt", "-o s.txt: name a picture, like movie.png"},
-        {2, "vqf plot m.vqf -o p.png --size 10x10", "--size 10x10: 200x200 to 10000x10000"},
-    };
-    run("vqf export m.vqf -o m.mkv -q");
-    for (const auto& one : cases)
-        EXPECT_THAT(failure(one.code, one.script), HasSubstr(one.said)) << one.script;
-}
-
 // Other people's programs: the pixels and times that they see.
 TEST_F(ExchangeTool, OtherProgramsSeePixelsAndTimes)
 {

@@ -1,0 +1,139 @@
+#include <tests/support/moviebytes.h>
+#include <tests/support/moviewalk.h>
+#include <tests/support/tooltest.h>
+
+#include <QDir>
+
+#include <gmock/gmock.h>
+
+namespace zd::tool {
+namespace {
+
+using test::Ended;
+using testing::HasSubstr;
+
+/// The real program beside a movie m.vqf with everything that a movie can have.
+class EverydayTool : public test::ToolTest {
+protected:
+    EverydayTool() { test::writeFile(directory.path("m.vqf"), test::richMovie()); }
+};
+
+TEST_F(EverydayTool, CutsOldMovies)
+{
+    // A circular movie whose header is big-endian and old: the order of frames and chunks of other types are kept.
+    test::MovieBuilder old;
+    old.frameFormat(2, 1, 3, 8).attribute("endian", "1").attribute("frame_timer", "1");
+    for (const char* number : {"0", "1", "2"})
+        old.attribute(std::string("frame_timer_n") + number + "_sec", std::string("10") + number)
+            .attribute(std::string("frame_timer_n") + number + "_usec", "5");
+    old.frame("bb").chunk(9, "other").frame("aa");
+    test::writeFile(directory.path("old.vqf"), old.record(2, 0, 2).movie());
+    EXPECT_EQ(run("vqf cut old.vqf -o cut.vqf --frames 1:").errors, "");
+    const std::vector<test::WalkedChunk> chunks = test::walkMovie(file("cut.vqf"));
+    ASSERT_EQ(chunks.size(), 5U);
+    EXPECT_EQ(chunks[0].payload + chunks[1].payload + chunks[2].payload, "aabbother");
+    EXPECT_EQ(chunks[3].payload, test::timeBytes(101, 5) + test::timeBytes(102, 5));
+    EXPECT_EQ(test::headerText(file("cut.vqf")), "endian=1\nheight=1\npixbits=8\npixtype=3\nwidth=2\n");
+}
+
+TEST_F(EverydayTool, FindsDroppedFrames)
+{
+    test::MovieBuilder movie;
+    std::string times;
+    for (const int milliseconds : {0, 100, 200, 500, 400, 501, 600, 752}) {
+        movie.frame("x");
+        times += test::timeBytes(0, 1000 * milliseconds);
+    }
+    test::writeFile(directory.path("g.vqf"), movie.chunk(7, times).movie());
+    Ended ended = run("vqf frames g.vqf --gaps --format csv");
+    EXPECT_EQ(ended.output, "frame,time,interval,dropped,runs_back\n"
+                            "3,0.500000,0.300000,2,false\n"
+                            "4,0.400000,-0.100000,0,true\n"
+                            "7,0.752000,0.152000,1,false\n");
+    EXPECT_EQ(ended.code, 3);
+    EXPECT_EQ(run("vqf frames g.vqf --gaps --frames :3").code, 0);
+    EXPECT_EQ(run("vqf frames g.vqf --stats").output, "g.vqf\n"
+                                                      "  frames        8\n"
+                                                      "  intervals     7, 9.309 frames/s\n"
+                                                      "  median        100.000 ms\n"
+                                                      "  mean          107.429 ms, deviation 108.443 ms\n"
+                                                      "  range         -100.000 to 300.000 ms\n"
+                                                      "  dropped       3 frames\n"
+                                                      "  runs back     1 times\n");
+    EXPECT_EQ(run("vqf import none 2> e; vqf frames g.vqf --stats --frames 0 --format csv").output,
+              "frames,intervals,median,mean,deviation,shortest,longest,dropped,runs_back\n1,0,,,,,,0,0\n");
+}
+
+TEST_F(EverydayTool, MakesMoviesAnonymous)
+{
+    const std::string secret = test::MovieBuilder()
+                                   .frameFormat(4, 1, 3, 8)
+                                   .attribute("operator", "Marie Curie")
+                                   .attribute("comment", "born 1867\aLeft lobe of M.C.")
+                                   .attribute("mask_level", "Maria")
+                                   .attribute("pal_name", "Curie's")
+                                   .attribute("framedelay", "40")
+                                   .attribute("site", "7")
+                                   .frame("abcd")
+                                   .frame("efgh")
+                                   .chunk(9, "Sklodowska")
+                                   .chunk(7, test::timeBytes(1'700'000'000, 5) + test::timeBytes(1'700'000'001, 4))
+                                   .movie();
+    test::writeFile(directory.path("s.vqf"), secret);
+    const std::string removed = "name,value\ncomment,born 1867\\nLeft lobe of M.C.\nmask_level,Maria\n"
+                                "operator,Marie Curie\nsite,7\nchunk of type 9,\n";
+    EXPECT_EQ(run("vqf anonymize s.vqf --list --format csv").output, removed);
+    EXPECT_EQ(run("vqf anonymize s.vqf -o a.vqf --relative-times --format csv").output, removed);
+    const std::string bytes = file("a.vqf");
+    EXPECT_EQ(test::headerText(bytes),
+              "endian=2\nframedelay=40\nheight=1\npal_name=Curie's\npixbits=8\npixtype=3\nwidth=4\n");
+    EXPECT_EQ(test::framesOf(bytes), test::framesOf(secret));
+    EXPECT_EQ(test::walkMovie(bytes)[2].payload, test::timeBytes(0, 0) + test::timeBytes(0, 999'999));
+    EXPECT_EQ(run("vqf anonymize s.vqf -o b.vqf --keep site --remove pal_name && vqf attr get b.vqf site; vqf attr get "
+                  "b.vqf pal_name")
+                  .code,
+              1);
+
+    // What was removed turns up elsewhere: in a value that stays, or in pixels.
+    test::writeFile(
+        directory.path("p.vqf"),
+        test::MovieBuilder().attribute("operator", "Curie, M.").attribute("pal_name", "of Curie, M.").movie());
+    test::writeFile(directory.path("q.vqf"), test::MovieBuilder()
+                                                 .attribute("operator", "Curie, M.")
+                                                 .frame(std::string(2'000'000, ' ') + "Curie, M.")
+                                                 .movie());
+    const std::string before = names();
+    for (const char* movie : {"p.vqf", "q.vqf"}) {
+        const Ended ended = run(std::string("vqf anonymize ") + movie + " -o x.vqf");
+        EXPECT_EQ(ended.code, 1) << movie;
+        EXPECT_THAT(ended.errors, HasSubstr("would still hold \"Curie, M.\", at byte "));
+    }
+    EXPECT_EQ(run("vqf anonymize p.vqf").code, 2);
+    EXPECT_EQ(run("vqf anonymize p.vqf --list --keep nothing").code, 1);
+    EXPECT_EQ(names(), before);
+}
+
+TEST_F(EverydayTool, FollowsARecordingUntilItIsClosed)
+{
+    const std::string movie = test::richMovie(); // frames end at 48, 96 and 144
+    test::writeFile(directory.path("r.vqf"), movie.substr(0, 60));
+    const Ended ended =
+        run("vqf follow r.vqf --interval 0.05 --json > out & tail -c +61 m.vqf | head -c 50 > rest;"
+            "until grep -q '\"frames\":1,' out; do sleep 0.05; done; cat rest >> r.vqf;"
+            "until grep -q '\"frames\":2,' out; do sleep 0.05; done; tail -c +111 m.vqf >> r.vqf; wait $!;"
+            "echo $?; tail -n 1 out; vqf follow r.vqf");
+    EXPECT_THAT(ended.output, testing::StartsWith("0\n{\"schema\":\"vqf.follow\",\"version\":1,"));
+    EXPECT_THAT(ended.output, HasSubstr("\"closed\":true,"));
+    EXPECT_THAT(ended.output,
+                HasSubstr("\"limit_bytes_left\":" +
+                          std::to_string((std::int64_t{1} << 31) - 1 - static_cast<std::int64_t>(movie.size()))));
+    EXPECT_THAT(ended.output, testing::EndsWith("r.vqf: closed with 3 frames\n"));
+    EXPECT_EQ(run("vqf follow none.vqf").code, 1);
+    EXPECT_EQ(run("vqf follow /bin/sh").code, 1);
+    EXPECT_EQ(
+        run("head -c 100 m.vqf > r.vqf; timeout --preserve-status -s INT 0.5 \"" VQF_PROGRAM "\" follow r.vqf").code,
+        130);
+}
+
+} // namespace
+} // namespace zd::tool
