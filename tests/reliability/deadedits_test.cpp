@@ -63,7 +63,7 @@ private:
             writeFile(m_folder.path(name.c_str()), bytes);
     }
 
-    const TemporaryDirectory m_folder;
+    TemporaryDirectory m_folder;
     const QString m_movie = m_folder.path("movie.vqf");
 };
 
@@ -101,7 +101,7 @@ protected:
 TEST(DeadEdits, APowerFailureLeavesTheOldMovieOrTheNew)
 {
     const Stage stage;
-    const RebuiltDisks disks;
+    RebuiltDisks disks;
     int allDisks = 0;
     std::vector<Scenario> scenarios = edits(true);
     scenarios.push_back(wholeEdit());
