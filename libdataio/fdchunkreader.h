@@ -1,7 +1,6 @@
 #pragma once
 
 #include <libdataio/chunkreader.h>
-#include <libdataio/payloadbuffer.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -12,7 +11,6 @@ namespace zd {
 
 class ChunkStartHeader;
 class PayloadReader;
-class ReadWindow;
 
 /// `ChunkReader` on an open file descriptor, which it closes when it is destroyed.
 ///
@@ -42,7 +40,7 @@ public:
     bool nextChunk(unsigned int type, void* target, std::size_t size);
 
     /// How long the payload of the next forward step is expected to be. A right guess saves system calls.
-    void expectSize(unsigned int size) { m_expectedSize = size; }
+    void expectSize(unsigned int size);
     /// From now on, payloads of more bytes are left alone: steps treat them as ones that the file does not hold.
     void setPayloadLimit(std::uint32_t bytes);
 
@@ -53,30 +51,13 @@ public:
     std::unique_ptr<PayloadReader> prevPayload(unsigned int type);
 
 private:
-    static constexpr std::int64_t noPosition = -1;
+    struct DATAIO_HIDDEN Private;
 
-    std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
-    void _takeAhead(const ChunkStartHeader& header, std::span<const char> payload);
-    bool _readNext(unsigned int type, unsigned int expectedSize);
-    bool _readNextInto(unsigned int type, void* target, std::size_t size, unsigned int expectedSize);
-    std::int64_t _stepOver(const ChunkStartHeader& header);
-    bool _findBefore(unsigned int type, std::int64_t& payload, std::uint32_t& size);
-    std::size_t _roomForExpected(unsigned int expectedSize);
-    bool _fileHolds(std::int64_t end);
-    bool _fileHoldsPayload(const ChunkStartHeader& header);
-    bool _readRest(char* target, std::int64_t payload, std::size_t arrived, std::size_t size);
-    void _goTo(std::int64_t position);
-    void _leaveChunk();
+    template <typename TakeAhead, typename Read>
+    DATAIO_HIDDEN bool _step(unsigned int type, TakeAhead takeAhead, Read read);
+    DATAIO_HIDDEN std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
 
-    bool m_loaded = false;           // the payload of the last step is there
-    const char* m_payload = nullptr; // in the buffer or the window
-    std::int32_t m_size = -1;        // payload size of the current chunk
-    std::int64_t m_position = noPosition;
-    PayloadBuffer m_buffer;
-    const std::unique_ptr<ReadWindow> m_window;
-    unsigned int m_expectedSize = 0;
-    std::uint32_t m_payloadLimit;
-    std::int64_t m_fileLength = -1; // as last seen; asked again when a chunk claims to go beyond it
+    const std::unique_ptr<Private> m_d;
 };
 
 } // namespace zd

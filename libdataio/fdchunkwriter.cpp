@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <new>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -33,7 +34,16 @@ constexpr std::int64_t believedBeyondEnd = 64 << 20;
 
 } // namespace
 
-FDChunkWriter::FDChunkWriter() : m_reserve(std::make_unique<FileReserve>()) {}
+/// The descriptor, where it stands, and the payload of the last step.
+struct FDChunkWriter::Private {
+    int fd = -1;
+    FileReserve reserve;
+    std::vector<char> buffer;
+    std::uint32_t size = 0;
+    std::uint32_t position = 0;
+};
+
+FDChunkWriter::FDChunkWriter() : m_d(std::make_unique<Private>()) {}
 
 FDChunkWriter::~FDChunkWriter()
 {
@@ -42,15 +52,15 @@ FDChunkWriter::~FDChunkWriter()
 
 void FDChunkWriter::setFD(int fd)
 {
-    m_fd = fd;
-    *m_reserve = FileReserve();
+    m_d->fd = fd;
+    m_d->reserve = FileReserve();
 }
 
 int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
 {
-    if (m_fd == -1)
+    if (m_d->fd == -1)
         reportNotOpen(DATAIO_HERE);
-    const std::int64_t end = m_position + framingBytes + size;
+    const std::int64_t end = m_d->position + framingBytes + size;
     if (end > largestPosition)
         reportWriteFailure(EFBIG, DATAIO_HERE);
 
@@ -59,13 +69,13 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
     ChunkStartHeader(type, size).encode(start);
     ChunkEndHeader(type, size).encode(stop);
     iovec pieces[] = {{start, sizeof start}, {const_cast<void*>(data), size}, {stop, sizeof stop}};
-    m_reserve->prepare(m_fd, m_position, end);
-    const Transfer transfer = writePieces(m_fd, pieces, 3, m_position);
+    m_d->reserve.prepare(m_d->fd, m_d->position, end);
+    const Transfer transfer = writePieces(m_d->fd, pieces, 3, m_d->position);
     if (transfer.bytes != framingBytes + size)
         _reportPartialChunk(transfer.bytes, transfer.error, size, DATAIO_HERE);
 
-    const std::uint32_t written = m_position;
-    m_position = static_cast<std::uint32_t>(end);
+    const std::uint32_t written = m_d->position;
+    m_d->position = static_cast<std::uint32_t>(end);
     return static_cast<int>(written);
 }
 
@@ -73,7 +83,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
 void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
                                         const LocationInfo& location)
 {
-    if (written == 0 && systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+    if (written == 0 && systemCalls.lseek(m_d->fd, m_d->position, SEEK_SET) == -1)
         reportSeekFailure(location);
     if (written < headerBytes || written >= headerBytes + size)
         ChunkHeaderBase::reportWriteFailure(error, location);
@@ -82,132 +92,137 @@ void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::ui
 
 int FDChunkWriter::closeFD()
 {
-    if (m_fd == -1)
+    if (m_d->fd == -1)
         return -1;
-    m_reserve->giveBack(m_fd);
-    const int result = systemCalls.close(m_fd);
-    m_fd = -1;
+    m_d->reserve.giveBack(m_d->fd);
+    const int result = systemCalls.close(m_d->fd);
+    m_d->fd = -1;
     return result;
 }
 
 bool FDChunkWriter::nextChunk(unsigned int type)
 {
     ChunkStartHeader header;
-    if (!header.loadFD(m_fd, std::int64_t{m_position}))
+    if (!header.loadFD(m_d->fd, std::int64_t{m_d->position}))
         return false;
     if (header.type() != type) {
-        if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+        if (systemCalls.lseek(m_d->fd, m_d->position, SEEK_SET) == -1)
             reportStepFailure("FDCW_NC_SEEK", "Cannot perform a seek in file: ", errno, DATAIO_HERE);
         return false;
     }
-    const std::int64_t end = m_position + framingBytes + header.size();
-    const int error = end > largestPosition ? EFBIG : _readPayload(m_position + headerBytes, header.size());
+    const std::int64_t end = m_d->position + framingBytes + header.size();
+    const int error = end > largestPosition ? EFBIG : _readPayload(m_d->position + headerBytes, header.size());
     if (error != 0)
         reportStepFailure("FDCW_NC_READ", "Could not read next chunk data: ", error, DATAIO_HERE);
-    m_position = static_cast<std::uint32_t>(end);
+    m_d->position = static_cast<std::uint32_t>(end);
     return true;
 }
 
 bool FDChunkWriter::prevChunk(unsigned int type)
 {
     ChunkEndHeader header;
-    if (!header.loadFD(m_fd, m_position - headerBytes))
+    if (!header.loadFD(m_d->fd, m_d->position - headerBytes))
         return false;
     if (header.type() != type) {
-        if (systemCalls.lseek(m_fd, m_position, SEEK_SET) == -1)
+        if (systemCalls.lseek(m_d->fd, m_d->position, SEEK_SET) == -1)
             reportStepFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", errno, DATAIO_HERE);
         return false;
     }
-    const std::int64_t start = m_position - framingBytes - header.size();
+    const std::int64_t start = m_d->position - framingBytes - header.size();
     if (start < 0)
         return false;
-    if (systemCalls.lseek(m_fd, start + headerBytes, SEEK_SET) == -1)
+    if (systemCalls.lseek(m_d->fd, start + headerBytes, SEEK_SET) == -1)
         reportStepFailure("FDCW_PC_SEEK2", "Could not read previous chunk data: ", errno, DATAIO_HERE);
     const int error = _readPayload(start + headerBytes, header.size());
     if (error != 0)
         reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", error, DATAIO_HERE);
-    m_position = static_cast<std::uint32_t>(start);
+    m_d->position = static_cast<std::uint32_t>(start);
     return true;
 }
 
 bool FDChunkWriter::openned() const
 {
-    return m_fd != -1;
+    return m_d->fd != -1;
 }
 
 bool FDChunkWriter::seek(unsigned int position)
 {
-    if (systemCalls.lseek(m_fd, position, SEEK_SET) == -1)
+    if (systemCalls.lseek(m_d->fd, position, SEEK_SET) == -1)
         return false;
-    m_position = position;
+    m_d->position = position;
     return true;
 }
 
 bool FDChunkWriter::seekEnd()
 {
-    const off_t length = systemCalls.lseek(m_fd, 0, SEEK_END);
+    const off_t length = systemCalls.lseek(m_d->fd, 0, SEEK_END);
     if (length == -1 || length > largestPosition)
         return false;
-    m_position = static_cast<std::uint32_t>(length);
+    m_d->position = static_cast<std::uint32_t>(length);
     return true;
 }
 
 bool FDChunkWriter::seekPrev()
 {
     ChunkEndHeader header;
-    if (!header.loadFD(m_fd, m_position - headerBytes))
+    if (!header.loadFD(m_d->fd, m_d->position - headerBytes))
         return false;
-    const std::int64_t start = m_position - framingBytes - header.size();
+    const std::int64_t start = m_d->position - framingBytes - header.size();
     if (start <= 0)
         return false;
-    m_position = static_cast<std::uint32_t>(start);
+    m_d->position = static_cast<std::uint32_t>(start);
     return true;
 }
 
 unsigned int FDChunkWriter::offset() const
 {
-    return m_position;
+    return m_d->position;
 }
 
 const void* FDChunkWriter::data() const
 {
-    return m_buffer.empty() ? nullptr : m_buffer.data();
+    return m_d->buffer.empty() ? nullptr : m_d->buffer.data();
 }
 
 int FDChunkWriter::chunkSize() const
 {
-    return static_cast<int>(m_size);
+    return static_cast<int>(m_d->size);
+}
+
+int FDChunkWriter::descriptor() const
+{
+    return m_d->fd;
 }
 
 void FDChunkWriter::dumpDebug() const
 {
     std::printf("------------------ FDChunkWriter %p\n", static_cast<const void*>(this));
-    std::printf("size = %u\n", m_size);
-    std::printf("offset = %u\n", m_position);
-    std::printf("fd = %u", static_cast<unsigned int>(m_fd));
+    std::printf("size = %u\n", m_d->size);
+    std::printf("offset = %u\n", m_d->position);
+    std::printf("fd = %u", static_cast<unsigned int>(m_d->fd));
 }
 
 void FDChunkWriter::truncateFile()
 {
-    if (zd::truncateFile(m_fd, m_position) == -1) {
+    if (zd::truncateFile(m_d->fd, m_d->position) == -1) {
         const int error = errno;
         report::fail(logger, System, "FDCW_TRUNC",
                      report::translated("Error while removing old index chunk:") + report::systemText(error),
                      DATAIO_HERE);
     }
-    m_reserve->cutAt(m_position);
+    m_d->reserve.cutAt(m_d->position);
 }
 
 void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
 {
     ChunkStartHeader header;
-    if (!header.loadFD(m_fd, std::int64_t{position}) || header.type() != type || header.size() != size)
+    if (!header.loadFD(m_d->fd, std::int64_t{position}) || header.type() != type || header.size() != size)
         ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
 }
 
 void FDChunkWriter::reserve(std::int64_t bytes)
 {
-    const int error = bytes > 0 ? m_reserve->demand(m_fd, m_position, bytes) : 0;
+    const int error = bytes > 0 ? m_d->reserve.demand(m_d->fd, m_d->position, bytes) : 0;
     // Only these speak of the room; everything else means that the file system cannot tell.
     if (error == ENOSPC || error == EDQUOT || error == EFBIG)
         reportWriteFailure(error, DATAIO_HERE);
@@ -234,21 +249,21 @@ void FDChunkWriter::reportWriteFailure(int error, const LocationInfo& location)
 /// them current. Returns the error that prevents it, else 0. The descriptor stands at `position`.
 int FDChunkWriter::_readPayload(std::int64_t position, std::uint32_t size)
 {
-    if (size > m_buffer.size()) {
-        const std::int64_t length = fileLength(m_fd);
+    if (size > m_d->buffer.size()) {
+        const std::int64_t length = fileLength(m_d->fd);
         if (length == -1)
             return errno;
         if (position + size > length + believedBeyondEnd)
             return ENOMEM;
         try {
-            std::vector<char>(size).swap(m_buffer);
+            std::vector<char>(size).swap(m_d->buffer);
         } catch (const std::bad_alloc&) {
             return ENOMEM;
         }
     }
-    m_size = size;
-    const Transfer transfer = readWhole(m_fd, m_buffer.data(), size);
-    std::fill(m_buffer.begin() + transfer.bytes, m_buffer.begin() + size, '\0');
+    m_d->size = size;
+    const Transfer transfer = readWhole(m_d->fd, m_d->buffer.data(), size);
+    std::fill(m_d->buffer.begin() + transfer.bytes, m_d->buffer.begin() + size, '\0');
     return transfer.error;
 }
 

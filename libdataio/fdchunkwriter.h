@@ -3,14 +3,10 @@
 #include <libdataio/chunkwriter.h>
 #include <log/locationinfo.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
 
 namespace zd {
-
-class FileReserve;
 
 /// `ChunkWriter` on an open file descriptor, which it closes when it is destroyed.
 ///
@@ -39,7 +35,7 @@ public:
     /// Cuts the file at the position, or lengthens it with zeros up to there. Reports "FDCW_TRUNC".
     void truncateFile();
 
-    int descriptor() const { return m_fd; }
+    int descriptor() const;
     /// Reports "CHB_LFD_PARSE" unless a chunk of that type and payload size starts at `position`.
     void requireChunk(unsigned int position, unsigned int type, unsigned int size);
     /// Reports "FDCW_AC_WRITE" when the system says that `bytes` more at the position do not fit on the disk.
@@ -51,15 +47,13 @@ public:
     [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
 
 private:
-    int _readPayload(std::int64_t position, std::uint32_t size);
-    [[noreturn]] void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
-                                          const LocationInfo& location);
+    struct DATAIO_HIDDEN Private;
 
-    int m_fd = -1;
-    const std::unique_ptr<FileReserve> m_reserve;
-    std::vector<char> m_buffer;
-    std::uint32_t m_size = 0;
-    std::uint32_t m_position = 0;
+    DATAIO_HIDDEN int _readPayload(std::int64_t position, std::uint32_t size);
+    [[noreturn]] DATAIO_HIDDEN void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
+                                                        const LocationInfo& location);
+
+    const std::unique_ptr<Private> m_d;
 };
 
 } // namespace zd
