@@ -1,5 +1,7 @@
 #include <libdataio/imagefilelayout.h>
 
+#include <QtEndian>
+
 #include <cmath>
 
 namespace zd::layout {
@@ -47,6 +49,23 @@ float decodeFiberWord(std::uint32_t word, int extent)
     const double last = static_cast<double>(extent) - 1;
     const double position = word * (extent / fullExtent);
     return static_cast<float>(position > last ? last : position);
+}
+
+QByteArray encodeFiberCenters(const std::vector<float>& centers, int width, int height)
+{
+    QByteArray payload(static_cast<qsizetype>(centers.size()) * fiberWordBytes, Qt::Uninitialized);
+    char* word = payload.data();
+    for (std::size_t i = 0; i < centers.size(); ++i, word += fiberWordBytes)
+        qToLittleEndian(encodeFiberWord(centers[i], i % 2 == 0 ? width : height), word);
+    return payload;
+}
+
+std::vector<float> decodeFiberCenters(const std::vector<std::uint32_t>& words, int width, int height)
+{
+    std::vector<float> centers(words.size());
+    for (std::size_t i = 0; i < words.size(); ++i)
+        centers[i] = decodeFiberWord(words[i], i % 2 == 0 ? width : height);
+    return centers;
 }
 
 QString decodeComment(const QString& stored)

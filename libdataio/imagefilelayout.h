@@ -3,10 +3,12 @@
 #include <libdataio/chunkframing.h>
 #include <libdataio/export.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 /// Types of the chunks of a VQF movie.
 enum ZDImageChunkType : int {
@@ -109,6 +111,13 @@ DATAIO_EXPORT float decodeLaserPower(std::uint8_t byte);
 DATAIO_EXPORT std::uint32_t encodeFiberWord(float coordinate, int extent);
 /// word x (extent / 4294967295), at most extent - 1.
 DATAIO_EXPORT float decodeFiberWord(std::uint32_t word, int extent);
+
+/// The payload of a fibre-centre chunk: the words of x0, y0, x1, y1, ..., little-endian. A list of odd length ends in the x
+/// word of an unpaired value.
+DATAIO_EXPORT QByteArray encodeFiberCenters(const std::vector<float>& centers, int width, int height);
+/// Pixel columns and rows of words as `ImageReader::getFiberWords` gives them: the centres as they were recorded, to the
+/// precision of the file.
+DATAIO_EXPORT std::vector<float> decodeFiberCenters(const std::vector<std::uint32_t>& words, int width, int height);
 
 /// Text of a stored comment: BEL (U+0007) stands for a line feed.
 DATAIO_EXPORT QString decodeComment(const QString& stored);

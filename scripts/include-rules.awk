@@ -36,7 +36,7 @@ BEGIN {
     group("container", "chunkheader chunkreader chunkwriter fdchunkreader fdchunkwriter" \
           " filereader filereserve filewriter payloadbuffer payloadreader readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
-          " imagefilelayout plainnumber")
+          " imagefilelayout plainnumber derived growth movieheader sidedata")
     group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile")
     group("copying", "imageutilities")
     below["system"] = below["detail"] = below["report"] = below["framing"] = ""
