@@ -2,13 +2,13 @@
 
 #include <libdataio/chunkinfo.h>
 #include <libdataio/export.h>
-#include <libdataio/filereader.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/pixeltypes.h>
 
 #include <QString>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -22,11 +22,8 @@ class ZdPalette;
 struct LocationInfo;
 
 namespace detail {
-enum class SampleRange : int;
 struct Contrast;
 struct FiberFrame;
-struct FrameSamples;
-struct ThumbnailGeometry;
 } // namespace detail
 
 /// Opens a movie and delivers its header, frames, times, laser powers, fibre geometry and thumbnails.
@@ -89,6 +86,10 @@ public:
     int currFrameIdx(); ///< the frame that `nextFrame` delivers next
     const FrameTimer& getFrameTimer() const;
     AttributeChunk& attributeChunk();
+    /// The movie's chunk index: where in the file each chunk lies, in particular each frame, in the movie's order. It is what
+    /// `open` and `reloadHeader` load, empty before, and stays when the file is closed. Nothing in it has been compared with
+    /// the file: offsets and lengths may lie beyond its end.
+    const ChunkIndex& index() const;
     void dumpDebug();
 
     // Attributes in memory; nothing is written to the file.
@@ -141,6 +142,9 @@ public:
     /// Normalised positions: x and y of each fibre, y upwards, the longer side of the frame spanning 0 to 1.
     void getWorldFiberCenters(std::vector<float>& out, FiberFilteringMode mode);
     int nbFibers(FiberFilteringMode mode);
+    /// The fibre centres as stored, without rounding: two words for each, the column's and the row's fraction of the frame.
+    /// `layout::decodeFiberCenters` makes pixels of them. Empty without fibre centres; a word that is left over is none.
+    void getFiberWords(std::vector<std::uint32_t>& out);
 
     /// Renders frame `frame` for a box of pixels, keeping its aspect ratio, through the movie's palette. Returns
     /// false, with `image` untouched, when there is no such frame or its type has no thumbnail (8 and 16-bit
@@ -154,43 +158,21 @@ protected:
     const QString _getStringVariable(const QString& key) const;
 
 private:
-    void _clean();
-    bool _seekChunk(ZDImageChunkType type, unsigned int index);
-    std::unique_ptr<PayloadReader> _findInfo();
-    [[noreturn]] void _reportMissingInfo(const LocationInfo& location) const;
-    bool _load(PayloadReader& info);
-    void _forget();
-    void _loadFrameTimerChunk();
-    void _loadLaserPowerChunk();
-    bool _needSwapping();
-    const void* _storedData();
-    const void* _swapDataBytes();
-    bool _turnFrame(char* samples, std::int64_t& bytes);
-    std::int64_t _turnedFrameBytes(int sampleBytes);
-    void _fibersInBundle(const float* fractions, std::size_t fibers, const detail::FiberFrame& frame,
-                         std::vector<float>& out);
-    void _warnNoDistortion() const;
-    const ZdPalette* _headerPalette();
-    QImage _thumbnail8(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry,
-                       detail::SampleRange range);
-    QImage _thumbnail16(const detail::FrameSamples& samples, const detail::ThumbnailGeometry& geometry);
-    void _stretch(ZdPalette& colors, const detail::Contrast& contrast) const;
+    struct DATAIO_HIDDEN Private;
 
-    FileReader m_file;
-    std::vector<char> m_workBuffer;
-    ChunkInfo m_info;
-    bool m_swapping = false;                              // what the header says of the byte order ...
-    std::uint64_t m_swappingRevision = ~std::uint64_t{0}; // ... at this revision
-    std::unique_ptr<ZdPalette> m_palette;                 // the header's, at this revision
-    std::uint64_t m_paletteRevision = ~std::uint64_t{0};
-    FrameTimer m_frameTimer;
-    std::int32_t m_cursor = 0;
-    std::int32_t m_frameCount = 0;
-    std::vector<std::uint8_t> m_laserPowers; // as stored
-    QString m_fileName;
-    std::int64_t m_frameSize = 0;
-    std::int64_t m_claimedFrame = 0;                     // bytes of a frame by the attributes ...
-    std::uint64_t m_claimedRevision = ~std::uint64_t{0}; // ... of this revision
+    DATAIO_HIDDEN void _clean();
+    DATAIO_HIDDEN bool _seekChunk(ZDImageChunkType type, unsigned int index);
+    DATAIO_HIDDEN std::unique_ptr<PayloadReader> _findInfo();
+    [[noreturn]] DATAIO_HIDDEN void _reportMissingInfo(const LocationInfo& location) const;
+    DATAIO_HIDDEN bool _load(PayloadReader& info);
+    DATAIO_HIDDEN void _loadFrameTimerChunk();
+    DATAIO_HIDDEN void _loadLaserPowerChunk();
+    DATAIO_HIDDEN void _fibersInBundle(const float* fractions, std::size_t fibers, const detail::FiberFrame& frame,
+                                       std::vector<float>& out);
+    DATAIO_HIDDEN void _warnNoDistortion() const;
+    DATAIO_HIDDEN void _stretch(ZdPalette& colors, const detail::Contrast& contrast) const;
+
+    const std::unique_ptr<Private> m_d;
 };
 
 } // namespace zd

@@ -1,21 +1,17 @@
-#include <libdataio/imagewriter.h>
+#include <libdataio/imagewriter_p.h>
 
-#include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/besidefile_p.h>
 #include <libdataio/chunkheader.h>
 #include <libdataio/editjournal_p.h>
 #include <libdataio/fdchunkwriter.h>
+#include <libdataio/imagefilelayout.h>
 #include <libdataio/recordinglog_p.h>
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
-
-#include <common/zdpalette.h>
-
-#include <QtEndian>
+#include <libdataio/sidedata_p.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <limits>
 
@@ -28,10 +24,6 @@ Logger& logger = Logger::logger(QStringLiteral("dataio.imagewriter"));
 constexpr char sizeNotDefined[] = "Width, height and pixbitsof the picture must be defined before adding frames.";
 constexpr char timeWithAutotime[] = "AddFrame with a frametiming cannot be used with autotime=true";
 
-/// Room that is kept free below the size limit for header values that are yet to come.
-constexpr std::int64_t largestReserve = 1 << 20;
-constexpr std::int64_t reserveFraction = 1024;
-
 [[noreturn]] void fail(const char* code, const char* message, const LocationInfo& location)
 {
     report::fail(logger, Library, code, QString::fromLatin1(message), location);
@@ -42,22 +34,6 @@ constexpr std::int64_t reserveFraction = 1024;
     report::fail(logger, File, code, report::translated(message), location);
 }
 
-/// The wall clock. Seconds beyond 32 bits (after 2038-01-19) are stored modulo 2^32: intervals stay right.
-timeval clockTime()
-{
-    using namespace std::chrono;
-    const std::int64_t microseconds = floor<std::chrono::microseconds>(system_clock::now()).time_since_epoch().count();
-    return {static_cast<std::int32_t>(microseconds / 1'000'000), static_cast<std::int32_t>(microseconds % 1'000'000)};
-}
-
-/// Makes room for one more element, so that appending it cannot fail.
-template <typename T>
-void makeRoom(std::vector<T>& list)
-{
-    if (list.size() == list.capacity())
-        list.reserve(std::max<std::size_t>(64, 2 * list.size()));
-}
-
 template <typename T>
 void rotateFirst(std::vector<T>& list, std::size_t count, std::size_t first)
 {
@@ -65,16 +41,22 @@ void rotateFirst(std::vector<T>& list, std::size_t count, std::size_t first)
     std::rotate(begin, begin + static_cast<std::ptrdiff_t>(first), begin + static_cast<std::ptrdiff_t>(count));
 }
 
-std::unique_ptr<char[]> serialised(ChunkInfo& info, int& size)
-{
-    return std::unique_ptr<char[]>(static_cast<char*>(info.save(size)));
-}
+/// The payload of a movie's header.
+class InfoPayload {
+public:
+    explicit InfoPayload(ChunkInfo& info) : m_memory(static_cast<char*>(info.save(m_size))) {}
+    QByteArray bytes() const { return QByteArray::fromRawData(m_memory.get(), m_size); }
+
+private:
+    int m_size = 0;
+    const std::unique_ptr<char[]> m_memory;
+};
 
 } // namespace
 
-ImageWriter::ImageWriter()
+ImageWriter::ImageWriter() : m_d(std::make_unique<Private>())
 {
-    m_info.set(layout::key::endian, layout::littleEndian);
+    m_d->header.set(layout::key::endian, layout::littleEndian);
 }
 
 ImageWriter::~ImageWriter()
@@ -87,24 +69,24 @@ ImageWriter::~ImageWriter()
         } catch (...) {
             // What failed was logged, and may work the second time. At last, a movie without fibre centres beats no movie.
             if (attempt == attempts - 1)
-                m_fiberCenters.clear();
+                m_d->lists.fiberCenters.clear();
         }
     }
 }
 
 void ImageWriter::create(const QString& name, bool autotime)
 {
-    _closeOpenMovie();
-    _clear(autotime);
-    m_info.set(layout::key::endian, layout::littleEndian);
-    m_file.openFile(name, FileWriterCreate, m_locking);
-    m_name = name;
+    close();
+    m_d->clear(autotime);
+    m_d->header.set(layout::key::endian, layout::littleEndian);
+    m_d->file.openFile(name, FileWriterCreate, m_d->locking);
+    m_d->name = name;
     RecordingRemains::remove(name);
 }
 
 bool ImageWriter::isOpen()
 {
-    return m_file.openned();
+    return m_d->file.openned();
 }
 
 void ImageWriter::close()
@@ -112,34 +94,24 @@ void ImageWriter::close()
     if (!isOpen())
         return;
     _goToEnd();
-    m_tailStart = m_end;
+    m_d->tail.begin();
     _saveFiberCenters();
-    _saveFrameTimer();
-    _saveLaserPower();
+    _saveTimesAndPowers();
     _saveInfo();
     _finishEdit();
-    m_tailStart.reset();
-    _endRecordingAids();
-    m_file.closeFile();
-}
-
-/// Removes what was kept for a crash.
-void ImageWriter::_endRecordingAids()
-{
-    dropHeader(m_file.descriptor());
-    if (m_log)
-        m_log->end();
-    m_log.reset();
+    m_d->tail.end();
+    m_d->aids.end(m_d->file.descriptor());
+    m_d->file.closeFile();
 }
 
 bool ImageWriter::sync()
 {
-    if (!m_file.sync())
+    if (!m_d->file.sync())
         return false;
     // A new file is not there before its directory says so.
-    if (!m_nameSettled)
-        syncDirectoryOf(report::systemPath(besidePath(m_name, QString())));
-    m_nameSettled = true;
+    if (!m_d->nameSettled)
+        syncDirectoryOf(report::systemPath(besidePath(m_d->name, QString())));
+    m_d->nameSettled = true;
     return true;
 }
 
@@ -147,126 +119,22 @@ void ImageWriter::dumpDebug()
 {
     std::printf("-------------------------- Dump debug ImageWriter %p\n", static_cast<void*>(this));
     std::printf("Info Header:\n");
-    m_info.dumpDebug();
-    m_file.dumpDebug();
-}
-
-void ImageWriter::width(int pixels)
-{
-    m_info.set(layout::key::width, pixels);
-}
-
-void ImageWriter::height(int rows)
-{
-    m_info.set(layout::key::height, rows);
-}
-
-void ImageWriter::frameDelay(int delay)
-{
-    m_info.set(layout::key::frameDelay, delay);
-}
-
-void ImageWriter::dimension(int dimension)
-{
-    m_info.set(layout::key::dimension, dimension);
+    m_d->header.dumpDebug();
+    m_d->file.dumpDebug();
 }
 
 void ImageWriter::pixType(ZDImagePixelType type)
 {
-    m_info.set(layout::key::pixType, static_cast<int>(type));
+    m_d->header.set(layout::key::pixType, static_cast<int>(type));
     const int bits = GetPixBits(type);
     if (bits == 0)
         fail("IW_PT_INFO", "Image pixel type is unknown: cannot guess pixbits", DATAIO_HERE);
-    m_info.set(layout::key::pixBits, bits);
-}
-
-int ImageWriter::pixBytes()
-{
-    int bits = 0;
-    return m_info.get(layout::key::pixBits, bits) ? layout::bytesForBits(bits) : 0;
-}
-
-void ImageWriter::palette(const char* /*data*/, int /*size*/)
-{
-    m_info.set(layout::key::palette, 1);
-}
-
-void ImageWriter::setPalette(const ZdPalette& palette)
-{
-    AttributeChunk keys;
-    AttributePaletteAdaptor::paletteToAttributes(palette, keys, QString());
-    m_info.merge(keys);
-}
-
-void ImageWriter::indexed(bool on)
-{
-    m_info.set(layout::key::indexed, on ? 1 : 0);
-}
-
-void ImageWriter::setComment(const QString& text)
-{
-    _setStringVariable(layout::key::comment, text);
-}
-
-void ImageWriter::setSpecificComment(const QString& text)
-{
-    _setStringVariable(layout::key::specificComment, text);
-}
-
-const QString ImageWriter::getComment()
-{
-    QString stored;
-    return m_info.get(layout::key::comment, stored) ? layout::decodeComment(stored) : QString();
-}
-
-void ImageWriter::_setStringVariable(const QString& name, const QString& value)
-{
-    m_info.set(name, AttributeChunk::formatComment(value));
-}
-
-void ImageWriter::attribute(const QString& name, int value)
-{
-    m_info.set(name, value);
-}
-
-void ImageWriter::attribute(const QString& name, float value)
-{
-    m_info.set(name, value);
-}
-
-void ImageWriter::attribute(const QString& name, const QString& value)
-{
-    m_info.set(name, value);
-}
-
-void ImageWriter::setPlugAttribute(const QString& name, int value)
-{
-    m_info.set(layout::key::plugPrefix + name, value);
-}
-
-void ImageWriter::setPlugAttribute(const QString& name, float value)
-{
-    m_info.set(layout::key::plugPrefix + name, value);
-}
-
-void ImageWriter::setPlugAttribute(const QString& name, const QString& value)
-{
-    m_info.set(layout::key::plugPrefix + name, value);
-}
-
-void ImageWriter::removeAttribute(const QString& name)
-{
-    m_info.erase(name);
-}
-
-AttributeChunk& ImageWriter::attributeChunk()
-{
-    return m_info;
+    m_d->header.set(layout::key::pixBits, bits);
 }
 
 void ImageWriter::addFrame(const void* data, float laserPower)
 {
-    const std::optional<Size> size = _frameSize();
+    const std::optional<std::int64_t> size = m_d->frameSize();
     if (!size)
         fail("IW_AF_INFO1", sizeNotDefined, DATAIO_HERE);
     _appendFrame(data, *size, nullptr, laserPower);
@@ -274,10 +142,10 @@ void ImageWriter::addFrame(const void* data, float laserPower)
 
 void ImageWriter::addFrame(const void* data, timeval time, float laserPower)
 {
-    const std::optional<Size> size = _frameSize();
+    const std::optional<std::int64_t> size = m_d->frameSize();
     if (!size)
         fail("IW_AF_INFO2", sizeNotDefined, DATAIO_HERE);
-    if (m_autotime)
+    if (m_d->lists.autotime())
         fail("IW_AF_AUTOTIME1", timeWithAutotime, DATAIO_HERE);
     _appendFrame(data, *size, &time, laserPower);
 }
@@ -289,7 +157,7 @@ void ImageWriter::addFrame(const void* data, int size, float laserPower)
 
 void ImageWriter::addFrame(const void* data, int size, timeval time, float laserPower)
 {
-    if (m_autotime)
+    if (m_d->lists.autotime())
         fail("IW_AF_AUTOTIME2", timeWithAutotime, DATAIO_HERE);
     _appendFrame(data, size, &time, laserPower);
 }
@@ -301,30 +169,9 @@ void ImageWriter::addFrameAtEnd(const void* data, int size, float laserPower)
 
 void ImageWriter::addFrameAtEnd(const void* data, int size, timeval time, float laserPower)
 {
-    if (m_autotime)
+    if (m_d->lists.autotime())
         fail("IW_AF_AUTOTIME3", timeWithAutotime, DATAIO_HERE);
     _appendFrame(data, size, &time, laserPower);
-}
-
-/// Bytes of a frame by the header; nothing when a value is missing or the product is no possible frame.
-std::optional<ImageWriter::Size> ImageWriter::_frameSize()
-{
-    if (m_frameSizeRevision != m_info.revision()) {
-        int w = 0;
-        int h = 0;
-        int bits = 0;
-        m_headerFrameSize.reset();
-        if (m_info.get(layout::key::width, w) && m_info.get(layout::key::height, h) &&
-            m_info.get(layout::key::pixBits, bits)) {
-            Size bytes = bits / 8 + (bits % 8 != 0 ? 1 : 0);
-            if (!__builtin_mul_overflow(bytes, Size{h}, &bytes) && !__builtin_mul_overflow(bytes, Size{w}, &bytes))
-                m_headerFrameSize = bytes;
-        }
-        m_frameSizeRevision = m_info.revision();
-    }
-    const bool possible =
-        m_headerFrameSize && *m_headerFrameSize >= 0 && static_cast<std::uint64_t>(*m_headerFrameSize) <= m_sizeLimit;
-    return possible ? m_headerFrameSize : std::nullopt;
 }
 
 void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time, float laserPower)
@@ -335,139 +182,54 @@ void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time,
         FDChunkWriter::reportWriteFailure(EINVAL, DATAIO_HERE);
     _goToEnd();
     _requireRoom(size);
-    _keepForRecovery();
+    m_d->aids.keep(m_d->file.descriptor(), m_d->name, m_d->header, m_d->lists.fiberCenters);
 
     // The lists make room before the frame is written, so that they never fall out of step with the file.
-    std::vector<ChunkRecord>& records = m_info[ZD_FRAME_CHUNK];
-    makeRoom(records);
-    makeRoom(m_laserPowers);
-    if (time != nullptr || m_autotime)
-        makeRoom(m_frameTimer);
-    records.push_back(_appendChunk(ZD_FRAME_CHUNK, data, static_cast<unsigned int>(size)));
-    if (time != nullptr)
-        m_frameTimer.push_back(*time);
-    else if (m_autotime)
-        m_frameTimer.push_back(clockTime());
-    m_laserPowers.push_back(laserPower);
-    if (m_log)
-        m_log->frame(records.back().offset, time != nullptr || m_autotime ? &m_frameTimer.back() : nullptr, laserPower);
-}
-
-/// Leaves beside the frames what a crash would take from memory: the header, and with a log all the rest.
-void ImageWriter::_keepForRecovery()
-{
-    if (m_logged && !m_logTried) {
-        m_logTried = true;
-        m_log = RecordingLog::begin(m_name);
-        m_keptRevision = neverSeen;
-        m_fibersKept = false;
-    }
-    if (m_keptRevision != m_info.revision()) {
-        keepHeader(m_file.descriptor(), m_info);
-        if (m_log)
-            m_log->header(m_info);
-        m_keptRevision = m_info.revision();
-    }
-    if (m_log && !m_fibersKept)
-        m_log->fiberCenters(m_fiberCenters);
-    m_fibersKept = true;
+    std::vector<ChunkRecord>& records = m_d->header.recordsWithRoom(ZD_FRAME_CHUNK);
+    m_d->lists.makeRoom(time != nullptr);
+    _settleCut();
+    records.push_back(m_d->tail.append(m_d->file, ZD_FRAME_CHUNK, data, static_cast<std::size_t>(size)));
+    const timeval* recorded = m_d->lists.append(time, laserPower);
+    m_d->aids.addFrame(records.back().offset, recorded, laserPower);
 }
 
 /// Goes behind the last complete chunk, having removed what a failed write or a failed `close` left there.
 void ImageWriter::_goToEnd()
 {
-    if (m_tailStart) {
-        for (const int type : {ZD_INFO_CHUNK, ZD_FIBER_CENTERS_CHUNK, ZD_FRAME_TIMER_CHUNK, ZD_LASER_POWER_CHUNK})
-            m_info.removeChunkType(type);
-        m_end = *m_tailStart;
-        m_tailStart.reset();
-        m_partialChunk = true;
-    }
-    if (m_file.offset() != m_end && !m_file.seek(static_cast<unsigned int>(m_end)))
+    if (m_d->tail.takeBack())
+        m_d->header.removeTailRecords();
+    if (!m_d->tail.moveTo(m_d->file))
         FDChunkWriter::reportSeekFailure(DATAIO_HERE);
-    if (m_partialChunk) {
-        m_file.truncate();
-        m_partialChunk = false;
-    }
 }
 
-ChunkRecord ImageWriter::_appendChunk(int type, const void* data, unsigned int size)
+void ImageWriter::_addTailChunk(int type, const QByteArray& payload)
 {
-    _settleCut();
-    m_partialChunk = true;
-    const int offset = m_file.addChunk(static_cast<unsigned int>(type), data, size);
-    m_partialChunk = false;
-    m_end = m_file.offset();
-    return {static_cast<std::uint32_t>(offset), size};
-}
-
-void ImageWriter::_addTailChunk(int type, const void* data, std::size_t size)
-{
-    if (size > std::numeric_limits<std::uint32_t>::max())
+    if (payload.size() > std::numeric_limits<std::uint32_t>::max())
         FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
-    std::vector<ChunkRecord>& records = m_info[type];
-    makeRoom(records);
-    records.push_back(_appendChunk(type, data, static_cast<unsigned int>(size)));
-}
-
-void ImageWriter::setSizeLimit(std::uint64_t bytes)
-{
-    m_sizeLimit = std::min(bytes, layout::largestSizeLimit);
-    m_roomCheckedTo = 0;
+    std::vector<ChunkRecord>& records = m_d->header.recordsWithRoom(type);
+    _settleCut();
+    records.push_back(m_d->tail.append(m_d->file, type, payload.constData(), static_cast<std::size_t>(payload.size())));
 }
 
 std::uint64_t ImageWriter::roomLeft() const
 {
-    return m_file.openned() ? static_cast<std::uint64_t>(std::max<Size>(0, _roomFor(_endOfMovie(), 1))) : 0;
+    if (!m_d->file.openned())
+        return 0;
+    const std::int64_t left = m_d->room.left(m_d->tail.framesEnd(), m_d->header, m_d->lists);
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(0, left));
 }
 
 /// Refuses a frame that would leave no room for what `close` still has to write.
 void ImageWriter::_requireRoom(Size size)
 {
-    const Size end = m_end + layout::framingBytes + size;
-    if (end <= m_roomCheckedTo && m_roomRevision == m_info.revision())
-        return;
-    const Size left = _roomFor(m_end, 1) - size;
-    if (left < 0)
+    if (!m_d->room.admits(size, m_d->tail.chunksEnd(), m_d->header, m_d->lists))
         FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
-    // A frame adds less to the tail than to the file, so half of what is left holds both.
-    m_roomCheckedTo = end + left / 2;
-    m_roomRevision = m_info.revision();
-}
-
-ImageWriter::Size ImageWriter::_endOfMovie() const
-{
-    return m_tailStart.value_or(m_end);
-}
-
-/// Payload bytes of a frame at `end` that fit below the size limit; negative when there is no room even for none.
-ImageWriter::Size ImageWriter::_roomFor(Size end, Size moreFrames) const
-{
-    const auto limit = static_cast<Size>(m_sizeLimit);
-    const Size reserve = std::min(largestReserve, limit / reserveFraction);
-    return limit - reserve - end - layout::framingBytes - _tailSize(moreFrames);
-}
-
-/// Bytes that `close` writes when that many more frames have been recorded.
-ImageWriter::Size ImageWriter::_tailSize(Size moreFrames) const
-{
-    const auto listSize = [](const auto& list) { return static_cast<Size>(list.size()); };
-    Size records = moreFrames + 3; // side data
-    for (const auto& [type, list] : m_info)
-        records += listSize(list);
-    Size text = 0;
-    for (const auto& [name, value] : std::as_const(m_info).attributes())
-        text += name.size() + value.text().size() + 2;
-    return 4 * layout::framingBytes + listSize(m_fiberCenters) * layout::fiberWordBytes +
-           (listSize(m_frameTimer) + moreFrames) * layout::frameTimeBytes +
-           (listSize(m_laserPowers) + moreFrames) * layout::laserPowerBytes + layout::indexCountBytes +
-           records * layout::indexRecordBytes + text;
 }
 
 void ImageWriter::organizeIndex(unsigned int firstFrame, unsigned int circularSize)
 {
-    const auto entry = m_info.find(ZD_FRAME_CHUNK);
-    if (firstFrame == 0 || entry == m_info.end() || entry->second.empty())
+    const auto entry = m_d->header.find(ZD_FRAME_CHUNK);
+    if (firstFrame == 0 || entry == m_d->header.end() || entry->second.empty())
         return;
     std::vector<ChunkRecord>& records = entry->second;
     if (firstFrame >= records.size() || circularSize >= records.size() || firstFrame >= circularSize)
@@ -479,21 +241,21 @@ void ImageWriter::organizeIndex(unsigned int firstFrame, unsigned int circularSi
                          .arg(records.size()),
                      DATAIO_HERE);
     rotateFirst(records, circularSize, firstFrame);
-    if (m_laserPowers.empty())
+    if (m_d->lists.laserPowers.empty())
         return;
-    if (m_laserPowers.size() != records.size())
+    if (m_d->lists.laserPowers.size() != records.size())
         report::fail(logger, Library, "IW_IO_INDEX",
                      QStringLiteral("Warning laser power vector size is not equal to number of frames (%1!=%2).")
-                         .arg(m_laserPowers.size())
+                         .arg(m_d->lists.laserPowers.size())
                          .arg(records.size()),
                      DATAIO_HERE);
-    rotateFirst(m_laserPowers, circularSize, firstFrame);
+    rotateFirst(m_d->lists.laserPowers, circularSize, firstFrame);
 }
 
 void ImageWriter::setFirstFrame(unsigned int firstFrame)
 {
-    const auto entry = m_info.find(ZD_FRAME_CHUNK);
-    if (entry == m_info.end() || entry->second.empty())
+    const auto entry = m_d->header.find(ZD_FRAME_CHUNK);
+    if (entry == m_d->header.end() || entry->second.empty())
         return;
     std::vector<ChunkRecord>& records = entry->second;
     if (firstFrame >= records.size())
@@ -502,331 +264,186 @@ void ImageWriter::setFirstFrame(unsigned int firstFrame)
                                     "fichier VQF."),
                      DATAIO_HERE);
     rotateFirst(records, records.size(), firstFrame);
-    if (m_laserPowers.empty())
+    if (m_d->lists.laserPowers.empty())
         return;
-    if (m_laserPowers.size() != records.size())
+    if (m_d->lists.laserPowers.size() != records.size())
         fail("IW_SFF_BOUND", "Warning laser power vector size is not equal to number of frames.", DATAIO_HERE);
-    rotateFirst(m_laserPowers, records.size(), firstFrame);
+    rotateFirst(m_d->lists.laserPowers, records.size(), firstFrame);
 }
 
 void ImageWriter::addRasterFiberContinuousIndexes(const std::vector<float>& centers)
 {
-    m_fiberCenters = centers;
-    m_fibersKept = false;
-    m_roomCheckedTo = 0;
+    m_d->lists.fiberCenters = centers;
+    m_d->aids.fiberCentersChanged();
+    m_d->room.checkAgain();
 }
 
-void ImageWriter::addBundleBoundingBoxCoords(float minX, float minY, float maxX, float maxY)
+const std::vector<float>& ImageWriter::getRasterFiberContinuousIndexes() const
 {
-    m_info.set(layout::key::boxMinX, minX);
-    m_info.set(layout::key::boxMinY, minY);
-    m_info.set(layout::key::boxMaxX, maxX);
-    m_info.set(layout::key::boxMaxY, maxY);
+    return m_d->lists.fiberCenters;
 }
 
 void ImageWriter::_saveFiberCenters()
 {
-    if (m_fiberCenters.empty())
+    if (m_d->lists.fiberCenters.empty())
         return;
     int w = 0;
     int h = 0;
-    if (!m_info.get(layout::key::width, w) || !m_info.get(layout::key::height, h))
+    if (!m_d->header.frameSides(w, h))
         fail("IW_ARFCI_INFO", "Width and height of the picture must be defined before saving fibers.", DATAIO_HERE);
-    // A list of odd length ends in the x word of an unpaired value.
-    std::vector<quint32> words(m_fiberCenters.size());
-    for (std::size_t i = 0; i < words.size(); ++i)
-        words[i] = qToLittleEndian(layout::encodeFiberWord(m_fiberCenters[i], i % 2 == 0 ? w : h));
-    _addTailChunk(ZD_FIBER_CENTERS_CHUNK, words.data(), words.size() * sizeof(quint32));
+    _addTailChunk(ZD_FIBER_CENTERS_CHUNK, layout::encodeFiberCenters(m_d->lists.fiberCenters, w, h));
 }
 
 void ImageWriter::_loadFiberCenters(const void* data, int size)
 {
     int w = 0;
     int h = 0;
-    if (!m_info.get(layout::key::width, w) || !m_info.get(layout::key::height, h))
+    if (!m_d->header.frameSides(w, h))
         fail("IW_ARFCI_INFO2", "cannot get fiber centers without width and height.", DATAIO_HERE);
-    const std::size_t count = static_cast<unsigned int>(size) / sizeof(quint32) / 2 * 2;
-    const auto* words = static_cast<const char*>(data);
-    m_fiberCenters.resize(count);
-    for (std::size_t i = 0; i < count; ++i)
-        m_fiberCenters[i] =
-            layout::decodeFiberWord(qFromLittleEndian<quint32>(words + i * sizeof(quint32)), i % 2 == 0 ? w : h);
+    const std::vector<std::uint32_t> words = sidedata::fiberWords(data, static_cast<unsigned int>(size), false);
+    m_d->lists.fiberCenters = layout::decodeFiberCenters(words, w, h);
 }
 
-void ImageWriter::_saveFrameTimer()
+void ImageWriter::_saveTimesAndPowers()
 {
-    if (!m_autotime && m_frameTimer.empty())
-        return;
-    std::vector<char> buffer(m_frameTimer.size() * static_cast<std::size_t>(layout::frameTimeBytes));
-    m_frameTimer.dumpToRawBuffer(buffer.data(), static_cast<unsigned int>(buffer.size()));
-    _addTailChunk(ZD_FRAME_TIMER_CHUNK, buffer.data(), buffer.size());
-}
-
-void ImageWriter::_saveLaserPower()
-{
-    if (m_laserPowers.empty())
-        return;
-    std::vector<std::uint8_t> bytes(m_laserPowers.size());
-    std::transform(m_laserPowers.begin(), m_laserPowers.end(), bytes.begin(), layout::encodeLaserPower);
-    _addTailChunk(ZD_LASER_POWER_CHUNK, bytes.data(), bytes.size());
-}
-
-void ImageWriter::_loadLaserPower(const unsigned char* data, int size)
-{
-    m_laserPowers.resize(static_cast<unsigned int>(size));
-    std::transform(data, data + m_laserPowers.size(), m_laserPowers.begin(), layout::decodeLaserPower);
+    if (m_d->lists.autotime() || !m_d->lists.times.empty())
+        _addTailChunk(ZD_FRAME_TIMER_CHUNK, sidedata::encodeTimes(m_d->lists.times));
+    if (!m_d->lists.laserPowers.empty())
+        _addTailChunk(ZD_LASER_POWER_CHUNK, sidedata::encodeLaserPowers(m_d->lists.laserPowers));
 }
 
 void ImageWriter::_saveInfo()
 {
-    int size = 0;
-    const std::unique_ptr<char[]> payload = serialised(m_info, size);
-    if (m_journal) {
+    const InfoPayload payload(m_d->header);
+    if (m_d->edit.canUndo()) {
         _settleEdit();
-        m_journal->announceEnd(m_end + layout::framingBytes + size, QByteArray::fromRawData(payload.get(), size));
+        m_d->edit.announceEnd(m_d->tail.chunksEnd(), payload.bytes());
     }
-    _addTailChunk(ZD_INFO_CHUNK, payload.get(), static_cast<std::size_t>(size));
-}
-
-void ImageWriter::_closeOpenMovie()
-{
-    close();
-}
-
-void ImageWriter::_clear(bool autotime)
-{
-    m_autotime = autotime;
-    m_info.clear();
-    m_frameTimer.clear();
-    m_laserPowers.clear();
-    m_fiberCenters.clear();
-    m_end = 0;
-    m_tailStart.reset();
-    m_partialChunk = false;
-    m_cutSettled = true;
-    m_nameSettled = false;
-    m_roomCheckedTo = 0;
-    m_log.reset();
-    m_logTried = false;
-    m_keptRevision = neverSeen;
-    m_fibersKept = false;
+    _addTailChunk(ZD_INFO_CHUNK, payload.bytes());
 }
 
 void ImageWriter::modify(const QString& name)
 {
-    _closeOpenMovie();
-    _clear(false);
+    close();
+    m_d->clear(false);
     undoInterruptedEdit(name);
-    m_file.openFile(name, FileWriterModify, m_locking);
+    m_d->file.openFile(name, FileWriterModify, m_d->locking);
     try {
         _loadInfo();
         _takeTailBack();
-        _beginEdit(name);
+        m_d->beginEdit(name);
         RecordingLog::discard(name); // what an earlier recording left says nothing of this edit
-        m_file.truncate();
+        m_d->file.truncate();
     } catch (...) {
-        _abandonEdit();
+        m_d->abandonEdit();
         throw;
     }
-    m_end = m_file.offset();
-    m_cutSettled = m_journal == nullptr;
-    m_name = name;
+    m_d->tail.reset(m_d->file.offset());
+    m_d->edit.endWasCut();
+    m_d->name = name;
 }
 
 /// Loads the info record of the open file and stands at its start.
 void ImageWriter::_loadInfo()
 {
-    if (!m_file.seekEnd() || !_stepBackOver(ZD_INFO_CHUNK))
+    if (!m_d->file.seekEnd() || !m_d->stepBackOver(ZD_INFO_CHUNK))
         failModify("FDCW_MODIFY", "This is not a VFQ file.", DATAIO_HERE);
-    m_info.load(m_file.data(), static_cast<unsigned int>(m_file.chunkSize()));
-}
-
-/// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk:
-/// one whose headers do not agree is reported.
-bool ImageWriter::_stepBackOver(int type)
-{
-    const auto typeWord = static_cast<unsigned int>(type);
-    if (!m_file.prevChunk(typeWord))
-        return false;
-    m_file.requireChunk(m_file.offset(), typeWord, static_cast<unsigned int>(m_file.chunkSize()));
-    return true;
+    m_d->header.load(m_d->file.data(), static_cast<unsigned int>(m_d->file.chunkSize()));
 }
 
 /// Takes the side data before the info chunk back into memory and stands at the start of its first chunk.
 void ImageWriter::_takeTailBack()
 {
     int endian = 0;
-    if (!m_info.get(layout::key::endian, endian) || endian != layout::littleEndian)
+    if (!m_d->header.get(layout::key::endian, endian) || endian != layout::littleEndian)
         failModify("FDCW_MODIFY1",
                    "Cannot modify a file whose endianness is not specified or is different from the one of the "
                    "current machine.",
                    DATAIO_HERE);
 
-    if (_stepBackOver(ZD_LASER_POWER_CHUNK))
-        _loadLaserPower(static_cast<const unsigned char*>(m_file.data()), m_file.chunkSize());
-    else if (m_info.has(ZD_LASER_POWER_CHUNK))
+    if (m_d->stepBackOver(ZD_LASER_POWER_CHUNK))
+        m_d->lists.laserPowers = sidedata::decodeLaserPowers(m_d->file.data(), m_d->payloadSize());
+    else if (m_d->header.has(ZD_LASER_POWER_CHUNK))
         failModify("FDCW_MODIFY2", "Cannot modify this movie with laser powers not at the expected location.",
                    DATAIO_HERE);
 
-    if (_stepBackOver(ZD_FRAME_TIMER_CHUNK))
-        m_frameTimer.readFromRawBuffer(static_cast<const char*>(m_file.data()),
-                                       static_cast<unsigned int>(m_file.chunkSize()));
-    else if (m_info.has(ZD_FRAME_TIMER_CHUNK))
+    if (m_d->stepBackOver(ZD_FRAME_TIMER_CHUNK))
+        m_d->lists.times.readFromRawBuffer(static_cast<const char*>(m_d->file.data()),
+                                           static_cast<unsigned int>(m_d->file.chunkSize()));
+    else if (m_d->header.has(ZD_FRAME_TIMER_CHUNK))
         failModify("FDCW_MODIFY3", "Cannot modify this movie with frametimers not at the expected location.",
                    DATAIO_HERE);
-    else if (m_frameTimer.readFromChunkInfo(m_info))
-        FrameTimer::removeFromAttChunk(m_info); // the next `close` writes them as a chunk
+    else if (m_d->lists.times.readFromChunkInfo(m_d->header))
+        FrameTimer::removeFromAttChunk(m_d->header); // the next `close` writes them as a chunk
 
-    if (_stepBackOver(ZD_FIBER_CENTERS_CHUNK))
-        _loadFiberCenters(m_file.data(), m_file.chunkSize());
-    else if (m_info.has(ZD_FIBER_CENTERS_CHUNK))
+    if (m_d->stepBackOver(ZD_FIBER_CENTERS_CHUNK))
+        _loadFiberCenters(m_d->file.data(), m_d->file.chunkSize());
+    else if (m_d->header.has(ZD_FIBER_CENTERS_CHUNK))
         failModify("FDCW_MODIFY4", "Cannot modify this movie with fibercenters not at the expected location.",
                    DATAIO_HERE);
 
-    for (const int type : {ZD_INFO_CHUNK, ZD_FIBER_CENTERS_CHUNK, ZD_LASER_POWER_CHUNK, ZD_FRAME_TIMER_CHUNK})
-        m_info.removeChunkType(type);
+    m_d->header.removeTailRecords();
 }
 
 void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& attributes)
 {
     const AttributeChunk wanted = attributes; // may be this writer's own set, which is cleared below
-    _closeOpenMovie();
-    m_autotime = false;
-    m_info.clear();
-    m_keptRevision = neverSeen;
+    close();
+    m_d->lists.setAutotime(false);
+    m_d->header.clear();
+    m_d->aids.forgetHeader();
     undoInterruptedEdit(name);
-    m_file.openFile(name, FileWriterModify, m_locking);
+    m_d->file.openFile(name, FileWriterModify, m_d->locking);
     try {
         _loadInfo();
-        m_info.AttributeChunk::clear();
-        m_info.merge(wanted);
-        m_info.removeChunkType(ZD_INFO_CHUNK);
-        int size = 0;
-        const std::unique_ptr<char[]> payload = serialised(m_info, size);
-        const QByteArray newInfo(payload.get(), size);
-        _beginEdit(name);
-        if (m_journal)
-            m_journal->announceEnd(m_file.offset() + layout::framingBytes + newInfo.size(), newInfo);
-        _writeInfoOverOld(newInfo);
+        m_d->header.AttributeChunk::clear();
+        m_d->header.merge(wanted);
+        m_d->header.removeChunkType(ZD_INFO_CHUNK);
+        const InfoPayload payload(m_d->header);
+        m_d->beginEdit(name);
+        m_d->edit.announceEnd(m_d->file.offset(), payload.bytes());
+        writeInfoOverOld(m_d->file, m_d->header.recordsWithRoom(ZD_INFO_CHUNK), payload.bytes());
         _finishEdit();
-        _dropKeptHeader();
+        m_d->aids.dropKeptHeader(m_d->file.descriptor());
     } catch (...) {
-        _abandonEdit();
+        m_d->abandonEdit();
         throw;
     }
-    m_file.closeFile();
-}
-
-/// Writes the info chunk over the old one, at which the file stands, and cuts what is left of that. The new
-/// chunk goes first and the cut comes last: a movie whose header did not grow opens at every instant.
-void ImageWriter::_writeInfoOverOld(const QByteArray& payload)
-{
-    const unsigned int start = m_file.offset();
-    const auto* old = static_cast<const char*>(m_file.data());
-    const std::vector<char> oldPayload(old, old + static_cast<unsigned int>(m_file.chunkSize()));
-    const auto size = static_cast<unsigned int>(payload.size());
-    std::vector<ChunkRecord>& records = m_info[ZD_INFO_CHUNK];
-    makeRoom(records);
-    m_file.reserve(size + layout::framingBytes);
-    try {
-        m_file.addChunk(ZD_INFO_CHUNK, payload.constData(), size);
-        m_file.truncate();
-    } catch (...) {
-        _writeBack(start, oldPayload);
-        throw;
-    }
-    records.emplace_back(start, size);
-}
-
-/// Puts the old info chunk back after a failure, as far as the system lets it.
-void ImageWriter::_writeBack(unsigned int start, const std::vector<char>& payload) noexcept
-{
-    try {
-        if (!m_file.seek(start))
-            return;
-        m_file.addChunk(ZD_INFO_CHUNK, payload.data(), static_cast<unsigned int>(payload.size()));
-        m_file.truncate();
-    } catch (...) {
-        // The first failure is on its way to the caller; the journal still holds the old bytes.
-    }
-}
-
-void ImageWriter::_beginEdit(const QString& name)
-{
-    if (m_journaled)
-        m_journal = EditJournal::begin(name, m_file.descriptor(), m_file.offset());
-    // Without a journal the header is kept at least, as it is while a movie is recorded.
-    if (m_journal)
-        return;
-    keepHeader(m_file.descriptor(), m_info);
-    m_keptRevision = m_info.revision();
-}
-
-/// Removes the header that this writer has kept for recovery, if any.
-void ImageWriter::_dropKeptHeader() noexcept
-{
-    if (m_keptRevision != neverSeen)
-        dropHeader(m_file.descriptor());
-    m_keptRevision = neverSeen;
+    m_d->file.closeFile();
 }
 
 /// Waits until everything that the edit has written is on the storage device.
 void ImageWriter::_settleEdit()
 {
-    if (!EditJournal::settle(m_file.descriptor()))
+    if (!MovieEdit::settle(m_d->file))
         FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
 }
 
-/// Before anything else of the movie changes, no crash may bring back the info chunk that was cut off: it would
-/// make the movie look whole.
 void ImageWriter::_settleCut()
 {
-    if (m_cutSettled)
+    if (!m_d->edit.mustSettleCut())
         return;
     _settleEdit();
-    m_cutSettled = true;
+    m_d->edit.cutIsSettled();
 }
 
 /// The edit is complete in the file: from here on it stands, whatever happens.
 void ImageWriter::_finishEdit()
 {
-    if (!m_journal)
+    if (!m_d->edit.canUndo())
         return;
     _settleEdit();
-    m_journal->end();
-    m_journal.reset();
-}
-
-/// Closes the file of an edit that failed. What was kept of it goes when the movie is whole, else it stays for the next
-/// edit, or for recovery.
-void ImageWriter::_abandonEdit() noexcept
-{
-    if (m_journal)
-        m_journal->endIfWhole(m_file.descriptor());
-    else if (m_keptRevision != neverSeen && _endsInInfo())
-        _dropKeptHeader();
-    m_journal.reset();
-    m_file.closeFile();
-}
-
-bool ImageWriter::_endsInInfo() noexcept
-{
-    try {
-        return m_file.seekEnd() && _stepBackOver(ZD_INFO_CHUNK);
-    } catch (...) {
-        return false;
-    }
+    m_d->edit.finish();
 }
 
 bool ImageWriter::rollBack()
 {
-    if (!m_journal)
+    if (!m_d->edit.canUndo())
         return false;
-    m_journal->undo(m_file.descriptor());
-    m_journal.reset();
-    _endRecordingAids();
-    m_tailStart.reset();
-    m_file.closeFile();
+    m_d->edit.undo(m_d->file);
+    m_d->aids.end(m_d->file.descriptor());
+    m_d->tail.end();
+    m_d->file.closeFile();
     return true;
 }
 
@@ -839,28 +456,28 @@ void ImageWriter::replaceFrame(const void* data, unsigned int index, float laser
 {
     _requireFrame(index, "IW_RF_FIND", "IW_RF_BOUND", DATAIO_HERE);
     _replaceFrameChunk(data, index);
-    if (m_autotime && index < m_frameTimer.size())
-        m_frameTimer[index] = clockTime();
-    m_laserPowers[index] = laserPower;
+    if (m_d->lists.autotime() && index < m_d->lists.times.size())
+        m_d->lists.times[index] = FrameLists::clockTime();
+    m_d->lists.laserPowers[index] = laserPower;
 }
 
 void ImageWriter::replaceFrame(const void* data, unsigned int index, timeval time, float laserPower)
 {
-    if (m_autotime)
+    if (m_d->lists.autotime())
         fail("IW_RF_AUTOTIME", timeWithAutotime, DATAIO_HERE);
     _requireFrame(index, "IW_RF_FIND2", "IW_RF_BOUND2", DATAIO_HERE);
-    if (index >= m_frameTimer.size())
+    if (index >= m_d->lists.times.size())
         _reportFrameBound("IW_RF_BOUND2", DATAIO_HERE);
     _replaceFrameChunk(data, index);
-    m_frameTimer[index] = time;
-    m_laserPowers[index] = laserPower;
+    m_d->lists.times[index] = time;
+    m_d->lists.laserPowers[index] = laserPower;
 }
 
 void ImageWriter::_requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
                                 const LocationInfo& location)
 {
-    const auto entry = m_info.find(ZD_FRAME_CHUNK);
-    if (entry == m_info.end() || entry->second.empty())
+    const auto entry = m_d->header.find(ZD_FRAME_CHUNK);
+    if (entry == m_d->header.end() || entry->second.empty())
         report::fail(logger, Library, codeNoFrames, report::translated("Cannot replace frame, indice out of bounds."),
                      location);
     if (index >= entry->second.size())
@@ -872,52 +489,27 @@ void ImageWriter::_reportFrameBound(const char* code, const LocationInfo& locati
     report::fail(logger, Library, code, report::translated("Cannot replace Frame, indice out of bounds."), location);
 }
 
-bool ImageWriter::_endsWhereItShould(const ChunkRecord& frame) const
-{
-    const Size end = frame.offset + layout::headerBytes + Size{frame.length};
-    const QByteArray bytes = bytesAt(m_file.descriptor(), end, layout::headerBytes);
-    ChunkEndHeader header;
-    return bytes.size() == layout::headerBytes && header.decode(bytes.constData()) && header.type() == ZD_FRAME_CHUNK &&
-           header.size() == frame.length;
-}
-
-/// Whether the index lists a chunk that begins within this one: bytes are missing from it.
-bool ImageWriter::_holdsStartOfAnother(const ChunkRecord& frame) const
-{
-    const Size end = frame.offset + layout::framingBytes + Size{frame.length};
-    for (const auto& [type, records] : m_info) {
-        if (std::any_of(records.begin(), records.end(),
-                        [&](const ChunkRecord& other) { return other.offset > frame.offset && other.offset < end; }))
-            return true;
-    }
-    return false;
-}
-
-/// Writes over a frame that the file really holds where the index says, and makes the list of laser powers
-/// as long as the movie. A damaged end header is mended thereby, but never at the cost of another chunk.
+/// Writes over a frame that the file really holds where the index says, and makes the list of laser powers as long as the
+/// movie.
 void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
 {
     if (!isOpen())
         FDChunkWriter::reportNotOpen(DATAIO_HERE);
-    const std::vector<ChunkRecord>& records = m_info[ZD_FRAME_CHUNK];
+    const std::vector<ChunkRecord>& records = m_d->header[ZD_FRAME_CHUNK];
     const ChunkRecord record = records[index];
-    const Size length = layout::framingBytes + record.length;
-    if (record.offset + length > _endOfMovie())
+    if (record.offset + layout::framingBytes + record.length > m_d->tail.framesEnd())
         ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
-    m_file.requireChunk(record.offset, ZD_FRAME_CHUNK, record.length);
-    if (!_endsWhereItShould(record) && _holdsStartOfAnother(record))
+    m_d->file.requireChunk(record.offset, ZD_FRAME_CHUNK, record.length);
+    if (!isReplaceable(m_d->file, m_d->header, record))
         ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
-    m_laserPowers.reserve(records.size());
-    if (m_journal)
-        m_journal->keep(m_file.descriptor(), record.offset, length);
+    m_d->lists.laserPowers.reserve(records.size());
+    m_d->edit.keepChunk(m_d->file, record);
     _settleCut();
-    if (!m_file.seek(record.offset))
+    if (!m_d->file.seek(record.offset))
         FDChunkWriter::reportSeekFailure(DATAIO_HERE);
-    m_file.addChunk(ZD_FRAME_CHUNK, data, record.length);
-    if (m_laserPowers.size() < records.size()) {
-        m_laserPowers.resize(records.size(), -1.0F);
-        m_roomCheckedTo = 0;
-    }
+    m_d->file.addChunk(ZD_FRAME_CHUNK, data, record.length);
+    if (m_d->lists.fillUpLaserPowers(records.size()))
+        m_d->room.checkAgain();
 }
 
 } // namespace zd

@@ -2,24 +2,19 @@
 
 #include <libdataio/chunkinfo.h>
 #include <libdataio/export.h>
-#include <libdataio/filewriter.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/pixeltypes.h>
 
-#include <QByteArray>
 #include <QString>
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace zd {
 
-class EditJournal;
-class RecordingLog;
 struct LocationInfo;
 class ZdPalette;
 
@@ -96,7 +91,7 @@ public:
 
     /// Longest file this writer makes, in bytes: 2^31 - 1 at first, at most 2^32 - 1 (a larger value counts as that).
     void setSizeLimit(std::uint64_t bytes);
-    std::uint64_t sizeLimit() const { return m_sizeLimit; }
+    std::uint64_t sizeLimit() const;
     /// Payload bytes of one more frame that still fit below the size limit; 0 when no movie is open.
     std::uint64_t roomLeft() const;
 
@@ -108,7 +103,7 @@ public:
 
     /// Replaces the fibre centres: x0, y0, x1, y1, ... in pixel columns and rows, stored limited to the frame.
     void addRasterFiberContinuousIndexes(const std::vector<float>& centers);
-    const std::vector<float>& getRasterFiberContinuousIndexes() const { return m_fiberCenters; }
+    const std::vector<float>& getRasterFiberContinuousIndexes() const;
     /// Sets the rectangle that the fibre bundle covers, in pixels.
     void addBundleBoundingBoxCoords(float minX, float minY, float maxX, float maxY);
 
@@ -133,19 +128,19 @@ public:
     /// Whether this writer locks the movies that it opens, so that no other writer that does so, too, opens them: it
     /// reports "FW_OF_OPEN" or "FW_OF_OPEN2", and the movie stays as it is. Off at first, since some network file systems
     /// refuse every lock.
-    void setLocking(bool on) { m_locking = on; }
-    bool locking() const { return m_locking; }
+    void setLocking(bool on);
+    bool locking() const;
     /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
     /// On at first; where the directory cannot be written the edit goes on without. Without a journal the header
     /// alone is kept, as that of a recording is.
-    void setJournaled(bool on) { m_journaled = on; }
-    bool journaled() const { return m_journaled; }
+    void setJournaled(bool on);
+    bool journaled() const;
     /// Whether a recording also keeps header, times, laser powers and fibre centres in a log beside the movie
     /// (`<name>-log`) until `close`, so that they survive a crash as the frames do. Off at first; begins with the
     /// next frame. The header alone is always kept, in an extended attribute of the movie file
     /// ("user.dataio.header"), where the file system has them.
-    void setRecordingLog(bool on) { m_logged = on; }
-    bool recordingLog() const { return m_logged; }
+    void setRecordingLog(bool on);
+    bool recordingLog() const;
     /// Gives up the changes since `modify`: the movie is again as it was, byte for byte, and closed. False, with nothing
     /// done, when there is no journal to undo them by: no edit is open, or it goes on without one. When writing fails
     /// the movie stays open.
@@ -157,80 +152,28 @@ public:
     static bool undoInterruptedEdit(const QString& name);
 
 private:
+    struct DATAIO_HIDDEN Private;
     using Size = std::int64_t;
-    static constexpr std::uint64_t neverSeen = ~std::uint64_t{0}; // no revision of the attributes
 
-    void _closeOpenMovie();
-    void _clear(bool autotime);
-    void _goToEnd();
-    ChunkRecord _appendChunk(int type, const void* data, unsigned int size);
-    void _addTailChunk(int type, const void* data, std::size_t size);
+    DATAIO_HIDDEN void _goToEnd();
+    DATAIO_HIDDEN void _settleCut();
+    DATAIO_HIDDEN void _settleEdit();
+    DATAIO_HIDDEN void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
+    DATAIO_HIDDEN void _requireRoom(Size size);
+    DATAIO_HIDDEN void _addTailChunk(int type, const QByteArray& payload);
+    DATAIO_HIDDEN void _saveFiberCenters();
+    DATAIO_HIDDEN void _saveTimesAndPowers();
+    DATAIO_HIDDEN void _saveInfo();
+    DATAIO_HIDDEN void _loadInfo();
+    DATAIO_HIDDEN void _takeTailBack();
+    DATAIO_HIDDEN void _loadFiberCenters(const void* data, int size);
+    DATAIO_HIDDEN void _finishEdit();
+    [[noreturn]] DATAIO_HIDDEN static void _reportFrameBound(const char* code, const LocationInfo& location);
+    DATAIO_HIDDEN void _requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
+                                     const LocationInfo& location);
+    DATAIO_HIDDEN void _replaceFrameChunk(const void* data, unsigned int index);
 
-    std::optional<Size> _frameSize();
-    void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
-    void _requireRoom(Size size);
-    void _keepForRecovery();
-    void _endRecordingAids();
-    Size _endOfMovie() const;
-    Size _tailSize(Size moreFrames) const;
-    Size _roomFor(Size end, Size moreFrames) const;
-
-    void _setStringVariable(const QString& name, const QString& value);
-    void _saveFiberCenters();
-    void _loadFiberCenters(const void* data, int size);
-    void _saveFrameTimer();
-    void _saveLaserPower();
-    void _loadLaserPower(const unsigned char* data, int size);
-    void _saveInfo();
-
-    void _loadInfo();
-    bool _stepBackOver(int type);
-    void _takeTailBack();
-    void _writeInfoOverOld(const QByteArray& payload);
-    void _writeBack(unsigned int start, const std::vector<char>& payload) noexcept;
-    void _beginEdit(const QString& name);
-    void _settleEdit();
-    void _settleCut();
-    void _finishEdit();
-    void _abandonEdit() noexcept;
-    void _dropKeptHeader() noexcept;
-    bool _endsInInfo() noexcept;
-    [[noreturn]] static void _reportFrameBound(const char* code, const LocationInfo& location);
-    void _requireFrame(unsigned int index, const char* codeNoFrames, const char* codeBound,
-                       const LocationInfo& location);
-    bool _endsWhereItShould(const ChunkRecord& frame) const;
-    bool _holdsStartOfAnother(const ChunkRecord& frame) const;
-    void _replaceFrameChunk(const void* data, unsigned int index);
-
-    ChunkInfo m_info;
-    FileWriter m_file;
-    FrameTimer m_frameTimer;
-    bool m_autotime = true;
-    std::vector<float> m_laserPowers;
-    std::vector<float> m_fiberCenters;
-
-    Size m_end = 0;                  // end of the last complete chunk
-    std::optional<Size> m_tailStart; // where a `close` that failed began to write
-    bool m_partialChunk = false;     // bytes of a failed write may lie behind m_end
-    bool m_cutSettled = true;        // the cut of `modify` is on the storage device
-    bool m_nameSettled = false;      // `sync` has seen to the directory as well
-
-    std::uint64_t m_sizeLimit = layout::commonSizeLimit;
-    Size m_roomCheckedTo = 0;                      // up to this end of the movie the tail is known to fit
-    std::uint64_t m_roomRevision = 0;              // with the attributes of this revision
-    std::optional<Size> m_headerFrameSize;         // size of a frame by the attributes ...
-    std::uint64_t m_frameSizeRevision = neverSeen; // ... of this revision
-
-    bool m_locking = false;
-    bool m_journaled = true;
-    std::unique_ptr<EditJournal> m_journal;
-
-    QString m_name;
-    bool m_logged = false;
-    std::unique_ptr<RecordingLog> m_log;
-    bool m_logTried = false;                  // one attempt a movie
-    std::uint64_t m_keptRevision = neverSeen; // header that a crash would leave behind
-    bool m_fibersKept = false;                // the same of the fibre centres
+    const std::unique_ptr<Private> m_d;
 };
 
 } // namespace zd

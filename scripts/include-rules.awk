@@ -37,7 +37,9 @@ BEGIN {
           " filereader filereserve filewriter payloadbuffer payloadreader readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
           " imagefilelayout plainnumber derived growth movieheader sidedata")
-    group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile")
+    group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile" \
+          " imagewritervalues framelists movietail roomaccount recordingaids movieedit" \
+          " imagereadervalues storedframe fiberquery moviethumbnail")
     group("copying", "imageutilities")
     below["system"] = below["detail"] = below["report"] = below["framing"] = ""
     below["container"] = below["records"] = "system detail report framing"

@@ -146,6 +146,16 @@ TEST_F(Fibers, AnOddWordIsIgnoredAndTold)
     LogCapture warnings(2);
     EXPECT_EQ(m_reader.nbFibers(ImageReader::NoFiberFiltering), 2);
     EXPECT_EQ(warnings.records.size(), 0U);
+
+    std::vector<std::uint32_t> stored;
+    m_reader.getFiberWords(stored);
+    EXPECT_THAT(layout::decodeFiberCenters(stored, frameWidth, frameHeight), ElementsAre(1, 2, 3, 4));
+    open(MovieBuilder().chunk(6, words({0x01020304, 5, 6})).attribute("endian", "1"));
+    m_reader.getFiberWords(stored);
+    EXPECT_THAT(stored, ElementsAre(0x04030201, 0x05000000));
+    open(MovieBuilder());
+    m_reader.getFiberWords(stored);
+    EXPECT_THAT(stored, IsEmpty());
 }
 
 TEST_F(Fibers, FiltersByFrame)

@@ -511,6 +511,8 @@ TEST_F(Reading, ReloadsOnlyTheHeader)
     m_reader.reloadHeader();
     EXPECT_EQ(m_reader.getComment(), text("new"));
     EXPECT_EQ(m_reader.nbFrames(), 3);
+    ASSERT_TRUE(m_reader.index().has(ZD_FRAME_CHUNK));
+    EXPECT_EQ(m_reader.index().find(ZD_FRAME_CHUNK)->second, (std::vector<ChunkRecord>{{0, 16}}));
     EXPECT_EQ(m_reader.getFrameTimer().size(), 1U);
     float power = 0;
     EXPECT_TRUE(m_reader.getLaserPower(2, power));

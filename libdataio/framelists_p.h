@@ -1,0 +1,37 @@
+#pragma once
+
+#include <libdataio/frametimer.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace zd {
+
+/// What a movie's writer keeps of the frames, in memory until `close`: times and laser powers, in step with the frame
+/// records; and the fibre centres.
+class FrameLists {
+public:
+    /// Empties the lists. With `autotime` frames without a time get the clock's.
+    void clear(bool autotime);
+    void setAutotime(bool on) { m_autotime = on; }
+    bool autotime() const { return m_autotime; }
+    /// The time of a frame that is recorded now. Seconds beyond 32 bits (after 2038-01-19) are stored modulo 2^32:
+    /// intervals stay right.
+    static timeval clockTime();
+
+    /// Makes room for one more frame, so that `append` cannot fail.
+    void makeRoom(bool timed);
+    /// The time that is recorded, or null when there is none.
+    const timeval* append(const timeval* time, float laserPower);
+    /// Makes the list of laser powers as long as the movie, for which there must be room; whether it grew.
+    bool fillUpLaserPowers(std::size_t frames);
+
+    FrameTimer times;
+    std::vector<float> laserPowers;
+    std::vector<float> fiberCenters; // x0, y0, x1, y1, ... in pixels
+
+private:
+    bool m_autotime = true;
+};
+
+} // namespace zd

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <libdataio/filewriter.h>
+#include <libdataio/framelists_p.h>
+#include <libdataio/imagewriter.h>
+#include <libdataio/movieedit_p.h>
+#include <libdataio/movieheader_p.h>
+#include <libdataio/movietail_p.h>
+#include <libdataio/recordingaids_p.h>
+#include <libdataio/roomaccount_p.h>
+
+#include <QString>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace zd {
+
+/// What a writer holds. The parts own one thing each and report nothing; what is done here needs several of them.
+struct ImageWriter::Private {
+    /// Empties everything that belongs to one movie.
+    void clear(bool autotime);
+    /// Bytes of a frame by the header; nothing when that does not tell, or says what no movie can hold.
+    std::optional<std::int64_t> frameSize();
+    /// Bytes of the payload last stepped over.
+    std::size_t payloadSize() const { return static_cast<unsigned int>(file.chunkSize()); }
+    /// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk: one
+    /// whose headers do not agree is reported.
+    bool stepBackOver(int type);
+    /// Starts the edit of the open movie, at whose info chunk or side data the file stands.
+    void beginEdit(const QString& movie);
+    /// Closes the file of an edit that failed. What was kept of it goes when the movie is whole, else it stays.
+    void abandonEdit() noexcept;
+    bool endsInInfo() noexcept;
+
+    MovieHeader header;
+    FileWriter file;
+    FrameLists lists;
+    MovieTail tail;
+    RoomAccount room;
+    RecordingAids aids;
+    MovieEdit edit;
+    QString name;
+    bool locking = false;
+    bool nameSettled = false; // `sync` has seen to the directory as well
+};
+
+} // namespace zd

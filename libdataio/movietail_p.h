@@ -1,0 +1,42 @@
+#pragma once
+
+#include <libdataio/chunkindex.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace zd {
+
+class FileWriter;
+
+/// Where a movie that is being written ends, and which bytes behind that are not its own: those of a write that failed, or of
+/// a `close` that did.
+class MovieTail {
+public:
+    /// The movie ends at `end`, and nothing lies behind it.
+    void reset(std::int64_t end);
+    /// The end of the last complete chunk.
+    std::int64_t chunksEnd() const { return m_chunksEnd; }
+    /// The end of the frames: what a `close` that failed has written does not count.
+    std::int64_t framesEnd() const { return m_start.value_or(m_chunksEnd); }
+
+    /// From here on chunks belong to the tail.
+    void begin() { m_start = m_chunksEnd; }
+    /// The tail is whole, or nobody needs it any more.
+    void end() { m_start.reset(); }
+    /// Gives up what a `close` that failed has written; false when there is no such thing.
+    bool takeBack();
+
+    /// Goes behind the last complete chunk, having cut what lies there; false when the system refuses to go there.
+    bool moveTo(FileWriter& file);
+    /// Appends a chunk. `size` must fit the file.
+    ChunkRecord append(FileWriter& file, int type, const void* data, std::size_t size);
+
+private:
+    std::int64_t m_chunksEnd = 0;
+    std::optional<std::int64_t> m_start; // where a `close` began to write
+    bool m_partialChunk = false;         // bytes of a failed write may lie behind the end
+};
+
+} // namespace zd
