@@ -102,7 +102,7 @@ protected:
     void writeText(char* out) const;
 
 private:
-    Map& _changing();
+    DATAIO_HIDDEN Map& _changing();
 
     Map m_attributes;
     std::uint64_t m_revision = 0;

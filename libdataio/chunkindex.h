@@ -69,7 +69,7 @@ protected:
     void writePayload(char* out) const;
 
 private:
-    void _append(const char* entry, std::size_t entries, std::size_t expected);
+    DATAIO_HIDDEN void _append(const char* entry, std::size_t entries, std::size_t expected);
 
     Map m_records;
 };

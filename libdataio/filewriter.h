@@ -60,7 +60,7 @@ public:
     bool sync();
 
 private:
-    void _requireOpen(const LocationInfo& location) const;
+    DATAIO_HIDDEN void _requireOpen(const LocationInfo& location) const;
 
     std::unique_ptr<FDChunkWriter> m_writer;
     int m_openResult = -1;

@@ -57,7 +57,7 @@ public:
     static void removeFromAttChunk(AttributeChunk& attributes);
 
 private:
-    void sortTimes();
+    DATAIO_HIDDEN void sortTimes();
 };
 
 } // namespace zd
