@@ -1,7 +1,5 @@
 #include <libdataio/framelists_p.h>
 
-#include <libdataio/growth_p.h>
-
 #include <chrono>
 
 namespace zd {
@@ -19,22 +17,6 @@ timeval FrameLists::clockTime()
     using namespace std::chrono;
     const std::int64_t microseconds = floor<std::chrono::microseconds>(system_clock::now()).time_since_epoch().count();
     return {static_cast<std::int32_t>(microseconds / 1'000'000), static_cast<std::int32_t>(microseconds % 1'000'000)};
-}
-
-void FrameLists::makeRoom(bool timed)
-{
-    zd::makeRoom(laserPowers);
-    if (timed || m_autotime)
-        zd::makeRoom(times);
-}
-
-const timeval* FrameLists::append(const timeval* time, float laserPower)
-{
-    laserPowers.push_back(laserPower);
-    if (time == nullptr && !m_autotime)
-        return nullptr;
-    times.push_back(time != nullptr ? *time : clockTime());
-    return &times.back();
 }
 
 bool FrameLists::fillUpLaserPowers(std::size_t frames)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <libdataio/frametimer.h>
+#include <libdataio/growth_p.h>
 
 #include <cstddef>
 #include <vector>
@@ -20,9 +21,21 @@ public:
     static timeval clockTime();
 
     /// Makes room for one more frame, so that `append` cannot fail.
-    void makeRoom(bool timed);
+    void makeRoom(bool timed)
+    {
+        zd::makeRoom(laserPowers);
+        if (timed || m_autotime)
+            zd::makeRoom(times);
+    }
     /// The time that is recorded, or null when there is none.
-    const timeval* append(const timeval* time, float laserPower);
+    const timeval* append(const timeval* time, float laserPower)
+    {
+        laserPowers.push_back(laserPower);
+        if (time == nullptr && !m_autotime)
+            return nullptr;
+        times.push_back(time != nullptr ? *time : clockTime());
+        return &times.back();
+    }
     /// Makes the list of laser powers as long as the movie, for which there must be room; whether it grew.
     bool fillUpLaserPowers(std::size_t frames);
 

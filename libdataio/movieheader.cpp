@@ -1,7 +1,6 @@
 #include <libdataio/movieheader_p.h>
 
 #include <libdataio/attributepaletteadaptor.h>
-#include <libdataio/growth_p.h>
 #include <libdataio/imagefilelayout.h>
 
 #include <common/zdpalette.h>
@@ -106,13 +105,6 @@ bool MovieHeader::bundleBox(std::vector<float>& box) const
         return true;
     box.clear();
     return false;
-}
-
-std::vector<ChunkRecord>& MovieHeader::recordsWithRoom(int type)
-{
-    std::vector<ChunkRecord>& records = (*this)[type];
-    makeRoom(records);
-    return records;
 }
 
 void MovieHeader::removeTailRecords()

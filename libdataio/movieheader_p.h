@@ -2,6 +2,7 @@
 
 #include <libdataio/chunkinfo.h>
 #include <libdataio/derived_p.h>
+#include <libdataio/growth_p.h>
 #include <libdataio/pixeltypes.h>
 
 #include <QString>
@@ -33,7 +34,12 @@ public:
     bool bundleBox(std::vector<float>& box) const; ///< `box` is empty when one of its values is missing
 
     /// Makes room for one more record of that type and gives the records.
-    std::vector<ChunkRecord>& recordsWithRoom(int type);
+    std::vector<ChunkRecord>& recordsWithRoom(int type)
+    {
+        std::vector<ChunkRecord>& records = (*this)[type];
+        makeRoom(records);
+        return records;
+    }
     /// Forgets where side data and header lay.
     void removeTailRecords();
 

@@ -15,8 +15,8 @@ void RecordingAids::reset()
     m_fibersKept = false;
 }
 
-void RecordingAids::keep(int movieFD, const QString& movie, const AttributeChunk& header,
-                         const std::vector<float>& fiberCenters)
+void RecordingAids::_keep(int movieFD, const QString& movie, const AttributeChunk& header,
+                          const std::vector<float>& fiberCenters)
 {
     if (m_logged && !m_logTried) {
         m_logTried = true;

@@ -26,7 +26,11 @@ public:
     /// Another movie begins: nothing is kept of it. What was kept of the one before stays.
     void reset();
     /// Keeps what has changed since the last call. Before a frame is recorded.
-    void keep(int movieFD, const QString& movie, const AttributeChunk& header, const std::vector<float>& fiberCenters);
+    void keep(int movieFD, const QString& movie, const AttributeChunk& header, const std::vector<float>& fiberCenters)
+    {
+        if (!m_keptHeader.sameCalls(header) || !m_fibersKept || (m_logged && !m_logTried))
+            _keep(movieFD, movie, header, fiberCenters);
+    }
     /// Keeps the header alone.
     void keepHeader(int movieFD, const AttributeChunk& header);
     /// A frame was recorded; `time` is null when it has none.
@@ -42,6 +46,8 @@ public:
     void end(int movieFD);
 
 private:
+    void _keep(int movieFD, const QString& movie, const AttributeChunk& header, const std::vector<float>& fiberCenters);
+
     bool m_logged = false;
     bool m_logTried = false; // one attempt a movie
     std::unique_ptr<RecordingLog> m_log;

@@ -2,7 +2,6 @@
 
 #include <libdataio/framelists_p.h>
 #include <libdataio/imagefilelayout.h>
-#include <libdataio/movieheader_p.h>
 #include <libdataio/sidedata_p.h>
 
 #include <algorithm>
@@ -51,16 +50,13 @@ std::int64_t RoomAccount::left(std::int64_t end, const MovieHeader& header, cons
     return limit - reserve - end - layout::framingBytes - tailSize(header, lists);
 }
 
-bool RoomAccount::admits(std::int64_t size, std::int64_t end, const MovieHeader& header, const FrameLists& lists)
+bool RoomAccount::_count(std::int64_t size, std::int64_t end, const MovieHeader& header, const FrameLists& lists)
 {
-    const std::int64_t newEnd = end + layout::framingBytes + size;
-    if (newEnd <= m_checkedTo && m_checkedWith.sameCalls(header))
-        return true;
     const std::int64_t leftOver = left(end, header, lists) - size;
     if (leftOver < 0)
         return false;
     // A frame adds less to the tail than to the file, so half of what is left holds both.
-    m_checkedTo = newEnd + leftOver / 2;
+    m_checkedTo = end + layout::framingBytes + size + leftOver / 2;
     m_checkedWith.note(header);
     return true;
 }
