@@ -36,34 +36,6 @@ TEST_F(EverydayTool, CutsOldMovies)
     EXPECT_EQ(test::headerText(file("cut.vqf")), "endian=1\nheight=1\npixbits=8\npixtype=3\nwidth=2\n");
 }
 
-TEST_F(EverydayTool, FindsDroppedFrames)
-{
-    test::MovieBuilder movie;
-    std::string times;
-    for (const int milliseconds : {0, 100, 200, 500, 400, 501, 600, 752}) {
-        movie.frame("x");
-        times += test::timeBytes(0, 1000 * milliseconds);
-    }
-    test::writeFile(directory.path("g.vqf"), movie.chunk(7, times).movie());
-    Ended ended = run("vqf frames g.vqf --gaps --format csv");
-    EXPECT_EQ(ended.output, "frame,time,interval,dropped,runs_back\n"
-                            "3,0.500000,0.300000,2,false\n"
-                            "4,0.400000,-0.100000,0,true\n"
-                            "7,0.752000,0.152000,1,false\n");
-    EXPECT_EQ(ended.code, 3);
-    EXPECT_EQ(run("vqf frames g.vqf --gaps --frames :3").code, 0);
-    EXPECT_EQ(run("vqf frames g.vqf --stats").output, "g.vqf\n"
-                                                      "  frames        8\n"
-                                                      "  intervals     7, 9.309 frames/s\n"
-                                                      "  median        100.000 ms\n"
-                                                      "  mean          107.429 ms, deviation 108.443 ms\n"
-                                                      "  range         -100.000 to 300.000 ms\n"
-                                                      "  dropped       3 frames\n"
-                                                      "  runs back     1 times\n");
-    EXPECT_EQ(run("vqf import none 2> e; vqf frames g.vqf --stats --frames 0 --format csv").output,
-              "frames,intervals,median,mean,deviation,shortest,longest,dropped,runs_back\n1,0,,,,,,0,0\n");
-}
-
 TEST_F(EverydayTool, MakesMoviesAnonymous)
 {
     const std::string secret = test::MovieBuilder()

@@ -35,27 +35,6 @@ protected:
     }
 };
 
-TEST_F(ExchangeTool, WhatWasExportedComesBackIdentical)
-{
-    const Ended ended = run(R"(set -e
-        for output in m.ome.tif m.npy m.raw m.mkv "pngs --to png" "tifs --to tifs" "m.tif --sidecar"; do
-            vqf export -q m.vqf -o $output
-            vqf import -q "${output%% *}" -o again.vqf --force
-            vqf diff m.vqf again.vqf
-        done
-        vqf export -q m.vqf -o - --to raw | vqf import -q /dev/stdin -o piped.vqf --size 4x2 --type u16 || echo no pipe
-        vqf export -q m.vqf -o alone.raw --no-sidecar
-        vqf export -q m.vqf -o table.csv
-        vqf import -q alone.raw -o table.vqf --size 4x2 --type u16 --table table.csv
-        vqf frames m.vqf --format csv | cut -d, -f1,3- > a
-        vqf frames table.vqf --format csv | cut -d, -f1,3- > b
-        cmp a b)");
-    EXPECT_EQ(ended.code, 0) << ended.errors;
-    std::string same = "m.vqf and again.vqf: identical (3 frames)\n";
-    EXPECT_EQ(ended.output, same + same + same + same + same + same + same + "no pipe\n");
-    EXPECT_EQ(ended.errors, "vqf: /dev/stdin: is not a regular file; name a file of samples\n");
-}
-
 // Other people's programs: the pixels and times that they see.
 TEST_F(ExchangeTool, OtherProgramsSeePixelsAndTimes)
 {

@@ -139,63 +139,21 @@ TEST_F(Conventions, JsonBeginsWithSchemaAndVersion)
     EXPECT_GE(checked, 6 + 4 + 3 + 7); // every command, and a line for each row
 }
 
-TEST_F(Conventions, OutputGoesWhereItIsSent)
+TEST_F(Conventions, ATerminalIsNoFile)
 {
-    // To a pipe: the file and nothing but the file; what is told goes elsewhere.
-    Ended ended =
-        run(QStringLiteral("vqf import beads.tif -o a.vqf; vqf import beads.tif -o - > b.vqf; cmp a.vqf b.vqf"));
-    EXPECT_EQ(ended.output, "a.vqf: 2 frames of 4 x 2, 16-bit unsigned (249 bytes)\n");
-    EXPECT_EQ(ended.errors, "-: 2 frames of 4 x 2, 16-bit unsigned (249 bytes)\n");
-    EXPECT_EQ(ended.code, 0);
-    ended = run(QStringLiteral("vqf -q export a.vqf -o - > a.tif; vqf import -q a.tif -o c.vqf; cmp a.vqf c.vqf"));
-    EXPECT_EQ(ended.output + ended.errors, "");
-    EXPECT_EQ(ended.code, 0);
-    // To a terminal: refused.
-    ended = run(QStringLiteral("script -qec \"\\\"" VQF_PROGRAM "\\\" export a.vqf -o -\" /dev/null < /dev/null"));
+    const Ended ended =
+        run(QStringLiteral("script -qec \"\\\"" VQF_PROGRAM "\\\" export rich.vqf -o -\" /dev/null < /dev/null"));
     EXPECT_EQ(ended.code, 2);
     EXPECT_THAT(ended.output, StartsWith("vqf: -o -: standard output is a terminal"));
-    // To a reader that went away: quiet, also where SIGPIPE is ignored.
-    for (const char* trap : {"", "trap '' PIPE; "}) {
-        ended =
-            run(QStringLiteral("%1(sleep 0.2; vqf frames rich.vqf; echo $? >&2) | true").arg(QLatin1StringView(trap)));
-        EXPECT_EQ(ended.errors, "141\n") << trap;
-    }
 }
 
-TEST_F(Conventions, ProgressIsShownAsAsked)
-{
-    const QString script = QStringLiteral("vqf export rich.vqf -o x.tif --force %1");
-    EXPECT_EQ(run(script.arg(QString())).errors, "");
-    EXPECT_EQ(run(script.arg(QStringLiteral("-q --progress always"))).errors, "");
-    EXPECT_THAT(run(script.arg(QStringLiteral("--progress always"))).errors, StartsWith("looking through 3 frames\n"));
-    EXPECT_EQ(run(script.arg(QStringLiteral("--progress sometimes"))).code, 2);
-    EXPECT_EQ(run(script.arg(QStringLiteral("-q -v"))).code, 2);
-    EXPECT_THAT(run(QStringLiteral("vqf frames --time 0s:1s cells.tif -v")).errors, HasSubstr("vqf recover"));
-}
-
-TEST_F(Conventions, ShellsAndManualKnowEveryCommand)
+TEST_F(Conventions, TheManualKnowsEveryCommand)
 {
     const std::string manual = run(QStringLiteral("vqf completion man")).output;
     for (const QString& name : commands(help({})))
         EXPECT_THAT(manual, HasSubstr("\n.SS \\fBvqf " +
                                       QString(name).replace(QLatin1Char('-'), QStringLiteral("\\-")).toStdString()));
     EXPECT_THAT(manual, HasSubstr("\n.TP\n\\fB\\-o\\fR, \\fB\\-\\-output\\fR \\fIPATH\\fR\nThe movie to make"));
-
-    // What bash offers for the last of these words.
-    const auto offered = [this](const char* words) {
-        return run(QStringLiteral("vqf completion bash > c; bash -c 'source ./c; COMP_WORDS=(vqf %1); "
-                                  "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _vqf; echo ${COMPREPLY[*]}'")
-                       .arg(QLatin1StringView(words)))
-            .output;
-    };
-    EXPECT_EQ(offered("fra"), "frames\n");
-    EXPECT_EQ(offered("frames --format \"\""), "table csv json ndjson\n");
-    EXPECT_EQ(offered("frames m.vqf --ga"), "--gaps\n");
-    EXPECT_EQ(offered("frames m.vqf"), "\n"); // a file
-    EXPECT_EQ(offered("attr ex"), "export\n");
-    EXPECT_EQ(offered("attr export --fo"), "--force\n");
-    EXPECT_EQ(offered("-q ls --progress a"), "always auto\n");
-    EXPECT_EQ(offered("completion \"\""), "bash zsh fish\n");
 }
 
 } // namespace
