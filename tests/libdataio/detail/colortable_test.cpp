@@ -162,7 +162,7 @@ TEST(ColorTable, DrawsGradientsBetweenNodes)
     const auto drawn = [&colors] {
         const ColorTable entries = buildColorTable(colors, SampleRange::Unsigned8, {});
         std::vector<QRgb> some;
-        for (const std::size_t value : {0, 9, 10, 12, 15, 19, 20, 255})
+        for (const unsigned int value : {0U, 9U, 10U, 12U, 15U, 19U, 20U, 255U})
             some.push_back(entries[value] & 0xFFFFFFU);
         return some;
     };
