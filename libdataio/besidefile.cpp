@@ -74,11 +74,15 @@ Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes)
     return writePieces(fd, &piece, 1, offset);
 }
 
-void syncDirectoryOf(const QByteArray& path)
+QByteArray folderOf(const QByteArray& path)
 {
     const qsizetype slash = path.lastIndexOf('/');
-    const QByteArray directory = slash < 0 ? QByteArray(".") : path.left(slash + 1);
-    const Descriptor fd(openFile(directory.constData(), O_RDONLY | O_DIRECTORY, 0));
+    return slash < 0 ? QByteArray(".") : path.left(slash + 1);
+}
+
+void syncDirectoryOf(const QByteArray& path)
+{
+    const Descriptor fd(openFile(folderOf(path).constData(), O_RDONLY | O_DIRECTORY, 0));
     if (fd)
         syncFile(fd.get());
 }

@@ -30,6 +30,8 @@ QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length);
 /// Writes all the bytes at `offset`; what was moved, and the error that stopped it.
 Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes);
 
+/// The directory that holds `path`.
+QByteArray folderOf(const QByteArray& path);
 /// Waits until the directory that holds `path` knows of it on the storage device, where the system can tell.
 void syncDirectoryOf(const QByteArray& path);
 

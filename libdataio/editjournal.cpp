@@ -5,6 +5,7 @@
 #include <libdataio/chunkinfo.h>
 #include <libdataio/fdchunkwriter.h>
 #include <libdataio/imagefilelayout.h>
+#include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
 #include <libdataio/rescuedframes_p.h>
@@ -211,15 +212,13 @@ bool isInUse(int journalFD)
     return lockFile(journalFD) == -1 && errno == EWOULDBLOCK;
 }
 
-/// Opens a file that need not be there, or not for this program. Any other failure is reported: an edit must not begin
-/// while it is not known whether another one has to be undone.
-int openIfThere(const QByteArray& path, int flags)
+/// The file is not there, or not for this program. Any other failure is reported: an edit must not begin while it is not
+/// known whether another one has to be undone.
+void requireAbsent(int error)
 {
-    const int fd = openFile(path.constData(), O_RDWR | O_NONBLOCK | flags, 0);
     constexpr int absent[] = {ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, ENXIO, EACCES, EPERM, EROFS};
-    if (fd == -1 && std::find(std::begin(absent), std::end(absent), errno) == std::end(absent))
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
-    return fd;
+    if (std::find(std::begin(absent), std::end(absent), error) == std::end(absent))
+        FDChunkWriter::reportWriteFailure(error, DATAIO_HERE);
 }
 
 } // namespace
@@ -315,31 +314,60 @@ void EditJournal::undo(int movieFD)
     end();
 }
 
-bool EditJournal::restore(const QString& movie)
+EditJournal::Restored EditJournal::restore(const QString& movie, const std::optional<FileIdentity>& lockedAlready)
+{
+    const QByteArray path = report::systemPath(besidePath(movie, QString()));
+    constexpr int flags = O_RDWR | O_NONBLOCK;
+    LockedFile file = processLocks() ? openLocked(path.constData(), flags, 0, lockedAlready)
+                                     : LockedFile{openFile(path.constData(), flags, 0), {}};
+    const Descriptor descriptor(file.fd);
+    const FileLock lock(std::move(file.lock));
+    if (descriptor)
+        return restore(movie, descriptor.get());
+    if (errno == EBUSY)
+        return Restored::InUse;
+    requireAbsent(errno);
+    return Restored::Nothing;
+}
+
+EditJournal::Restored EditJournal::restore(const QString& movie, int movieFD)
 {
     const QByteArray path = journalPath(movie);
-    const Descriptor journal(openIfThere(path, O_NOFOLLOW));
-    if (!journal || !beginsAs(journal.get(), mark) || isInUse(journal.get()))
-        return false;
+    const Descriptor journal(openFile(path.constData(), O_RDWR | O_NONBLOCK | O_NOFOLLOW, 0));
+    if (!journal)
+        requireAbsent(errno);
+    if (!journal || !beginsAs(journal.get(), mark))
+        return Restored::Nothing;
+    if (isInUse(journal.get()))
+        return Restored::InUse;
     const std::optional<JournalContent> content = readJournal(journal.get());
     // Its edit died before it was complete, and so before the movie changed.
     if (!content) {
         remove(path, journal.get());
-        return false;
+        return Restored::Nothing;
     }
-    const Descriptor file(openIfThere(report::systemPath(movie), 0));
-    if (!file)
-        return false;
-    const bool undone = !isWhole(file.get(), content->oldEnd, content->newEnd);
-    if (undone && lengthOf(file.get()) < content->tail.number)
-        return false;
+    const bool undone = !isWhole(movieFD, content->oldEnd, content->newEnd);
+    if (undone && lengthOf(movieFD) < content->tail.number)
+        return Restored::Nothing;
     if (undone) {
-        rescueFrames(movie, file.get(), content->tail.number, infoOfTail(content->tail.bytes));
-        writeBack(file.get(), journal.get(), *content);
+        rescueFrames(movie, movieFD, content->tail.number, infoOfTail(content->tail.bytes));
+        writeBack(movieFD, journal.get(), *content);
     }
     remove(path, journal.get());
     RecordingRemains::remove(movie);
-    return undone;
+    return undone ? Restored::Undone : Restored::Nothing;
+}
+
+EditProtection EditJournal::protectionOf(const QString& movie)
+{
+    const QByteArray path = journalPath(movie);
+    const Descriptor journal(openFile(path.constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW, 0));
+    if (journal || errno != ENOENT)
+        return journal && beginsAs(journal.get(), mark) ? EditProtection::Journal : EditProtection::ForeignJournal;
+    const Descriptor unnamed(openFile(folderOf(path).constData(), O_WRONLY | O_TMPFILE, 0600));
+    constexpr int refusals[] = {EACCES, EPERM, EROFS, ENOENT, ENOTDIR};
+    const bool refused = !unnamed && std::find(std::begin(refusals), std::end(refusals), errno) != std::end(refusals);
+    return refused ? EditProtection::NoFolder : EditProtection::Journal;
 }
 
 void EditJournal::discard(const QString& movie)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libdataio/filelock_p.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -11,6 +13,7 @@
 namespace zd {
 
 struct RecordingRemains;
+enum class EditProtection : int;
 
 /// Keeps the bytes that an edit of a closed movie is about to destroy, in a file beside the movie
 /// (`<name>-journal`), until the movie is whole again.
@@ -25,11 +28,23 @@ public:
         QByteArray infoHash;
     };
 
-    /// Starts a journal for the movie open on `movieFD` and keeps everything from `tailStart` to its end. Null when no
-    /// file can be made there: the edit then goes on without. Reports "FDCW_AC_WRITE" when it cannot be written whole.
+    /// What came of looking for an edit that died.
+    enum class Restored {
+        Nothing, ///< there was nothing to undo
+        Undone,  ///< the movie is as it was before that edit
+        InUse,   ///< the edit is going on
+    };
+
+    /// What would protect an edit of a movie. Nothing is changed.
+    static EditProtection protectionOf(const QString& movie);
+    /// Starts a journal for the movie open on `movieFD` and keeps everything from `tailStart` to its end. Null with errno
+    /// when no file can be made there. Reports "FDCW_AC_WRITE" when it cannot be written whole.
     static std::unique_ptr<EditJournal> begin(const QString& movie, int movieFD, std::int64_t tailStart);
-    /// Undoes an edit that died; see `ImageWriter::undoInterruptedEdit`. Reports the failures of writing.
-    static bool restore(const QString& movie);
+    /// Undoes an edit of the movie open on `movieFD` that died; see `ImageWriter::undoInterruptedEdit`. Reports the
+    /// failures of writing.
+    static Restored restore(const QString& movie, int movieFD);
+    /// The same of a movie that nobody has open here. One that somebody has locked is in use.
+    static Restored restore(const QString& movie, const std::optional<FileIdentity>& lockedAlready);
     /// Removes a journal left beside a movie that has just been created anew.
     static void discard(const QString& movie);
     /// Adds what a journal beside the movie says to its remains: the movie as it was, unless it is whole, and its

@@ -2,6 +2,7 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/chunkheader.h>
+#include <libdataio/filelock_p.h>
 #include <libdataio/filereserve_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -37,6 +39,7 @@ constexpr std::int64_t believedBeyondEnd = 64 << 20;
 /// The descriptor, where it stands, and the payload of the last step.
 struct FDChunkWriter::Private {
     int fd = -1;
+    FileLock lock;
     FileReserve reserve;
     std::vector<char> buffer;
     std::uint32_t size = 0;
@@ -54,6 +57,11 @@ void FDChunkWriter::setFD(int fd)
 {
     m_d->fd = fd;
     m_d->reserve = FileReserve();
+}
+
+void FDChunkWriter::_keepLock(FileLock lock)
+{
+    m_d->lock = std::move(lock);
 }
 
 int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
@@ -95,6 +103,7 @@ int FDChunkWriter::closeFD()
     if (m_d->fd == -1)
         return -1;
     m_d->reserve.giveBack(m_d->fd);
+    m_d->lock.release();
     const int result = systemCalls.close(m_d->fd);
     m_d->fd = -1;
     return result;

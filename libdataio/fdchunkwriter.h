@@ -8,6 +8,9 @@
 
 namespace zd {
 
+class FileLock;
+class FileWriter;
+
 /// `ChunkWriter` on an open file descriptor, which it closes when it is destroyed.
 ///
 /// Positions reach 2^32 - 1: a chunk that would end beyond is refused before anything is written
@@ -47,8 +50,11 @@ public:
     [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
 
 private:
+    friend FileWriter;
     struct DATAIO_HIDDEN Private;
 
+    /// Keeps a lock on the descriptor's file until that is closed.
+    DATAIO_HIDDEN void _keepLock(FileLock lock);
     DATAIO_HIDDEN int _readPayload(std::int64_t position, std::uint32_t size);
     [[noreturn]] DATAIO_HIDDEN void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
                                                         const LocationInfo& location);

@@ -1,11 +1,13 @@
 #include <libdataio/filewriter.h>
 
 #include <libdataio/fdchunkwriter.h>
+#include <libdataio/filelock_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/systemcalls_p.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 #include <fcntl.h>
 
@@ -17,21 +19,31 @@ Logger& logger = Logger::logger(QStringLiteral("dataio.filewriter"));
 
 constexpr mode_t ownerOnly = 0600;
 
-/// Locks the file before it discards what is in it; -1 with errno on failure.
-int openLocked(const char* path, bool create)
+[[noreturn]] void reportNotOpened(const QString& path, bool create, int error)
 {
-    const int fd = zd::openFile(path, O_RDWR | O_CREAT, ownerOnly);
-    if (fd == -1 || (lockFile(fd) == 0 && (!create || truncateFile(fd, 0) == 0)))
-        return fd;
-    const int error = errno;
-    systemCalls.close(fd);
-    errno = error;
-    return -1;
+    report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",
+                 QStringLiteral("File ") + path + QStringLiteral(" : ") + report::systemText(error), DATAIO_HERE);
 }
 
-int openShared(const char* path, bool create)
+/// Empties a file; other than regular ones have nothing to discard.
+bool discardContent(int fd)
 {
-    return zd::openFile(path, O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly);
+    struct stat status {};
+    if (systemCalls.fstat(fd, &status) == -1)
+        return false;
+    return !S_ISREG(status.st_mode) || truncateFile(fd, 0) == 0;
+}
+
+/// Nothing is discarded before it is certain that nobody else writes the file.
+LockedFile openToWrite(const char* path, bool create, const std::optional<FileIdentity>& lockedAlready)
+{
+    LockedFile file = openLocked(path, O_RDWR | O_CREAT, ownerOnly, lockedAlready);
+    return file.fd == -1 || !create || discardContent(file.fd) ? std::move(file) : refused(std::move(file), errno);
+}
+
+LockedFile openUnlocked(const char* path, bool create)
+{
+    return {zd::openFile(path, O_RDWR | O_CREAT | (create ? O_TRUNC : 0), ownerOnly), {}};
 }
 
 } // namespace
@@ -41,22 +53,34 @@ FileWriter::~FileWriter() = default;
 
 void FileWriter::openFile(const QString& path, FileWriterMode mode, bool locked)
 {
+    _open(path, mode, locked, std::nullopt);
+}
+
+void FileWriter::_open(const QString& path, FileWriterMode mode, bool locked,
+                       const std::optional<FileIdentity>& lockedAlready)
+{
     m_writer.reset();
     m_openResult = -1;
     auto writer = std::make_unique<FDChunkWriter>();
     const QByteArray systemPath = report::systemPath(path);
     const bool create = mode == FileWriterCreate;
+    LockedFile file;
     if (path.contains(QChar::Null))
         errno = EINVAL;
     else
-        m_openResult = (locked ? openLocked : openShared)(systemPath.constData(), create);
-    if (m_openResult == -1) {
-        const int error = errno;
-        report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",
-                     QStringLiteral("File ") + path + QStringLiteral(" : ") + report::systemText(error), DATAIO_HERE);
-    }
+        file = locked ? openToWrite(systemPath.constData(), create, lockedAlready)
+                      : openUnlocked(systemPath.constData(), create);
+    m_openResult = file.fd;
+    if (m_openResult == -1)
+        reportNotOpened(path, create, errno);
     writer->setFD(m_openResult);
+    writer->_keepLock(std::move(file.lock));
     m_writer = std::move(writer);
+}
+
+void FileWriter::_reportBusy(const QString& path)
+{
+    reportNotOpened(path, false, EBUSY);
 }
 
 void FileWriter::closeFile()

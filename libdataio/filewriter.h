@@ -7,10 +7,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 namespace zd {
 
 class FDChunkWriter;
+class ImageWriter;
+struct FileIdentity;
 
 /// How `FileWriter::openFile` treats what is there. Any other number is treated as `FileWriterModify`, which destroys nothing.
 enum FileWriterMode : int {
@@ -29,8 +32,8 @@ public:
     ~FileWriter(); ///< closes the file; it is neither cut nor completed
 
     /// Closes what is open, then opens `path`; the position is 0. Reports "FW_OF_OPEN" (create) and
-    /// "FW_OF_OPEN2" (modify); nothing is open then. With `locked` a file that another writer has opened so is refused
-    /// as well, and stays as it is.
+    /// "FW_OF_OPEN2" (modify); nothing is open then. With `locked` a file that another writer has opened so is refused as
+    /// well ("Device or resource busy") and stays as it is; without, the file is neither locked nor are locks heeded.
     void openFile(const QString& path, FileWriterMode mode, bool locked = false);
     void closeFile();
     bool openned() const;
@@ -60,6 +63,12 @@ public:
     bool sync();
 
 private:
+    friend ImageWriter;
+
+    /// As `openFile`; the file that is locked already, if any, is not locked again.
+    DATAIO_HIDDEN void _open(const QString& path, FileWriterMode mode, bool locked,
+                             const std::optional<FileIdentity>& lockedAlready);
+    [[noreturn]] DATAIO_HIDDEN static void _reportBusy(const QString& path);
     DATAIO_HIDDEN void _requireOpen(const LocationInfo& location) const;
 
     std::unique_ptr<FDChunkWriter> m_writer;

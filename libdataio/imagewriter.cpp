@@ -79,7 +79,7 @@ void ImageWriter::create(const QString& name, bool autotime)
     close();
     m_d->clear(autotime);
     m_d->header.set(layout::key::endian, layout::littleEndian);
-    m_d->file.openFile(name, FileWriterCreate, m_d->locking);
+    m_d->openFile(name, FileWriterCreate);
     m_d->name = name;
     RecordingRemains::remove(name);
 }
@@ -101,7 +101,7 @@ void ImageWriter::close()
     _finishEdit();
     m_d->tail.end();
     m_d->aids.end(m_d->file.descriptor());
-    m_d->file.closeFile();
+    m_d->closeFile();
 }
 
 bool ImageWriter::sync()
@@ -326,9 +326,9 @@ void ImageWriter::modify(const QString& name)
 {
     close();
     m_d->clear(false);
-    undoInterruptedEdit(name);
-    m_d->file.openFile(name, FileWriterModify, m_d->locking);
+    m_d->openFile(name, FileWriterModify);
     try {
+        m_d->undoDeadEdit(name);
         _loadInfo();
         _takeTailBack();
         m_d->beginEdit(name);
@@ -392,9 +392,9 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
     m_d->lists.setAutotime(false);
     m_d->header.clear();
     m_d->aids.forgetHeader();
-    undoInterruptedEdit(name);
-    m_d->file.openFile(name, FileWriterModify, m_d->locking);
+    m_d->openFile(name, FileWriterModify);
     try {
+        m_d->undoDeadEdit(name);
         _loadInfo();
         m_d->header.AttributeChunk::clear();
         m_d->header.merge(wanted);
@@ -409,7 +409,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
         m_d->abandonEdit();
         throw;
     }
-    m_d->file.closeFile();
+    m_d->closeFile();
 }
 
 /// Waits until everything that the edit has written is on the storage device.
@@ -443,13 +443,23 @@ bool ImageWriter::rollBack()
     m_d->edit.undo(m_d->file);
     m_d->aids.end(m_d->file.descriptor());
     m_d->tail.end();
-    m_d->file.closeFile();
+    m_d->closeFile();
     return true;
 }
 
 bool ImageWriter::undoInterruptedEdit(const QString& name)
 {
-    return EditJournal::restore(name);
+    return EditJournal::restore(name, std::nullopt) == EditJournal::Restored::Undone;
+}
+
+bool ImageWriter::undoInterruptedEdit(const QString& name, const MovieLock& held)
+{
+    return EditJournal::restore(name, HeldLock::movieOf(held)) == EditJournal::Restored::Undone;
+}
+
+EditProtection ImageWriter::editProtectionOf(const QString& movie)
+{
+    return EditJournal::protectionOf(movie);
 }
 
 void ImageWriter::replaceFrame(const void* data, unsigned int index, float laserPower)

@@ -16,7 +16,17 @@
 namespace zd {
 
 struct LocationInfo;
+class MovieLock;
 class ZdPalette;
+
+/// What protects the open edit of a closed movie against a crash.
+enum class EditProtection : int {
+    None = 0,           ///< no edit is open
+    Journal = 1,        ///< the journal beside the movie: a crash leaves the old movie or the new one
+    NoFolder = 2,       ///< nothing: no journal can be made in the movie's folder
+    ForeignJournal = 3, ///< nothing: a `<name>-journal` is there that is not this movie's, or not to be trusted
+    Off = 4,            ///< nothing: `setJournaled(false)`
+};
 
 /// Records a movie frame by frame, or changes one that was closed.
 ///
@@ -125,16 +135,27 @@ public:
     /// that has no time yet.
     void replaceFrame(const void* data, unsigned int index, timeval time, float laserPower);
 
-    /// Whether this writer locks the movies that it opens, so that no other writer that does so, too, opens them: it
-    /// reports "FW_OF_OPEN" or "FW_OF_OPEN2", and the movie stays as it is. Off at first, since some network file systems
-    /// refuse every lock.
+    /// Whether this writer locks the movies that it creates and changes, so that one writer at a time works on a movie: one
+    /// that another writer holds is refused with "FW_OF_OPEN" or "FW_OF_OPEN2" and the system's text for a busy
+    /// resource, and stays as it is. On at first. The lock is advisory (`flock`): it keeps out those who take it, too, never
+    /// readers, and it never waits. File systems that know no locks go on without, and `DATAIO_LOCKING=0` in the
+    /// environment turns all locks of a process off.
     void setLocking(bool on);
     bool locking() const;
+    /// Works under a lock that the caller holds, as for looking at a movie before it is changed: the movie that `held`
+    /// locks is not locked once more while `held` lives. When `held` goes while the movie is open, the lock stays until it
+    /// is closed.
+    void useLock(const MovieLock& held);
     /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
     /// On at first; where the directory cannot be written the edit goes on without. Without a journal the header
     /// alone is kept, as that of a recording is.
     void setJournaled(bool on);
     bool journaled() const;
+    /// What protects the edit that is open, or that `modifyAttribute` has made last; `None` when no movie is open for an
+    /// edit. Anything but a journal is a warning in the log as well, unless `setJournaled(false)` asked for it.
+    EditProtection editProtection() const;
+    /// What would protect an edit of that movie, as far as can be told beforehand. Nothing is changed.
+    static EditProtection editProtectionOf(const QString& movie);
     /// Whether a recording also keeps header, times, laser powers and fibre centres in a log beside the movie
     /// (`<name>-log`) until `close`, so that they survive a crash as the frames do. Off at first; begins with the
     /// next frame. The header alone is always kept, in an extended attribute of the movie file
@@ -150,6 +171,8 @@ public:
     /// going on. Frames that the edit had appended are saved first, as a movie of their own
     /// (`<name>-rescued`). `modify` and `modifyAttribute` begin with this.
     static bool undoInterruptedEdit(const QString& name);
+    /// The same under a lock that the caller holds.
+    static bool undoInterruptedEdit(const QString& name, const MovieLock& held);
 
 private:
     struct DATAIO_HIDDEN Private;

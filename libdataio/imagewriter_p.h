@@ -5,6 +5,7 @@
 #include <libdataio/imagewriter.h>
 #include <libdataio/movieedit_p.h>
 #include <libdataio/movieheader_p.h>
+#include <libdataio/movielock_p.h>
 #include <libdataio/movietail_p.h>
 #include <libdataio/recordingaids_p.h>
 #include <libdataio/roomaccount_p.h>
@@ -21,6 +22,9 @@ namespace zd {
 struct ImageWriter::Private {
     /// Empties everything that belongs to one movie.
     void clear(bool autotime);
+    /// Opens the movie's file, locked as it is set.
+    void openFile(const QString& movie, FileWriterMode mode);
+    void closeFile();
     /// Bytes of a frame by the header; nothing when that does not tell, or says what no movie can hold.
     std::optional<std::int64_t> frameSize();
     /// Bytes of the payload last stepped over.
@@ -28,6 +32,8 @@ struct ImageWriter::Private {
     /// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk: one
     /// whose headers do not agree is reported.
     bool stepBackOver(int type);
+    /// Undoes an edit of the open movie that died. One that is going on makes the movie busy.
+    void undoDeadEdit(const QString& movie);
     /// Starts the edit of the open movie, at whose info chunk or side data the file stands.
     void beginEdit(const QString& movie);
     /// Closes the file of an edit that failed. What was kept of it goes when the movie is whole, else it stays.
@@ -41,8 +47,10 @@ struct ImageWriter::Private {
     RoomAccount room;
     RecordingAids aids;
     MovieEdit edit;
+    EditProtection protection = EditProtection::None;
     QString name;
-    bool locking = false;
+    bool locking = true;
+    HeldLock heldLock;
     bool nameSettled = false; // `sync` has seen to the directory as well
 };
 

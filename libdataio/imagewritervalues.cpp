@@ -123,6 +123,11 @@ bool ImageWriter::locking() const
     return m_d->locking;
 }
 
+void ImageWriter::useLock(const MovieLock& held)
+{
+    m_d->heldLock.borrow(held);
+}
+
 void ImageWriter::setJournaled(bool on)
 {
     m_d->edit.setJournaled(on);
@@ -131,6 +136,11 @@ void ImageWriter::setJournaled(bool on)
 bool ImageWriter::journaled() const
 {
     return m_d->edit.journaled();
+}
+
+EditProtection ImageWriter::editProtection() const
+{
+    return m_d->protection;
 }
 
 void ImageWriter::setRecordingLog(bool on)

@@ -6,8 +6,10 @@
 #include <libdataio/editjournal_p.h>
 #include <libdataio/filewriter.h>
 #include <libdataio/imagefilelayout.h>
+#include <libdataio/imagewriter.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace zd {
 
@@ -52,11 +54,14 @@ bool holdsStartOfAnother(const ChunkIndex& index, const ChunkRecord& frame)
 MovieEdit::MovieEdit() = default;
 MovieEdit::~MovieEdit() = default;
 
-bool MovieEdit::begin(const QString& name, const FileWriter& file)
+EditProtection MovieEdit::begin(const QString& name, const FileWriter& file)
 {
-    if (m_journaled)
-        m_journal = EditJournal::begin(name, file.descriptor(), file.offset());
-    return canUndo();
+    if (!m_journaled)
+        return EditProtection::Off;
+    m_journal = EditJournal::begin(name, file.descriptor(), file.offset());
+    if (m_journal)
+        return EditProtection::Journal;
+    return errno == EEXIST ? EditProtection::ForeignJournal : EditProtection::NoFolder;
 }
 
 bool MovieEdit::settle(const FileWriter& file)

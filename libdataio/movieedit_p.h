@@ -13,6 +13,7 @@ namespace zd {
 
 class EditJournal;
 class FileWriter;
+enum class EditProtection : int;
 
 /// An edit of a closed movie: its journal, and what has to be on the storage device before it goes on.
 class MovieEdit {
@@ -23,9 +24,8 @@ public:
     void setJournaled(bool on) { m_journaled = on; }
     bool journaled() const { return m_journaled; }
 
-    /// Before the first change: keeps everything from the file's position to its end. False when the edit goes on without a
-    /// journal.
-    bool begin(const QString& name, const FileWriter& file);
+    /// Before the first change: keeps everything from the file's position to its end. Says what protects the edit.
+    EditProtection begin(const QString& name, const FileWriter& file);
     /// Whether a journal can undo the edit.
     bool canUndo() const { return m_journal != nullptr; }
     /// The movie's end was cut off, or a new movie began. Before anything else of an edited movie changes, no crash may

@@ -30,11 +30,11 @@ BEGIN {
     confine("QImage", "libdataio movietools vqf desktop python tests bench fuzz examples")
 
     # Groups of files inside libdataio, and the groups each may include besides itself.
-    group("system", "systemcalls")
+    group("system", "systemcalls filelock")
     group("report", "report")
     group("framing", "chunkframing") # sizes alone, no code
     group("container", "chunkheader chunkreader chunkwriter fdchunkreader fdchunkwriter" \
-          " filereader filereserve filewriter payloadbuffer payloadreader readwindow")
+          " filereader filereserve filewriter movielock payloadbuffer payloadreader readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
           " imagefilelayout plainnumber derived growth movieheader sidedata")
     group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile" \

@@ -118,8 +118,7 @@ TEST_F(FileWriterTest, ALockKeepsOutThoseWhoAskForOne)
     owner.addChunk(2, "ABC", 3);
     const int descriptors = openDescriptors();
     for (const auto& [mode, code] : bothModes)
-        EXPECT_EQ(reportOfOpening(m_path, mode, true),
-                  code + m_path.toStdString() + " : " + std::strerror(EWOULDBLOCK));
+        EXPECT_EQ(reportOfOpening(m_path, mode, true), code + m_path.toStdString() + " : " + std::strerror(EBUSY));
     EXPECT_EQ(openDescriptors(), descriptors);
     EXPECT_EQ(readFile(m_path), chunk(2, "ABC"));
     m_writer.openFile(m_path, FileWriterModify);

@@ -1,6 +1,7 @@
 #include <libdataio/imagewriter.h>
 
 #include <libdataio/imagereader.h>
+#include <libdataio/movielock.h>
 #include <tests/support/allocations.h>
 #include <tests/support/descriptor.h>
 #include <tests/support/faults.h>
@@ -13,7 +14,9 @@
 #include <QDir>
 #include <QFile>
 
+#include <cstdio>
 #include <functional>
+#include <optional>
 
 namespace zd {
 
@@ -469,17 +472,53 @@ TEST_F(Editing, ALockedMovieIsLeftToItsWriter)
     put(fullMovie().movie());
     ImageWriter owner;
     ImageWriter guest;
-    owner.setLocking(true);
-    guest.setLocking(true);
+    EXPECT_TRUE(guest.locking());
     owner.modify(m_path);
     const std::string open = file();
     EXPECT_EQ(codeOf([&] { guest.create(m_path, true); }), "FW_OF_OPEN");
     EXPECT_EQ(codeOf([&] { guest.modify(m_path); }), "FW_OF_OPEN2");
     EXPECT_EQ(codeOf([&] { guest.modifyAttribute(m_path, AttributeChunk()); }), "FW_OF_OPEN2");
+    EXPECT_FALSE(MovieLock::tryLock(m_path));
+    EXPECT_FALSE(ImageWriter::undoInterruptedEdit(m_path));
     EXPECT_EQ(file(), open);
     owner.close();
     EXPECT_EQ(file(), fullMovie().movie());
-    guest.modify(m_path);
+    owner.create(m_path, false);
+    owner.addFrame("recorded", 8, 0.5F);
+    EXPECT_EQ(codeOf([&] { guest.create(m_path, true); }), "FW_OF_OPEN");
+    EXPECT_EQ(file(), chunk(2, "recorded")) << "nothing is cut before the lock is held";
+    qputenv("DATAIO_LOCKING", "0");
+    EXPECT_EQ(codeOf([&] { guest.create(m_path, true); }), "");
+    qunsetenv("DATAIO_LOCKING");
+}
+
+TEST_F(Editing, AProgramLooksAndChangesUnderOneLock)
+{
+    put(fullMovie().movie());
+    {
+        ImageWriter writer;
+        std::optional<MovieLock> held = MovieLock::tryLock(m_path);
+        ASSERT_TRUE(held && held->isHeld());
+        EXPECT_EQ(codeOf([&] { writer.modify(m_path); }), "FW_OF_OPEN2") << "the lock is not its own";
+        writer.useLock(*held);
+        writer.modify(m_path);
+        held.reset();
+        EXPECT_FALSE(MovieLock::tryLock(m_path)) << "until the movie is closed";
+        writer.close();
+        held = MovieLock::tryLock(m_path);
+        ASSERT_TRUE(held && held->isHeld());
+        EXPECT_EQ(codeOf([&] { writer.modify(m_path); }), "FW_OF_OPEN2") << "another lock";
+        writer.useLock(*held);
+        put(fullMovie().movie());
+        const QString another = m_directory.path("other.vqf");
+        writeFile(another, fullMovie().movie());
+        ASSERT_EQ(std::rename(another.toUtf8().constData(), m_path.toUtf8().constData()), 0);
+        writer.modify(m_path);
+        EXPECT_FALSE(MovieLock::tryLock(m_path)) << "another movie under that name is locked as ever";
+        writer.close();
+    }
+    const std::optional<MovieLock> none = MovieLock::tryLock(m_directory.path("none.vqf"));
+    EXPECT_TRUE(none && !none->isHeld());
 }
 
 TEST_F(Editing, RollsBackToTheOldBytes)
