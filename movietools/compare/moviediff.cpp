@@ -246,23 +246,6 @@ const char* Comparison::readFrame(Side& side, unsigned frame) const
 
 } // namespace
 
-void ValueDifferences::add(std::uint64_t place, double difference)
-{
-    ++differing;
-    if (!first)
-        first = place;
-    if (!std::isfinite(difference))
-        return;
-    largest = std::max(largest, difference);
-    sum += difference;
-}
-
-bool MovieDifferences::none() const
-{
-    return structure.empty() && attributes.empty() && times.differing == 0 && laserPowers.differing == 0 &&
-           fibers.differing == 0 && framesDiffering == 0;
-}
-
 MovieDifferences compareMovies(const QString& a, const QString& b, const ProgressCallback& progress)
 {
     return Comparison(a, b, progress).run();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/compare/moviediff.h>
+#include <movietools/compare/moviedifferences.h>
 
 #include <libdataio/pixeltypes.h>
 

@@ -4,6 +4,7 @@
 #include <common/zdpalette.h>
 #include <libdataio/attributepaletteadaptor.h>
 #include <libdataio/imagereader.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/frames/samplevalues_p.h>
 
 #include <algorithm>
@@ -54,11 +55,6 @@ ZdPalette paletteOf(ImageReader& movie)
 bool hasRange(const ZdPalette& palette)
 {
     return palette.getValueScaled(palette.last()) > palette.getValueScaled(palette.first());
-}
-
-bool isColor(ZDImagePixelType type)
-{
-    return type == ZD_RGB || type == ZD_RGBA;
 }
 
 /// The colour of every bit pattern of a type of 8 or 16 bits; nothing for wider types.
@@ -127,12 +123,12 @@ bool FrameRenderer::draw(unsigned index, QImage& picture)
 {
     if (m_size.isEmpty())
         return false;
-    if (!isColor(m_type) && !m_colors)
+    if (!isColored(m_type) && !m_colors)
         _chooseColors(index);
     const std::optional<Frame> frame = _frame(index);
     if (!frame)
         return false;
-    if (isColor(m_type))
+    if (isColored(m_type))
         _drawColors(*frame, picture);
     else
         _drawSamples(*frame, picture);

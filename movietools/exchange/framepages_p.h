@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <memory>
 #include <optional>
 
 namespace zd::movietools {
@@ -29,5 +30,22 @@ public:
     /// What came with the pictures, asked while the first page is current; nothing when they came alone.
     virtual std::optional<MovieDescription> description() { return std::nullopt; }
 };
+
+/// Where the samples of frames lie in a file, one frame after the other.
+struct RawLayout {
+    PageFormat format;
+    std::uint64_t frames = 0; ///< 0: as many as there are bytes for
+    std::uint64_t offset = 0; ///< of the first sample
+    bool bigEndian = false;
+};
+
+// Each opens pictures of a form, the first one current. `signedType` is the type of samples that were stored with half
+// of their range added; `ZD_UNKNOWN` for none.
+std::unique_ptr<FramePages> openTiffPages(const QString& path);
+std::unique_ptr<FramePages> openPicture(const QString& path); ///< one PNG picture
+std::unique_ptr<FramePages> openPictures(const QString& folder, ZDImagePixelType signedType);
+std::unique_ptr<FramePages> openRawPages(const QString& path, const RawLayout& layout);
+std::unique_ptr<FramePages> openNpyPages(const QString& path);
+std::unique_ptr<FramePages> openVideoPages(const QString& path, ZDImagePixelType signedType);
 
 } // namespace zd::movietools

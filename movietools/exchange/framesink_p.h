@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/exchange/movieexport.h>
+#include <movietools/exchange/exportoptions.h>
 #include <movietools/frames/pageformat_p.h>
 #include <movietools/movie/moviedescription.h>
 
@@ -35,10 +35,7 @@ public:
     virtual bool isBigTiff() const { return false; }
 };
 
-/// Starts the output of a plan, which must outlive it.
-std::unique_ptr<FrameSink> makeSink(const ExportPlan& plan);
-
-// One for each family of forms; `makeSink` chooses.
+// Each starts the output of a plan, which must outlive it, for a family of forms.
 std::unique_ptr<FrameSink> makeTiffSink(const ExportPlan& plan);
 std::unique_ptr<FrameSink> makePictureSink(const ExportPlan& plan);
 std::unique_ptr<FrameSink> makeRawSink(const ExportPlan& plan);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <libdataio/frametimer.h>
-#include <movietools/exchange/movieexport.h>
+#include <movietools/exchange/exportoptions.h>
 
 #include <optional>
 #include <vector>

@@ -1,11 +1,7 @@
 #include <movietools/exchange/importsource_p.h>
 
 #include <movietools/exchange/exchangeform.h>
-#include <movietools/exchange/pictures/picturepages_p.h>
-#include <movietools/exchange/raw/rawpages_p.h>
 #include <movietools/exchange/sidecar_p.h>
-#include <movietools/exchange/tiff/tiffpages_p.h>
-#include <movietools/exchange/video/videopages_p.h>
 #include <movietools/job/joberror.h>
 
 #include <QFileInfo>
@@ -45,7 +41,7 @@ std::unique_ptr<FramePages> openRaw(const QString& path, const std::optional<Sid
                                     const ImportOptions& options)
 {
     if (options.rawFormat)
-        return std::make_unique<RawPages>(
+        return openRawPages(
             path, RawLayout{{options.rawFormat->width, options.rawFormat->height, options.rawFormat->type, false},
                             0,
                             options.rawFormat->offset,
@@ -55,7 +51,7 @@ std::unique_ptr<FramePages> openRaw(const QString& path, const std::optional<Sid
                        QStringLiteral("does not say what its samples are"),
                        QStringLiteral("name their size and type, like --size 576x576 --type u16"),
                        {}};
-    return std::make_unique<RawPages>(path, RawLayout{sidecar->format, sidecar->frames, sidecar->offset, false});
+    return openRawPages(path, RawLayout{sidecar->format, sidecar->frames, sidecar->offset, false});
 }
 
 std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<Sidecar>& sidecar,
@@ -64,21 +60,21 @@ std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<
     const ZDImagePixelType signedType = sidecar && sidecar->zero != 0 ? sidecar->format.type : ZD_UNKNOWN;
     const std::optional<ExchangeForm> form = formOfFile(path);
     if (QFileInfo(path).isDir())
-        return std::make_unique<PicturePages>(path, signedType);
+        return openPictures(path, signedType);
     if (options.rawFormat || form == ExchangeForm::Raw || (sidecar && sidecar->form == ExchangeForm::Raw))
         return openRaw(path, sidecar, options);
     if (form == ExchangeForm::Npy)
-        return std::make_unique<RawPages>(path);
+        return openNpyPages(path);
     if (form == ExchangeForm::Csv)
         throw JobError{path,
                        QStringLiteral("is a table, which has no pixels"),
                        QStringLiteral("name a file of pixels and give the table with --table"),
                        {}};
     if (path.endsWith(QLatin1StringView(".png"), Qt::CaseInsensitive))
-        return PicturePages::single(path);
+        return openPicture(path);
     if (isVideoName(path))
-        return std::make_unique<VideoPages>(path, signedType);
-    return std::make_unique<TiffPages>(path);
+        return openVideoPages(path, signedType);
+    return openTiffPages(path);
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <movietools/exchange/framepages_p.h>
-#include <movietools/exchange/movieimport.h>
+#include <movietools/exchange/importoptions.h>
 
 #include <QString>
 

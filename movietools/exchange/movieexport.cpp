@@ -16,6 +16,23 @@ namespace zd::movietools {
 
 namespace {
 
+std::unique_ptr<FrameSink> makeSink(const ExportPlan& plan)
+{
+    switch (plan.options.form) {
+    case ExchangeForm::Tiff:
+    case ExchangeForm::OmeTiff:
+        return makeTiffSink(plan);
+    case ExchangeForm::PngPictures:
+    case ExchangeForm::TiffPictures:
+        return makePictureSink(plan);
+    case ExchangeForm::Mkv:
+    case ExchangeForm::Mp4:
+        return makeVideoSink(plan);
+    default:
+        return makeRawSink(plan);
+    }
+}
+
 /// One export, from the first look at the movie to the finished output.
 class MovieExport {
 public:
@@ -137,23 +154,6 @@ ExportResult MovieExport::finish(FrameSink& sink, const ExportPlan& plan)
 }
 
 } // namespace
-
-std::unique_ptr<FrameSink> makeSink(const ExportPlan& plan)
-{
-    switch (plan.options.form) {
-    case ExchangeForm::Tiff:
-    case ExchangeForm::OmeTiff:
-        return makeTiffSink(plan);
-    case ExchangeForm::PngPictures:
-    case ExchangeForm::TiffPictures:
-        return makePictureSink(plan);
-    case ExchangeForm::Mkv:
-    case ExchangeForm::Mp4:
-        return makeVideoSink(plan);
-    default:
-        return makeRawSink(plan);
-    }
-}
 
 ExportResult exportMovie(const ExportOptions& options, const ProgressCallback& progress)
 {

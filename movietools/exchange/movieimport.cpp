@@ -6,13 +6,13 @@
 #include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
 #include <movietools/exchange/importsource_p.h>
+#include <movietools/files/bytesource.h>
 #include <movietools/files/outputfile.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/wording.h>
 #include <movietools/movie/checksum.h>
 #include <movietools/movie/movieedit.h>
-#include <movietools/movie/movieindex.h>
 
 #include <cmath>
 #include <limits>
@@ -136,7 +136,7 @@ ImportResult MovieImport::result(const QString& path) const
     result.width = static_cast<int>(m_format.width);
     result.height = static_cast<int>(m_format.height);
     result.type = m_format.type;
-    result.bytes = fileBytes(path);
+    result.bytes = lengthOfFile(path);
     return result;
 }
 

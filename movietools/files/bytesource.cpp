@@ -2,6 +2,8 @@
 
 #include <movietools/job/joberror.h>
 
+#include <QFileInfo>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -94,6 +96,11 @@ std::int64_t MemoryBytes::read(std::int64_t offset, char* buffer, std::int64_t s
     const std::int64_t got = std::clamp<std::int64_t>(m_bytes.size() - offset, 0, size);
     copyOverlap(m_bytes, 0, buffer, offset, got);
     return got;
+}
+
+std::uint64_t lengthOfFile(const QString& path)
+{
+    return static_cast<std::uint64_t>(QFileInfo(path).size());
 }
 
 } // namespace zd::movietools

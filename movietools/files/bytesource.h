@@ -58,4 +58,7 @@ private:
     QByteArray m_bytes;
 };
 
+/// The length of the file of that name in bytes; 0 when the system does not tell.
+std::uint64_t lengthOfFile(const QString& path);
+
 } // namespace zd::movietools

@@ -1,7 +1,7 @@
 #include <movietools/files/plainoutput_p.h>
 
+#include <movietools/files/bytesource.h>
 #include <movietools/job/joberror.h>
-#include <movietools/movie/movieindex.h>
 
 #include <cerrno>
 #include <utility>
@@ -44,7 +44,7 @@ void PlainOutput::close()
 {
     if (::close(std::exchange(m_fd, -1)) != 0)
         throw systemError(m_file.path(), QStringLiteral("written"), errno);
-    if (fileBytes(m_file.workPath()) != m_written)
+    if (lengthOfFile(m_file.workPath()) != m_written)
         throw JobError{
             m_file.path(), QStringLiteral("was not written whole"), QStringLiteral("write it elsewhere"), {}};
 }

@@ -1,5 +1,6 @@
 #include <movietools/frames/frameconverter_p.h>
 
+#include <movietools/frames/sampletype.h>
 #include <movietools/frames/samplevalues_p.h>
 
 #include <algorithm>
@@ -7,15 +8,6 @@
 #include <type_traits>
 
 namespace zd::movietools {
-
-namespace {
-
-bool isColored(ZDImagePixelType type)
-{
-    return type == ZD_RGB || type == ZD_RGBA;
-}
-
-} // namespace
 
 FrameConverter::FrameConverter(const PageFormat& source, const SampleColors& colors)
     : m_source(source), m_format(source), m_colors(colors)

@@ -1,12 +1,12 @@
 #include <movietools/frames/pageformat_p.h>
 
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 
 namespace zd::movietools {
 
 std::uint64_t PageFormat::frameBytes() const
 {
-    return std::uint64_t{width} * height * static_cast<std::uint64_t>(tiffSamples(type).pixelBytes());
+    return std::uint64_t{width} * height * static_cast<std::uint64_t>(sampleFormat(type).pixelBytes());
 }
 
 } // namespace zd::movietools

@@ -1,5 +1,6 @@
 #include <movietools/frames/samplestatistics_p.h>
 
+#include <movietools/frames/sampletype.h>
 #include <movietools/frames/samplevalues_p.h>
 
 #include <algorithm>
@@ -51,7 +52,7 @@ double meanOf(const char* pixels, std::size_t count)
 // The channels of colours are samples of eight bits.
 ZDImagePixelType sampleType(const PageFormat& format)
 {
-    return format.type == ZD_RGB || format.type == ZD_RGBA ? ZD_UCHAR : format.type;
+    return isColored(format.type) ? ZD_UCHAR : format.type;
 }
 
 } // namespace

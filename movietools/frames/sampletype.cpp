@@ -18,6 +18,45 @@ constexpr NamedType namedTypes[] = {
 
 } // namespace
 
+SampleFormat sampleFormat(ZDImagePixelType type)
+{
+    const int bits = GetPixBits(type);
+    switch (GetPixGroup(type)) {
+    case ZD_GROUP_FLOAT:
+        return {SampleKind::Float, bits, 1};
+    case ZD_GROUP_SIGNED:
+        return {SampleKind::Signed, bits, 1};
+    case ZD_GROUP_UNSIGNED:
+        return {SampleKind::Unsigned, bits, 1};
+    case ZD_GROUP_RGB:
+        return {SampleKind::Unsigned, 8, 3};
+    case ZD_GROUP_RGBA:
+        return {SampleKind::Unsigned, 8, 4};
+    default:
+        return {};
+    }
+}
+
+ZDImagePixelType pixelType(const SampleFormat& samples)
+{
+    const bool isUnsigned = samples.kind == SampleKind::Unsigned;
+    if (samples.channels != 1) {
+        if (!isUnsigned || samples.bits != 8)
+            return ZD_UNKNOWN;
+        return samples.channels == 3 ? ZD_RGB : samples.channels == 4 ? ZD_RGBA : ZD_UNKNOWN;
+    }
+    if (samples.kind == SampleKind::Float)
+        return GuessPixelType(ZD_GROUP_FLOAT, samples.bits);
+    if (samples.bits > 32)
+        return ZD_UNKNOWN;
+    return GuessPixelType(isUnsigned ? ZD_GROUP_UNSIGNED : ZD_GROUP_SIGNED, samples.bits);
+}
+
+bool isColored(ZDImagePixelType type)
+{
+    return sampleFormat(type).channels > 1;
+}
+
 QString sampleTypeName(ZDImagePixelType type)
 {
     for (const NamedType& named : namedTypes)

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <movietools/files/bytesource.h>
-#include <movietools/job/progress.h>
 #include <movietools/movie/chunkwalk.h>
 
 #include <libdataio/imagefilelayout.h>
@@ -40,16 +39,5 @@ std::uint32_t payloadChecksum(const ByteSource& movie, const WalkedPiece& chunk)
 std::uint32_t sideDataChecksum(const ByteSource& movie, const std::vector<WalkedPiece>& chunks);
 /// The same of chunks that are yet to be written: types and payloads.
 std::uint32_t sideDataChecksum(const std::vector<std::pair<std::uint32_t, QByteArray>>& chunks);
-
-/// What `addChecksums` did.
-enum class ChecksumsAdded : int {
-    Added,
-    Replaced,     ///< the movie had others
-    AlreadyThere, ///< the movie has these already
-};
-
-/// Stores checksums in the header of a closed movie that is sound. When the movie has others already, which is what
-/// damage looks like, it is left alone unless `replace` says otherwise. Throws JobError and JobCancelled.
-ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCallback& progress = {});
 
 } // namespace zd::movietools

@@ -1,9 +1,9 @@
 #include <movietools/movie/chosenframes_p.h>
 
 #include <common/iofileexception.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
 #include <movietools/files/bytesource.h>
 #include <movietools/frames/framelayout.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/movieedit.h>
 #include <movietools/movie/movieindex.h>
@@ -41,7 +41,7 @@ void ChosenFrames::readFormat()
     m_format.width = static_cast<std::uint32_t>(width);
     m_format.height = static_cast<std::uint32_t>(height);
     m_format.type = sampleType(m_movie);
-    if (tiffSamples(m_format.type).channels == 0)
+    if (sampleFormat(m_format.type).channels == 0)
         refuse(QStringLiteral("does not say what its pixels are"), advice);
 }
 

@@ -2,7 +2,7 @@
 
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/movie/attributerules.h>
 
 #include <QtEndian>
@@ -63,8 +63,8 @@ bool hasLaserPowers(const MovieDescription& description)
 void applyDescription(const MovieDescription& description, ImageWriter& movie)
 {
     AttributeChunk& header = movie.attributeChunk();
-    const TiffSamples samples = tiffSamples(meantType(header));
-    if (tiffSamples(meantType(description.attributes)) == samples) {
+    const SampleFormat samples = sampleFormat(meantType(header));
+    if (sampleFormat(meantType(description.attributes)) == samples) {
         takeOver(description.attributes, layout::key::pixType, header);
         takeOver(description.attributes, layout::key::pixBits, header);
     }

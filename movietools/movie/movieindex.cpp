@@ -5,8 +5,6 @@
 #include <libdataio/imagefilelayout.h>
 #include <movietools/job/joberror.h>
 
-#include <QFileInfo>
-
 namespace zd::movietools {
 
 ChunkInfo readMovieInfo(const QString& path)
@@ -32,11 +30,6 @@ const std::vector<ChunkRecord>& recordsOf(const ChunkInfo& info, int type)
     static const std::vector<ChunkRecord> none;
     const auto found = info.find(type);
     return found == info.end() ? none : found->second;
-}
-
-std::uint64_t fileBytes(const QString& path)
-{
-    return static_cast<std::uint64_t>(QFileInfo(path).size());
 }
 
 } // namespace zd::movietools

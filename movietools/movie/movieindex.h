@@ -4,7 +4,6 @@
 
 #include <QString>
 
-#include <cstdint>
 #include <vector>
 
 namespace zd::movietools {
@@ -14,8 +13,5 @@ ChunkInfo readMovieInfo(const QString& path);
 
 /// The records of one chunk type, in frame order for frames; empty when the index lists none.
 const std::vector<ChunkRecord>& recordsOf(const ChunkInfo& info, int type);
-
-/// Length of a file in bytes, 0 when the system does not tell.
-std::uint64_t fileBytes(const QString& path);
 
 } // namespace zd::movietools

@@ -3,6 +3,7 @@
 #include <common/iofileexception.h>
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
+#include <movietools/files/bytesource.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/movieindex.h>
@@ -95,7 +96,7 @@ MovieSummary summarize(const QString& path)
 {
     MovieSummary summary;
     summary.path = path;
-    summary.bytes = fileBytes(path);
+    summary.bytes = lengthOfFile(path);
     try {
         ImageReader movie(path);
         summarizeMovie(movie, summary);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <libdataio/attributechunk.h>
-#include <movietools/recover/recover.h>
+#include <movietools/recover/recoveroptions.h>
 #include <movietools/recover/recoverysurvey_p.h>
 
 #include <QByteArray>

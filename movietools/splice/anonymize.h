@@ -1,7 +1,7 @@
 #pragma once
 
 #include <movietools/job/progress.h>
-#include <movietools/splice/moviecut.h>
+#include <movietools/splice/mademovie.h>
 
 #include <QString>
 #include <QStringList>

@@ -2,6 +2,7 @@
 
 #include <movietools/frames/frameselection.h>
 #include <movietools/job/progress.h>
+#include <movietools/splice/mademovie.h>
 
 #include <QString>
 #include <QStringList>
@@ -15,19 +16,6 @@
 /// movies appear under their names when they are complete. All throw JobError, and JobCancelled when `progress` asks to
 /// stop.
 namespace zd::movietools {
-
-/// A movie that was made.
-struct MadeMovie {
-    QString path;
-    unsigned frames = 0;
-    std::uint64_t bytes = 0;
-};
-
-/// Where a movie is made.
-struct MovieTarget {
-    QString path;         ///< "-" for standard output
-    bool replace = false; ///< whether a file of that name may be replaced
-};
 
 /// Makes a movie of some frames of another. Frames that have times must be chosen in ascending order, because movies
 /// keep their times in order.

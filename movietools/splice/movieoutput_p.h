@@ -1,8 +1,8 @@
 #pragma once
 
 #include <movietools/files/outputfile.h>
+#include <movietools/splice/mademovie.h>
 #include <movietools/splice/moviecopy_p.h>
-#include <movietools/splice/moviecut.h>
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include <vqf/commands/command.h>
 
-#include <movietools/movie/checksum.h>
+#include <movietools/verify/addchecksums.h>
 #include <vqf/console/console.h>
 #include <vqf/console/progressline.h>
 

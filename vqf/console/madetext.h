@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/splice/moviecut.h>
+#include <movietools/splice/mademovie.h>
 
 namespace zd::tool {
 

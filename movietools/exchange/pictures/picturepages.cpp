@@ -1,5 +1,6 @@
 #include <movietools/exchange/pictures/picturepages_p.h>
 
+#include <movietools/frames/sampletype.h>
 #include <movietools/frames/signedsamples_p.h>
 #include <movietools/job/joberror.h>
 
@@ -84,11 +85,6 @@ bool isBefore(const QString& left, const QString& right)
     return left.size() - l != right.size() - r ? left.size() - l < right.size() - r : left < right;
 }
 
-PicturePages::PicturePages(const QString& folder, ZDImagePixelType signedType)
-    : PicturePages(folder, picturesIn(folder), signedType)
-{
-}
-
 PicturePages::PicturePages(const QString& path, const QStringList& pictures, ZDImagePixelType signedType)
     : m_path(path), m_pictures(pictures), m_signedType(signedType)
 {
@@ -98,11 +94,6 @@ PicturePages::PicturePages(const QString& path, const QStringList& pictures, ZDI
                        QStringLiteral("name a folder of pictures, or a file"),
                        {}};
     look();
-}
-
-std::unique_ptr<PicturePages> PicturePages::single(const QString& picture)
-{
-    return std::unique_ptr<PicturePages>(new PicturePages(picture, {picture}, ZD_UNKNOWN));
 }
 
 bool PicturePages::next()
@@ -126,7 +117,7 @@ void PicturePages::look()
     const QString& picture = m_pictures[m_picture];
     m_tiff.reset();
     if (isTiff(picture)) {
-        m_tiff = std::make_unique<TiffPages>(picture);
+        m_tiff = openTiffPages(picture);
         m_format = m_tiff->format();
         return;
     }
@@ -158,7 +149,7 @@ void PicturePages::readPixels(char* pixels)
     if (image.isNull() || image.width() != static_cast<int>(m_format.width) ||
         image.height() != static_cast<int>(m_format.height) || (typeOf(image.format()) != unsignedType(m_format.type)))
         refuse(picture, reader.errorString());
-    if (GetPixGroup(m_format.type) == ZD_GROUP_RGB || GetPixGroup(m_format.type) == ZD_GROUP_RGBA)
+    if (isColored(m_format.type))
         image.convertTo(memoryFormat(m_format.type));
     const std::size_t rowBytes = m_format.frameBytes() / m_format.height;
     for (int row = 0; row < image.height(); ++row)
@@ -172,6 +163,16 @@ void PicturePages::refuse(const QString& picture, const QString& problem) const
                    QStringLiteral("cannot be read: %1").arg(problem),
                    QStringLiteral("the picture is damaged or ends early: use another copy"),
                    {}};
+}
+
+std::unique_ptr<FramePages> openPicture(const QString& path)
+{
+    return std::make_unique<PicturePages>(path, QStringList{path}, ZD_UNKNOWN);
+}
+
+std::unique_ptr<FramePages> openPictures(const QString& folder, ZDImagePixelType signedType)
+{
+    return std::make_unique<PicturePages>(folder, picturesIn(folder), signedType);
 }
 
 } // namespace zd::movietools

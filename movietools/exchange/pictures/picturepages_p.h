@@ -1,7 +1,6 @@
 #pragma once
 
 #include <movietools/exchange/framepages_p.h>
-#include <movietools/exchange/tiff/tiffpages_p.h>
 
 #include <QImage>
 #include <QStringList>
@@ -14,10 +13,8 @@ namespace zd::movietools {
 /// numbers.
 class PicturePages : public FramePages {
 public:
-    /// `signedType` is the type of samples that were stored with half their range added; ZD_UNKNOWN for none.
-    PicturePages(const QString& folder, ZDImagePixelType signedType);
-    /// One PNG picture.
-    static std::unique_ptr<PicturePages> single(const QString& picture);
+    /// These pictures of the folder or file at `path`. `signedType` as in `openPictures`.
+    PicturePages(const QString& path, const QStringList& pictures, ZDImagePixelType signedType);
 
     const QString& path() const override { return m_path; }
     unsigned page() const override { return m_page; }
@@ -26,7 +23,6 @@ public:
     void readPixels(char* pixels) override;
 
 private:
-    PicturePages(const QString& path, const QStringList& pictures, ZDImagePixelType signedType);
     void look();
     [[noreturn]] void refuse(const QString& picture, const QString& problem) const;
 
@@ -36,7 +32,7 @@ private:
     qsizetype m_picture = 0;
     unsigned m_page = 1;
     PageFormat m_format;
-    std::unique_ptr<TiffPages> m_tiff; // of a TIFF file
+    std::unique_ptr<FramePages> m_tiff; // of a TIFF file
 };
 
 /// Whether `left` stands before `right`, runs of digits compared as numbers.

@@ -1,10 +1,10 @@
 #include <movietools/exchange/framesink_p.h>
 #include <movietools/exchange/sidecaroutput_p.h>
 #include <movietools/exchange/tiff/tiffwriter_p.h>
+#include <movietools/files/bytesource.h>
 #include <movietools/files/outputfolder.h>
 #include <movietools/frames/signedsamples_p.h>
 #include <movietools/job/joberror.h>
-#include <movietools/movie/movieindex.h>
 
 #include <QDir>
 #include <QFile>
@@ -55,7 +55,7 @@ public:
             writePng(path, pixels);
         else
             writeTiff(path, pixels);
-        m_bytes += fileBytes(path);
+        m_bytes += lengthOfFile(path);
         ++m_pictures;
     }
 

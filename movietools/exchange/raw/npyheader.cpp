@@ -1,11 +1,9 @@
 #include <movietools/exchange/raw/npyheader_p.h>
 
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 
 #include <QRegularExpression>
-
-#include <tiffio.h>
 
 namespace zd::movietools {
 
@@ -26,8 +24,8 @@ constexpr qsizetype alignment = 64;
 
 QByteArray typeText(ZDImagePixelType type)
 {
-    const TiffSamples samples = tiffSamples(type);
-    const char kind = samples.format == SAMPLEFORMAT_IEEEFP ? 'f' : samples.format == SAMPLEFORMAT_INT ? 'i' : 'u';
+    const SampleFormat samples = sampleFormat(type);
+    const char kind = samples.kind == SampleKind::Float ? 'f' : samples.kind == SampleKind::Signed ? 'i' : 'u';
     return (samples.bits == 8 ? "|" : "<") + QByteArray(1, kind) + QByteArray::number(samples.bits / 8);
 }
 
@@ -62,13 +60,12 @@ QString valueOf(const QString& dictionary, const char* key, const char* form, co
 ZDImagePixelType typeOf(const QString& text, std::uint64_t channels, const QString& path)
 {
     const QChar kind = text.at(1);
-    const std::uint16_t format = kind == u'f'   ? SAMPLEFORMAT_IEEEFP
-                                 : kind == u'i' ? SAMPLEFORMAT_INT
-                                                : SAMPLEFORMAT_UINT;
-    const auto bits = static_cast<std::uint16_t>(8 * text.mid(2).toUInt());
-    const ZDImagePixelType type = QStringLiteral("fiu").contains(kind) && bits <= 64 && channels <= 4
-                                      ? pixelType(bits, format, static_cast<std::uint16_t>(channels))
-                                      : ZD_UNKNOWN;
+    const SampleFormat samples{kind == u'f'   ? SampleKind::Float
+                               : kind == u'i' ? SampleKind::Signed
+                                              : SampleKind::Unsigned,
+                               8 * text.mid(2).toInt(), static_cast<int>(channels)};
+    const ZDImagePixelType type =
+        QStringLiteral("fiu").contains(kind) && samples.bits <= 64 ? pixelType(samples) : ZD_UNKNOWN;
     if (type == ZD_UNKNOWN)
         refuse(path, QStringLiteral("holds samples of type %1, which movies do not").arg(text));
     return type;
@@ -78,7 +75,7 @@ ZDImagePixelType typeOf(const QString& text, std::uint64_t channels, const QStri
 
 QByteArray npyHeader(const PageFormat& format, std::uint64_t frames)
 {
-    const int channels = tiffSamples(format.type).channels;
+    const int channels = sampleFormat(format.type).channels;
     QByteArray text = "{'descr': '" + typeText(format.type) + "', 'fortran_order': False, 'shape': (" +
                       QByteArray::number(frames) + ", " + QByteArray::number(format.height) + ", " +
                       QByteArray::number(format.width);

@@ -1,7 +1,7 @@
 #include <movietools/exchange/raw/rawpages_p.h>
 
 #include <movietools/exchange/raw/npyheader_p.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 
 #include <algorithm>
@@ -98,9 +98,8 @@ void RawPages::readPixels(char* pixels)
                        QStringLiteral("ends within frame %1").arg(m_page),
                        QStringLiteral("leave it alone while it is imported"),
                        {}};
-    const TiffSamples samples = tiffSamples(m_layout.format.type);
     if (m_layout.bigEndian)
-        turnBytes(pixels, size, samples.bits / 8);
+        turnBytes(pixels, size, sampleFormat(m_layout.format.type).bits / 8);
 }
 
 std::size_t RawPages::readAt(char* bytes, std::size_t size, std::uint64_t offset) const
@@ -117,6 +116,16 @@ std::size_t RawPages::readAt(char* bytes, std::size_t size, std::uint64_t offset
         done += static_cast<std::size_t>(got);
     }
     return done;
+}
+
+std::unique_ptr<FramePages> openRawPages(const QString& path, const RawLayout& layout)
+{
+    return std::make_unique<RawPages>(path, layout);
+}
+
+std::unique_ptr<FramePages> openNpyPages(const QString& path)
+{
+    return std::make_unique<RawPages>(path);
 }
 
 } // namespace zd::movietools

@@ -6,14 +6,6 @@
 
 namespace zd::movietools {
 
-/// Where the samples of frames lie in a file, one frame after the other.
-struct RawLayout {
-    PageFormat format;
-    std::uint64_t frames = 0; ///< 0: as many as there are bytes for
-    std::uint64_t offset = 0; ///< of the first sample
-    bool bigEndian = false;
-};
-
 /// Frames in a file without any structure of its own, or behind NumPy's header.
 class RawPages : public FramePages {
 public:

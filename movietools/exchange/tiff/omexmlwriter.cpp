@@ -2,7 +2,7 @@
 
 #include <libdataio/imagefilelayout.h>
 #include <movietools/exchange/tiff/omevocabulary_p.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/timetext.h>
 #include <movietools/movie/attributerules.h>
@@ -131,7 +131,7 @@ void OmeXmlWriter::writeImage()
 
 void OmeXmlWriter::writePixels()
 {
-    const QString channels = QString::number(tiffSamples(m_stack.format.type).channels);
+    const QString channels = QString::number(sampleFormat(m_stack.format.type).channels);
     m_xml.writeStartElement(QStringLiteral("Pixels"));
     const std::pair<QString, QString> sizes[] = {
         {QStringLiteral("ID"), QStringLiteral("Pixels:0")},

@@ -1,7 +1,7 @@
 #include <movietools/exchange/tiff/tiffpages_p.h>
 
 #include <movietools/exchange/tiff/omexml_p.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
+#include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 
 #include <QRegularExpression>
@@ -23,6 +23,22 @@ std::uint32_t longField(::TIFF* tiff, std::uint32_t tag, std::uint32_t otherwise
 {
     std::uint32_t value = 0;
     return TIFFGetFieldDefaulted(tiff, tag, &value) != 0 ? value : otherwise;
+}
+
+// The type of such samples; `ZD_UNKNOWN` when movies have none. Samples without a declared format have no sign.
+ZDImagePixelType typeOf(std::uint16_t bits, std::uint16_t format, std::uint16_t channels)
+{
+    switch (format) {
+    case SAMPLEFORMAT_UINT:
+    case SAMPLEFORMAT_VOID:
+        return pixelType({SampleKind::Unsigned, bits, channels});
+    case SAMPLEFORMAT_INT:
+        return pixelType({SampleKind::Signed, bits, channels});
+    case SAMPLEFORMAT_IEEEFP:
+        return pixelType({SampleKind::Float, bits, channels});
+    default:
+        return ZD_UNKNOWN;
+    }
 }
 
 QString samplesText(std::uint16_t bits, std::uint16_t format, std::uint16_t channels)
@@ -109,7 +125,7 @@ void TiffPages::readFormat()
         refuse(QStringLiteral("shows its samples through a colour table"));
     m_format.width = longField(tiff, TIFFTAG_IMAGEWIDTH, 0);
     m_format.height = longField(tiff, TIFFTAG_IMAGELENGTH, 0);
-    m_format.type = pixelType(bits, format, channels);
+    m_format.type = typeOf(bits, format, channels);
     m_format.whiteIsZero = photometric == PHOTOMETRIC_MINISWHITE;
     if (m_format.type == ZD_UNKNOWN)
         refuse(QStringLiteral("has %1").arg(samplesText(bits, format, channels)));
@@ -140,7 +156,7 @@ void TiffPages::checkStorage()
     if (pixels > largestFrame || m_format.frameBytes() > largestFrame)
         refuse(QStringLiteral("is larger than a movie (2^31 bytes)"));
     m_separate = shortField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE &&
-                 tiffSamples(m_format.type).channels > 1;
+                 sampleFormat(m_format.type).channels > 1;
 }
 
 // Stacks over 4 GB are often written as one page with the pixels of all others behind it.
@@ -183,7 +199,7 @@ void TiffPages::readStrips(char* pixels)
 TiffPages::Blocks TiffPages::blocks() const
 {
     ::TIFF* tiff = m_file.handle();
-    const TiffSamples samples = tiffSamples(m_format.type);
+    const SampleFormat samples = sampleFormat(m_format.type);
     Blocks blocks{};
     blocks.tiled = TIFFIsTiled(tiff) != 0;
     blocks.width = blocks.tiled ? longField(tiff, TIFFTAG_TILEWIDTH, 0) : m_format.width;
@@ -207,7 +223,7 @@ void TiffPages::readBlocks(char* pixels)
         m_block = std::make_unique_for_overwrite<char[]>(blocks.bytes);
         m_blockSize = blocks.bytes;
     }
-    const int planes = m_separate ? tiffSamples(m_format.type).channels : 1;
+    const int planes = m_separate ? sampleFormat(m_format.type).channels : 1;
     std::uint32_t index = 0;
     for (int plane = 0; plane < planes; ++plane) {
         for (std::uint64_t top = 0; top < m_format.height; top += blocks.height) {
@@ -226,7 +242,7 @@ void TiffPages::readBlocks(char* pixels)
 
 void TiffPages::placeBlock(const Blocks& blocks, std::uint32_t left, std::uint32_t top, int channel, char* pixels) const
 {
-    const auto step = static_cast<std::uint64_t>(m_separate ? tiffSamples(m_format.type).channels : 1);
+    const auto step = static_cast<std::uint64_t>(m_separate ? sampleFormat(m_format.type).channels : 1);
     const std::uint64_t columns = std::min(blocks.width, m_format.width - left);
     const std::uint64_t rows = std::min(blocks.height, m_format.height - top);
     for (std::uint64_t row = 0; row < rows; ++row) {
@@ -265,6 +281,11 @@ void TiffPages::reportDamage() const
                    QStringLiteral("page %1 cannot be read: %2").arg(m_page).arg(m_file.message()),
                    QStringLiteral("the file is damaged or ends early: use another copy"),
                    {}};
+}
+
+std::unique_ptr<FramePages> openTiffPages(const QString& path)
+{
+    return std::make_unique<TiffPages>(path);
 }
 
 } // namespace zd::movietools

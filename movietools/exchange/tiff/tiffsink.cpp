@@ -5,9 +5,9 @@
 #include <movietools/exchange/sidecaroutput_p.h>
 #include <movietools/exchange/tiff/omexml_p.h>
 #include <movietools/exchange/tiff/tiffwriter_p.h>
+#include <movietools/files/bytesource.h>
 #include <movietools/files/outputfile.h>
 #include <movietools/frames/samplecolors.h>
-#include <movietools/movie/movieindex.h>
 
 namespace zd::movietools {
 
@@ -70,7 +70,7 @@ public:
         m_stack->close();
         if (m_sidecar)
             m_sidecar->write(sidecarFor(m_plan));
-        const std::uint64_t bytes = fileBytes(m_file.workPath());
+        const std::uint64_t bytes = lengthOfFile(m_file.workPath());
         m_file.commit();
         if (m_sidecar)
             m_sidecar->commit();

@@ -1,6 +1,5 @@
 #include <movietools/exchange/tiff/tiffwriter_p.h>
 
-#include <movietools/exchange/movieexport.h>
 #include <movietools/job/joberror.h>
 
 #include <cerrno>
@@ -12,6 +11,18 @@ namespace {
 
 // Upper bound of what a page takes besides its pixels: its directory and what the entries point to.
 constexpr std::uint64_t bytesOfDirectory = 512;
+
+int formatOf(SampleKind kind)
+{
+    switch (kind) {
+    case SampleKind::Float:
+        return SAMPLEFORMAT_IEEEFP;
+    case SampleKind::Signed:
+        return SAMPLEFORMAT_INT;
+    default:
+        return SAMPLEFORMAT_UINT;
+    }
+}
 
 } // namespace
 
@@ -31,7 +42,7 @@ TiffWriter::TiffWriter(const QString& workPath, const QString& path, bool big, c
     : m_workPath(workPath),
       m_path(path),
       m_format(format),
-      m_samples(tiffSamples(format.type)),
+      m_samples(sampleFormat(format.type)),
       m_first(first),
       m_file(TiffFile::create(workPath, path, big))
 {
@@ -57,10 +68,10 @@ void TiffWriter::describePage()
     TIFFSetField(page, TIFFTAG_ROWSPERSTRIP, m_format.height);
     TIFFSetField(page, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     TIFFSetField(page, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(page, TIFFTAG_BITSPERSAMPLE, int{m_samples.bits});
-    TIFFSetField(page, TIFFTAG_SAMPLEFORMAT, int{m_samples.format});
-    TIFFSetField(page, TIFFTAG_SAMPLESPERPIXEL, int{m_samples.channels});
-    TIFFSetField(page, TIFFTAG_PHOTOMETRIC, int{m_samples.photometric});
+    TIFFSetField(page, TIFFTAG_BITSPERSAMPLE, m_samples.bits);
+    TIFFSetField(page, TIFFTAG_SAMPLEFORMAT, formatOf(m_samples.kind));
+    TIFFSetField(page, TIFFTAG_SAMPLESPERPIXEL, m_samples.channels);
+    TIFFSetField(page, TIFFTAG_PHOTOMETRIC, m_samples.channels > 1 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
     if (m_samples.channels == 4) {
         const std::uint16_t alpha = EXTRASAMPLE_UNASSALPHA;
         TIFFSetField(page, TIFFTAG_EXTRASAMPLES, 1, &alpha);

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <movietools/exchange/tiff/tifffile_p.h>
-#include <movietools/exchange/tiff/tiffpixels_p.h>
 #include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/sampletype.h>
 
 #include <QByteArray>
 
@@ -19,6 +19,9 @@ struct TiffFirstPage {
 
     std::uint64_t bytes() const;
 };
+
+/// Whether a stack of that many pages could exceed what plain TIFF files reach, 2^32 bytes.
+bool needsBigTiff(std::uint64_t pages, std::uint64_t frameBytes, std::uint64_t descriptionBytes);
 
 /// Writes frames as the pages of an uncompressed TIFF file, with one strip a page. Throws JobError.
 class TiffWriter {
@@ -40,7 +43,7 @@ private:
     QString m_workPath;
     QString m_path;
     PageFormat m_format;
-    TiffSamples m_samples;
+    SampleFormat m_samples;
     TiffFirstPage m_first;
     TiffFile m_file;
     unsigned m_pages = 0;

@@ -108,4 +108,9 @@ void VideoPages::readPixels(char* pixels)
     shiftSigned(m_format.type, pixels, pixels, m_format.frameBytes());
 }
 
+std::unique_ptr<FramePages> openVideoPages(const QString& path, ZDImagePixelType signedType)
+{
+    return std::make_unique<VideoPages>(path, signedType);
+}
+
 } // namespace zd::movietools

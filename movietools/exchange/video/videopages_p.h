@@ -11,7 +11,7 @@ namespace zd::movietools {
 /// become RGB.
 class VideoPages : public FramePages {
 public:
-    /// Looks at the file and counts its pictures. `signedType` as in PicturePages.
+    /// Looks at the file and counts its pictures. `signedType` as in `openVideoPages`.
     VideoPages(const QString& path, ZDImagePixelType signedType);
 
     const QString& path() const override { return m_path; }

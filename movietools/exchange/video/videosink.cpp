@@ -3,12 +3,12 @@
 #include <movietools/exchange/video/childprogram_p.h>
 #include <movietools/exchange/video/videopages_p.h>
 #include <movietools/exchange/video/videotool_p.h>
+#include <movietools/files/bytesource.h>
 #include <movietools/files/outputfile.h>
 #include <movietools/frames/signedsamples_p.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/timetext.h>
-#include <movietools/movie/movieindex.h>
 
 #include <libdataio/imagefilelayout.h>
 
@@ -103,7 +103,7 @@ public:
         sidecar.zero = zeroOf(m_plan.format.type);
         sidecar.framesPerSecond = m_rate;
         m_sidecar.write(sidecar);
-        const std::uint64_t bytes = fileBytes(m_file.workPath());
+        const std::uint64_t bytes = lengthOfFile(m_file.workPath());
         m_file.commit();
         m_sidecar.commit();
         return bytes;

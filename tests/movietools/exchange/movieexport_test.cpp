@@ -1,5 +1,6 @@
 #include <libdataio/imagewriter.h>
 #include <movietools/exchange/movieexport.h>
+#include <movietools/exchange/tiff/tiffwriter_p.h>
 #include <movietools/job/joberror.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/tiffstack.h>

@@ -5,6 +5,7 @@
 #include <movietools/exchange/movieimport.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/checksum.h>
+#include <movietools/verify/addchecksums.h>
 #include <movietools/verify/verify.h>
 #include <tests/support/jobproblem.h>
 #include <tests/support/moviebytes.h>

@@ -2,7 +2,7 @@
 
 #include <libdataio/imagewriter.h>
 #include <movietools/job/joberror.h>
-#include <movietools/movie/checksum.h>
+#include <movietools/verify/addchecksums.h>
 #include <tests/support/moviebytes.h>
 
 #include <gmock/gmock.h>
