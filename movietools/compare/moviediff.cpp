@@ -238,10 +238,8 @@ const char* Comparison::readFrame(Side& side, unsigned frame) const
         error.problem = QStringLiteral("frame %1 cannot be read: %2").arg(frame).arg(error.problem);
         throw error;
     }
-    throw JobError{side.path,
-                   QStringLiteral("frame %1 cannot be read").arg(frame),
-                   QStringLiteral("the movie is damaged: see vqf verify"),
-                   {}};
+    refuse(side.path, QStringLiteral("frame %1 cannot be read").arg(frame),
+           QStringLiteral("the movie is damaged: see vqf verify"));
 }
 
 } // namespace

@@ -104,10 +104,8 @@ void ContactSheet::layOut()
     const qint64 sheetWidth = qint64{m_columns} * m_cell.width() + gap;
     const qint64 sheetHeight = qint64{rows} * m_cell.height() + m_titleHeight + gap;
     if (sheetWidth * sheetHeight * 4 > mostBytes || sheetWidth > 32767 || sheetHeight > 32767)
-        throw JobError{m_options.movie,
-                       QStringLiteral("would need a sheet of %1 x %2 pixels").arg(sheetWidth).arg(sheetHeight),
-                       QStringLiteral("choose fewer or smaller pictures"),
-                       {}};
+        refuse(m_options.movie, QStringLiteral("would need a sheet of %1 x %2 pixels").arg(sheetWidth).arg(sheetHeight),
+               QStringLiteral("choose fewer or smaller pictures"));
     m_sheet = QSize(static_cast<int>(sheetWidth), static_cast<int>(sheetHeight));
 }
 

@@ -44,7 +44,7 @@ private:
     void readHead(const QString& line);
     void readLine(const QStringList& cells, FrameTable& table) const;
     std::optional<double> number(const QStringList& cells, qsizetype column) const;
-    [[noreturn]] void refuse(const QString& problem) const;
+    [[noreturn]] void refuseLine(const QString& problem) const;
 
     const QString& m_path;
     std::uint64_t m_line = 0;
@@ -57,7 +57,7 @@ FrameTable TableReader::read()
 {
     QFile file(m_path);
     if (!file.open(QIODevice::ReadOnly))
-        throw JobError{m_path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {}, {}};
+        refuse(m_path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {});
     FrameTable table;
     while (!file.atEnd()) {
         ++m_line;
@@ -68,7 +68,7 @@ FrameTable TableReader::read()
             readLine(line.split(u','), table);
     }
     if (m_line == 0)
-        refuse(QStringLiteral("is empty"));
+        refuseLine(QStringLiteral("is empty"));
     if (m_seconds < 0)
         table.times.clear();
     if (m_power < 0)
@@ -83,7 +83,7 @@ void TableReader::readHead(const QString& line)
     m_seconds = names.indexOf(timeColumn);
     m_power = names.indexOf(powerColumn);
     if (m_seconds < 0 && m_power < 0)
-        refuse(QStringLiteral("names no column \"%1\" or \"%2\"").arg(timeColumn, powerColumn));
+        refuseLine(QStringLiteral("names no column \"%1\" or \"%2\"").arg(timeColumn, powerColumn));
 }
 
 std::optional<double> TableReader::number(const QStringList& cells, qsizetype column) const
@@ -92,31 +92,29 @@ std::optional<double> TableReader::number(const QStringList& cells, qsizetype co
     bool isNumber = true;
     const double value = cell.isEmpty() ? 0 : cell.toDouble(&isNumber);
     if (!isNumber || !std::isfinite(value))
-        refuse(QStringLiteral("has a cell that is no number"));
+        refuseLine(QStringLiteral("has a cell that is no number"));
     return cell.isEmpty() ? std::nullopt : std::optional(value);
 }
 
 void TableReader::readLine(const QStringList& cells, FrameTable& table) const
 {
     if (cells.size() != m_columns)
-        refuse(QStringLiteral("has %1 cells for %2 columns").arg(cells.size()).arg(m_columns));
+        refuseLine(QStringLiteral("has %1 cells for %2 columns").arg(cells.size()).arg(m_columns));
     const std::optional<double> seconds = number(cells, m_seconds);
     const std::optional<timeval> time = seconds ? timeAfter({}, *seconds) : std::nullopt;
     if (seconds && !time)
-        refuse(QStringLiteral("has a time outside 1970 to 2038"));
+        refuseLine(QStringLiteral("has a time outside 1970 to 2038"));
     const double power = number(cells, m_power).value_or(-1);
     if (!isLaserPower(power))
-        refuse(QStringLiteral("has a laser power above 1"));
+        refuseLine(QStringLiteral("has a laser power above 1"));
     table.times.push_back(time);
     table.laserPowers.push_back(static_cast<float>(std::max(power, -1.0)));
 }
 
-void TableReader::refuse(const QString& problem) const
+void TableReader::refuseLine(const QString& problem) const
 {
-    throw JobError{m_path,
-                   m_line == 0 ? problem : QStringLiteral("line %1 %2").arg(m_line).arg(problem),
-                   QStringLiteral("write a table like that of vqf export -o table.csv"),
-                   {}};
+    refuse(m_path, m_line == 0 ? problem : QStringLiteral("line %1 %2").arg(m_line).arg(problem),
+           QStringLiteral("write a table like that of vqf export -o table.csv"));
 }
 
 } // namespace

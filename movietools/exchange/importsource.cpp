@@ -47,10 +47,8 @@ std::unique_ptr<FramePages> openRaw(const QString& path, const std::optional<Sid
                             options.rawFormat->offset,
                             false});
     if (!sidecar)
-        throw JobError{path,
-                       QStringLiteral("does not say what its samples are"),
-                       QStringLiteral("name their size and type, like --size 576x576 --type u16"),
-                       {}};
+        refuse(path, QStringLiteral("does not say what its samples are"),
+               QStringLiteral("name their size and type, like --size 576x576 --type u16"));
     return openRawPages(path, RawLayout{sidecar->format, sidecar->frames, sidecar->offset, false});
 }
 
@@ -66,10 +64,8 @@ std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<
     if (form == ExchangeForm::Npy)
         return openNpyPages(path);
     if (form == ExchangeForm::Csv)
-        throw JobError{path,
-                       QStringLiteral("is a table, which has no pixels"),
-                       QStringLiteral("name a file of pixels and give the table with --table"),
-                       {}};
+        refuse(path, QStringLiteral("is a table, which has no pixels"),
+               QStringLiteral("name a file of pixels and give the table with --table"));
     if (path.endsWith(QLatin1StringView(".png"), Qt::CaseInsensitive))
         return openPicture(path);
     if (isVideoName(path))

@@ -87,7 +87,7 @@ void MovieExport::chooseLook()
     if (look == FrameLook::Palette) {
         ZdPalette palette;
         if (!m_frames.movie().palette(palette) || palette.size() == 0)
-            m_frames.refuse(QStringLiteral("has no palette"), QStringLiteral("leave --palette out"));
+            refuse(m_options.movie, QStringLiteral("has no palette"), QStringLiteral("leave --palette out"));
         m_converter.emplace(m_frames.format(), SampleColors::ofPalette(palette));
     } else if (look != FrameLook::AsStored) {
         const SampleRange range =

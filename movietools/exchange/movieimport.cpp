@@ -150,22 +150,17 @@ void MovieImport::checkFits(const QString& path) const
     const bool timed = !times.empty();
     const bool givesTimes = timeOf(0).has_value();
     if (timed && times.size() != static_cast<std::size_t>(movie.nbFrames()))
-        throw JobError{path,
-                       QStringLiteral("has %1 times for %2 frames").arg(times.size()).arg(movie.nbFrames()),
-                       QStringLiteral("a time for a new frame would belong to another one"),
-                       {}};
+        refuse(path, QStringLiteral("has %1 times for %2 frames").arg(times.size()).arg(movie.nbFrames()),
+               QStringLiteral("a time for a new frame would belong to another one"));
     if (movie.nbFrames() > 0 && timed != givesTimes)
-        throw JobError{path,
-                       timed ? QStringLiteral("has a time for every frame, and the new frames have none")
-                             : QStringLiteral("has no times, and the new frames have some"),
-                       timed ? QStringLiteral("give --times, or --start and --rate") : QStringLiteral("leave them out"),
-                       {}};
+        refuse(path,
+               timed ? QStringLiteral("has a time for every frame, and the new frames have none")
+                     : QStringLiteral("has no times, and the new frames have some"),
+               timed ? QStringLiteral("give --times, or --start and --rate") : QStringLiteral("leave them out"));
     const std::optional<timeval> first = timeOf(0);
     if (timed && first && *first < times.back())
-        throw JobError{path,
-                       QStringLiteral("ends after the time of the first new frame"),
-                       QStringLiteral("a movie keeps its times in order: check them"),
-                       {}};
+        refuse(path, QStringLiteral("ends after the time of the first new frame"),
+               QStringLiteral("a movie keeps its times in order: check them"));
 }
 
 // Counts the pages and compares them, so that nothing is written for stacks that make no movie.
@@ -191,12 +186,11 @@ void MovieImport::takeNotes(const QString& stack, const MovieDescription& notes,
 {
     const std::uint64_t pages = m_done.framesTotal - pagesBefore;
     if (notes.times.size() > pages || notes.laserPowers.size() > pages)
-        throw JobError{stack,
-                       QStringLiteral("tells of %1 frames, and there are %2")
-                           .arg(std::max(notes.times.size(), notes.laserPowers.size()))
-                           .arg(pages),
-                       QStringLiteral("use another copy, or import its pixels alone with --pixels-only"),
-                       {}};
+        refuse(stack,
+               QStringLiteral("tells of %1 frames, and there are %2")
+                   .arg(std::max(notes.times.size(), notes.laserPowers.size()))
+                   .arg(pages),
+               QStringLiteral("use another copy, or import its pixels alone with --pixels-only"));
     const auto append = [this, pagesBefore](const auto& from, auto& to, const auto& none) {
         if (from.empty() && to.empty())
             return;
@@ -219,10 +213,9 @@ void MovieImport::checkTimes() const
     for (std::uint64_t frame = 1; frame < m_done.framesTotal; ++frame) {
         const std::optional<timeval> time = timeOf(frame);
         if (time && (!before || *time < *before))
-            throw JobError{m_options.stacks.front(),
-                           QStringLiteral("has times that run back or begin late, at frame %1").arg(frame),
-                           QStringLiteral("movies keep times in order: give others, or use --pixels-only"),
-                           {}};
+            refuse(m_options.stacks.front(),
+                   QStringLiteral("has times that run back or begin late, at frame %1").arg(frame),
+                   QStringLiteral("movies keep times in order: give others, or use --pixels-only"));
         before = time;
     }
 }
@@ -231,12 +224,11 @@ void MovieImport::checkFormat(const FramePages& pages)
 {
     if (pages.format() == m_format)
         return;
-    throw JobError{pages.path(),
-                   QStringLiteral("page %1 is %2, but the pages before it are %3")
-                       .arg(pages.page())
-                       .arg(formatText(pages.format()), formatText(m_format)),
-                   QStringLiteral("the pages of a movie have one size and type: import it separately"),
-                   {}};
+    refuse(pages.path(),
+           QStringLiteral("page %1 is %2, but the pages before it are %3")
+               .arg(pages.page())
+               .arg(formatText(pages.format()), formatText(m_format)),
+           QStringLiteral("the pages of a movie have one size and type: import it separately"));
 }
 
 void MovieImport::checkCounts() const
@@ -244,11 +236,9 @@ void MovieImport::checkCounts() const
     const auto require = [this](std::size_t count, const QString& what) {
         if (count == m_done.framesTotal)
             return;
-        throw JobError{
-            m_options.movie,
-            QStringLiteral("would have %1 frames, and there are %2 %3").arg(m_done.framesTotal).arg(count).arg(what),
-            QStringLiteral("give one for each page"),
-            {}};
+        refuse(m_options.movie,
+               QStringLiteral("would have %1 frames, and there are %2 %3").arg(m_done.framesTotal).arg(count).arg(what),
+               QStringLiteral("give one for each page"));
     };
     if (!m_options.times.empty())
         require(m_options.times.size(), QStringLiteral("times"));
@@ -268,12 +258,11 @@ std::uint64_t MovieImport::movieBytes() const
 void MovieImport::checkSize(const OutputFile& output) const
 {
     if (m_done.framesTotal > std::numeric_limits<std::uint32_t>::max() || movieBytes() > layout::commonSizeLimit)
-        throw JobError{output.path(),
-                       QStringLiteral("would have %1 frames and %2, and a movie holds less than 2^31 bytes")
-                           .arg(m_done.framesTotal)
-                           .arg(sizeText(movieBytes())),
-                       QStringLiteral("import the stacks in parts"),
-                       {}};
+        refuse(output.path(),
+               QStringLiteral("would have %1 frames and %2, and a movie holds less than 2^31 bytes")
+                   .arg(m_done.framesTotal)
+                   .arg(sizeText(movieBytes())),
+               QStringLiteral("import the stacks in parts"));
     output.requireRoom(movieBytes());
 }
 
@@ -364,7 +353,7 @@ QString MovieImport::checksumText()
 void MovieImport::checkRoom(const FramePages& pages) const
 {
     if (m_done.framesDone == m_done.framesTotal)
-        throw JobError{pages.path(), QStringLiteral("changed while it was read"), changedAdvice(), {}};
+        refuse(pages.path(), QStringLiteral("changed while it was read"), changedAdvice());
 }
 
 // The movie as another program will see it.
@@ -372,10 +361,8 @@ void MovieImport::checkMovie(const QString& path) const
 {
     ImageReader reader(path);
     if (static_cast<std::uint64_t>(reader.nbFrames()) != m_done.framesTotal)
-        throw JobError{m_options.movie,
-                       QStringLiteral("got %1 of %2 frames").arg(reader.nbFrames()).arg(m_done.framesTotal),
-                       changedAdvice(),
-                       {}};
+        refuse(m_options.movie, QStringLiteral("got %1 of %2 frames").arg(reader.nbFrames()).arg(m_done.framesTotal),
+               changedAdvice());
 }
 
 std::optional<timeval> MovieImport::timeOf(std::uint64_t frame) const
@@ -386,10 +373,8 @@ std::optional<timeval> MovieImport::timeOf(std::uint64_t frame) const
         return frame < m_notes.times.size() ? m_notes.times[frame] : std::nullopt;
     const std::optional<timeval> time = timeAfter(*m_options.start, static_cast<double>(frame) / *m_options.frameRate);
     if (!time)
-        throw JobError{m_options.movie,
-                       QStringLiteral("would have a frame after 2038, which movies cannot date"),
-                       QStringLiteral("check the start and the frame rate"),
-                       {}};
+        refuse(m_options.movie, QStringLiteral("would have a frame after 2038, which movies cannot date"),
+               QStringLiteral("check the start and the frame rate"));
     return time;
 }
 
@@ -415,11 +400,10 @@ void requireFormat(ImageReader& movie, const QString& path, const PageFormat& fo
     const bool sameSamples = type == format.type || (GetPixGroup(type) == GetPixGroup(format.type) &&
                                                      GetPixBits(type) == GetPixBits(format.type));
     if (!sameSamples || width != static_cast<int>(format.width) || height != static_cast<int>(format.height))
-        throw JobError{path,
-                       QStringLiteral("has frames of %1, and the pages are %2")
-                           .arg(pictureText(width, height, type), formatText(format)),
-                       QStringLiteral("convert the pages first"),
-                       {}};
+        refuse(path,
+               QStringLiteral("has frames of %1, and the pages are %2")
+                   .arg(pictureText(width, height, type), formatText(format)),
+               QStringLiteral("convert the pages first"));
 }
 
 // The writer takes as many bytes as the frame in the file has, which need not be what the header says.
@@ -431,10 +415,8 @@ void requireLength(ImageReader& movie, const QString& path, unsigned frame, std:
     } catch (const IOFileException& failure) {
         throw jobError(failure, path);
     }
-    throw JobError{path,
-                   QStringLiteral("frame %1 does not have the length that the header tells").arg(frame),
-                   QStringLiteral("see vqf verify"),
-                   {}};
+    refuse(path, QStringLiteral("frame %1 does not have the length that the header tells").arg(frame),
+           QStringLiteral("see vqf verify"));
 }
 
 } // namespace
@@ -452,10 +434,8 @@ void replaceFrame(const QString& movie, unsigned index, const QString& stack, co
     openMovie(reader, movie);
     requireFormat(reader, movie, pages->format());
     if (index >= static_cast<unsigned>(reader.nbFrames()))
-        throw JobError{movie,
-                       QStringLiteral("has no frame %1: there are %2").arg(index).arg(reader.nbFrames()),
-                       QStringLiteral("frames are counted from 0"),
-                       {}};
+        refuse(movie, QStringLiteral("has no frame %1: there are %2").arg(index).arg(reader.nbFrames()),
+               QStringLiteral("frames are counted from 0"));
     requireLength(reader, movie, index, pages->format().frameBytes());
     float power = -1;
     reader.getLaserPower(index, power);

@@ -64,7 +64,7 @@ private:
     void readDescription(MovieDescription& description, unsigned frames) const;
     std::uint64_t number(const QString& name, std::uint64_t otherwise, std::uint64_t largest) const;
     QJsonArray perFrame(const QString& name, unsigned frames) const;
-    [[noreturn]] void refuse(const QString& problem) const;
+    [[noreturn]] void refuseSidecar(const QString& problem) const;
 
     const QString& m_path;
     const QJsonObject& m_object;
@@ -73,7 +73,7 @@ private:
 Sidecar SidecarReader::read() const
 {
     if (m_object.value(QStringLiteral("version")).toInt() > schemaVersion)
-        refuse(QStringLiteral("is of a later version of this program"));
+        refuseSidecar(QStringLiteral("is of a later version of this program"));
     Sidecar sidecar;
     readFormat(sidecar);
     readDescription(sidecar.description, sidecar.frames);
@@ -84,7 +84,7 @@ void SidecarReader::readFormat(Sidecar& sidecar) const
 {
     const std::optional<ExchangeForm> form = formNamed(m_object.value(QStringLiteral("form")).toString());
     if (!form)
-        refuse(QStringLiteral("does not say of what form the pixels are"));
+        refuseSidecar(QStringLiteral("does not say of what form the pixels are"));
     sidecar.form = *form;
     sidecar.file = m_object.value(QStringLiteral("file")).toString();
     sidecar.format.width = static_cast<std::uint32_t>(number(QStringLiteral("width"), 0, INT32_MAX));
@@ -97,9 +97,9 @@ void SidecarReader::readFormat(Sidecar& sidecar) const
     const std::uint64_t pixels = std::uint64_t{sidecar.format.width} * sidecar.format.height;
     if (sidecar.format.type == ZD_UNKNOWN || pixels == 0 || pixels > largestFrame ||
         sidecar.format.frameBytes() > largestFrame)
-        refuse(QStringLiteral("names no size and type of frames"));
+        refuseSidecar(QStringLiteral("names no size and type of frames"));
     if (m_object.value(QStringLiteral("byteOrder")).toString(QStringLiteral("little")) != QLatin1StringView("little"))
-        refuse(QStringLiteral("names another byte order than little"));
+        refuseSidecar(QStringLiteral("names another byte order than little"));
 }
 
 std::uint64_t SidecarReader::number(const QString& name, std::uint64_t otherwise, std::uint64_t largest) const
@@ -109,7 +109,7 @@ std::uint64_t SidecarReader::number(const QString& name, std::uint64_t otherwise
         return otherwise;
     const double number = value.toDouble(-1);
     if (!(number >= 0 && number <= static_cast<double>(largest)) || number != std::floor(number))
-        refuse(QStringLiteral("has no number in \"%1\"").arg(name));
+        refuseSidecar(QStringLiteral("has no number in \"%1\"").arg(name));
     return static_cast<std::uint64_t>(number);
 }
 
@@ -117,7 +117,7 @@ QJsonArray SidecarReader::perFrame(const QString& name, unsigned frames) const
 {
     const QJsonArray array = m_object.value(name).toArray();
     if (!array.isEmpty() && static_cast<std::uint64_t>(array.size()) != frames)
-        refuse(QStringLiteral("has %1 entries in \"%2\" for %3 frames").arg(array.size()).arg(name).arg(frames));
+        refuseSidecar(QStringLiteral("has %1 entries in \"%2\" for %3 frames").arg(array.size()).arg(name).arg(frames));
     return array;
 }
 
@@ -128,27 +128,27 @@ void SidecarReader::readDescription(MovieDescription& description, unsigned fram
         const std::optional<timeval> value =
             std::fabs(seconds) < 5e9 ? timeOfMicroseconds(std::llround(seconds * 1e6)) : std::nullopt;
         if (!time.isNull() && (!time.isDouble() || !value))
-            refuse(QStringLiteral("has an entry in \"times\" that is no time"));
+            refuseSidecar(QStringLiteral("has an entry in \"times\" that is no time"));
         description.times.push_back(time.isNull() ? std::nullopt : value);
     }
     for (const QJsonValue& power : perFrame(QStringLiteral("laserPowers"), frames)) {
         if (!isLaserPower(power.toDouble(-1)))
-            refuse(QStringLiteral("has an entry in \"laserPowers\" above 1"));
+            refuseSidecar(QStringLiteral("has an entry in \"laserPowers\" above 1"));
         description.laserPowers.push_back(static_cast<float>(std::max(power.toDouble(-1), -1.0)));
     }
     constexpr double farAway = INT32_MAX; // no frame reaches that
     for (const QJsonValue& coordinate : m_object.value(QStringLiteral("fiberCenters")).toArray())
         description.fiberCenters.push_back(static_cast<float>(std::clamp(coordinate.toDouble(), -farAway, farAway)));
     if (description.fiberCenters.size() % 2 != 0)
-        refuse(QStringLiteral("has half a fibre centre"));
+        refuseSidecar(QStringLiteral("has half a fibre centre"));
     const QJsonObject attributes = m_object.value(QStringLiteral("attributes")).toObject();
     for (auto entry = attributes.begin(); entry != attributes.end(); ++entry)
         description.attributes.set(entry.key(), entry.value().toString());
 }
 
-void SidecarReader::refuse(const QString& problem) const
+void SidecarReader::refuseSidecar(const QString& problem) const
 {
-    throw JobError{m_path, problem, QStringLiteral("correct it, or import the pixels alone with --pixels-only"), {}};
+    refuse(m_path, problem, QStringLiteral("correct it, or import the pixels alone with --pixels-only"));
 }
 
 } // namespace
@@ -187,14 +187,12 @@ std::optional<Sidecar> readSidecar(const QString& path)
     if (!file.exists())
         return std::nullopt;
     if (!file.open(QIODevice::ReadOnly))
-        throw JobError{path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {}, {}};
+        refuse(path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {});
     QJsonParseError error{};
     const QJsonObject object = QJsonDocument::fromJson(file.readAll(), &error).object();
     if (error.error != QJsonParseError::NoError)
-        throw JobError{path,
-                       QStringLiteral("is no JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset),
-                       QStringLiteral("correct it, or import the pixels alone with --pixels-only"),
-                       {}};
+        refuse(path, QStringLiteral("is no JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset),
+               QStringLiteral("correct it, or import the pixels alone with --pixels-only"));
     if (object.value(QStringLiteral("schema")).toString() != schemaName)
         return std::nullopt;
     return SidecarReader(path, object).read();

@@ -49,7 +49,7 @@ FileBytes::FileBytes(const QString& path) : m_path(path)
     const bool known = ::fstat(m_fd, &status) == 0;
     if (!known || !S_ISREG(status.st_mode)) {
         ::close(m_fd);
-        throw JobError{path, QStringLiteral("is not a regular file"), QStringLiteral("name a movie file"), {}};
+        refuse(path, QStringLiteral("is not a regular file"), QStringLiteral("name a movie file"));
     }
     m_length = status.st_size;
 }

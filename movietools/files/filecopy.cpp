@@ -60,7 +60,7 @@ std::int64_t FileCopy::copyThrough(int source, const QString& sourcePath, std::i
     if (got < 0)
         throw systemError(sourcePath, QStringLiteral("read"), errno);
     if (got == 0)
-        throw JobError{sourcePath, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"), {}};
+        refuse(sourcePath, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"));
     for (ssize_t written = 0; written < got;) {
         const ssize_t now = ::write(m_fd, block.data() + written, static_cast<std::size_t>(got - written));
         if (now < 0 && errno != EINTR)

@@ -52,10 +52,8 @@ void requireRoom(const QString& path, const QString& place, std::uint64_t bytes)
         return;
     const std::uint64_t room = std::uint64_t{fileSystem.f_bavail} * fileSystem.f_frsize;
     if (room < bytes)
-        throw JobError{path,
-                       QStringLiteral("needs %1, and the disk has %2 left").arg(sizeText(bytes), sizeText(room)),
-                       QStringLiteral("free some space or write elsewhere"),
-                       {}};
+        refuse(path, QStringLiteral("needs %1, and the disk has %2 left").arg(sizeText(bytes), sizeText(room)),
+               QStringLiteral("free some space or write elsewhere"));
 }
 
 OutputFile::OutputFile(const QString& path, Existing existing, const QStringList& inputs, unsigned permissions,
@@ -95,7 +93,7 @@ bool OutputFile::isStandardOutput(const QString& path)
 void OutputFile::checkTarget(Existing existing, const QStringList& inputs)
 {
     if (m_target.isEmpty() || m_target.contains('\0'))
-        throw JobError{m_path, QStringLiteral("is no name for a file"), QStringLiteral("name the output"), {}};
+        refuse(m_path, QStringLiteral("is no name for a file"), QStringLiteral("name the output"));
     struct stat status {};
     if (::stat(m_target.constData(), &status) != 0) {
         if (errno != ENOENT)
@@ -106,15 +104,13 @@ void OutputFile::checkTarget(Existing existing, const QStringList& inputs)
     m_targetPermissions = status.st_mode & 07777;
     for (const QString& input : inputs) {
         if (isSameFile(input, status))
-            throw JobError{m_path, QStringLiteral("is the input itself"), QStringLiteral("name another output"), {}};
+            refuse(m_path, QStringLiteral("is the input itself"), QStringLiteral("name another output"));
     }
     if (!S_ISREG(status.st_mode))
-        throw JobError{m_path, QStringLiteral("is not a regular file"), QStringLiteral("name another output"), {}};
+        refuse(m_path, QStringLiteral("is not a regular file"), QStringLiteral("name another output"));
     if (existing == Existing::Refuse)
-        throw JobError{m_path,
-                       QStringLiteral("exists already"),
-                       QStringLiteral("name another output, or add --force to replace it"),
-                       {}};
+        refuse(m_path, QStringLiteral("exists already"),
+               QStringLiteral("name another output, or add --force to replace it"));
 }
 
 void OutputFile::openWorkFile(unsigned permissions, Work work)

@@ -58,22 +58,18 @@ void OutputFolder::checkTarget(bool replace)
 {
     const QFileInfo target(m_path);
     if (QDir::cleanPath(m_path).isEmpty() || m_path.contains(QChar(0)))
-        throw JobError{m_path, QStringLiteral("is no name for a folder"), QStringLiteral("name the output"), {}};
+        refuse(m_path, QStringLiteral("is no name for a folder"), QStringLiteral("name the output"));
     m_targetExists = target.exists() || target.isSymLink();
     if (!m_targetExists)
         return;
     if (!target.isDir() || target.isSymLink())
-        throw JobError{m_path, QStringLiteral("is no folder"), QStringLiteral("name another output"), {}};
+        refuse(m_path, QStringLiteral("is no folder"), QStringLiteral("name another output"));
     if (!replace)
-        throw JobError{m_path,
-                       QStringLiteral("exists already"),
-                       QStringLiteral("name another output, or add --force to replace it"),
-                       {}};
+        refuse(m_path, QStringLiteral("exists already"),
+               QStringLiteral("name another output, or add --force to replace it"));
     if (!isExported(m_path))
-        throw JobError{m_path,
-                       QStringLiteral("holds files that no export wrote"),
-                       QStringLiteral("name another output: these files would be lost"),
-                       {}};
+        refuse(m_path, QStringLiteral("holds files that no export wrote"),
+               QStringLiteral("name another output: these files would be lost"));
 }
 
 void OutputFolder::requireRoom(std::uint64_t bytes) const

@@ -45,8 +45,7 @@ void PlainOutput::close()
     if (::close(std::exchange(m_fd, -1)) != 0)
         throw systemError(m_file.path(), QStringLiteral("written"), errno);
     if (lengthOfFile(m_file.workPath()) != m_written)
-        throw JobError{
-            m_file.path(), QStringLiteral("was not written whole"), QStringLiteral("write it elsewhere"), {}};
+        refuse(m_file.path(), QStringLiteral("was not written whole"), QStringLiteral("write it elsewhere"));
 }
 
 std::uint64_t PlainOutput::commit()

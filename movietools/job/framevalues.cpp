@@ -16,7 +16,7 @@ constexpr qint64 longestLine = 4096;
 
 [[noreturn]] void refuseLine(const QString& path, std::uint64_t line, const QString& why, const QString& advice)
 {
-    throw JobError{path, QStringLiteral("line %1 %2").arg(line).arg(why), advice, {}};
+    refuse(path, QStringLiteral("line %1 %2").arg(line).arg(why), advice);
 }
 
 // Calls take(value, line) for each number in the file.
@@ -25,8 +25,7 @@ void forEachNumber(const QString& path, Take take)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw JobError{
-            path, QStringLiteral("cannot be read: %1").arg(file.errorString()), QStringLiteral("check the name"), {}};
+        refuse(path, QStringLiteral("cannot be read: %1").arg(file.errorString()), QStringLiteral("check the name"));
     bool isEmpty = true;
     for (std::uint64_t line = 1; !file.atEnd(); ++line) {
         const QByteArray text = file.readLine(longestLine).trimmed();
@@ -40,9 +39,9 @@ void forEachNumber(const QString& path, Take take)
         isEmpty = false;
     }
     if (file.error() != QFileDevice::NoError)
-        throw JobError{path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {}, {}};
+        refuse(path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {});
     if (isEmpty)
-        throw JobError{path, QStringLiteral("holds no numbers"), QStringLiteral("write one number in each line"), {}};
+        refuse(path, QStringLiteral("holds no numbers"), QStringLiteral("write one number in each line"));
 }
 
 } // namespace

@@ -48,6 +48,11 @@ QString withoutPath(QString message, const QString& path)
 
 } // namespace
 
+void refuse(const QString& path, const QString& problem, const QString& advice)
+{
+    throw JobError{path, problem, advice, {}};
+}
+
 JobError jobError(const IOFileException& report, const QString& path, const QString& workPath)
 {
     QString problem = withoutPath(report.message(), path);

@@ -16,6 +16,9 @@ struct JobError {
     QString code;    ///< the library's code; empty for what a job itself found
 };
 
+/// Throws an error that a job found by itself. `advice` may be empty.
+[[noreturn]] void refuse(const QString& path, const QString& problem, const QString& advice);
+
 /// A report of the library about the file at `path`. `workPath` is another name under which the library knew the
 /// file; it does not appear in the words.
 JobError jobError(const IOFileException& report, const QString& path, const QString& workPath = {});

@@ -30,7 +30,7 @@ std::uint32_t extendedByPayload(std::uint32_t checksum, const ByteSource& movie,
         const std::int64_t wanted = std::min<std::int64_t>(chunk.size - done, blockBytes);
         const std::int64_t got = movie.read(chunk.payload() + done, block.data(), wanted);
         if (got <= 0)
-            throw JobError{{}, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"), {}};
+            refuse({}, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"));
         checksum = extended(checksum, block.data(), got);
         done += got;
     }

@@ -18,12 +18,12 @@ ChosenFrames::ChosenFrames(const QString& path, const FrameSelection& selection)
     m_info = readMovieInfo(path);
     m_records = recordsOf(m_info, ZD_FRAME_CHUNK);
     if (m_records.size() != static_cast<std::size_t>(m_movie.nbFrames()))
-        refuse(QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
+        refuse(m_path, QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
     readFormat();
     QString problem;
     m_frames = selection.resolve(static_cast<unsigned>(m_movie.nbFrames()), m_movie.getFrameTimer(), problem);
     if (m_frames.empty())
-        refuse(problem, QStringLiteral("see the frames with vqf info"));
+        refuse(m_path, problem, QStringLiteral("see the frames with vqf info"));
     m_noted.resize(m_records.size());
     m_missing.resize(m_records.size());
 }
@@ -34,15 +34,16 @@ void ChosenFrames::readFormat()
     int width = 0;
     int height = 0;
     if (!m_movie.width(width) || !m_movie.height(height) || width <= 0 || height <= 0)
-        refuse(QStringLiteral("does not say how large its frames are"), advice);
+        refuse(m_path, QStringLiteral("does not say how large its frames are"), advice);
     const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
     if (pixels > layout::largestSizeLimit)
-        refuse(QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(width).arg(height), advice);
+        refuse(m_path, QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(width).arg(height),
+               advice);
     m_format.width = static_cast<std::uint32_t>(width);
     m_format.height = static_cast<std::uint32_t>(height);
     m_format.type = sampleType(m_movie);
     if (sampleFormat(m_format.type).channels == 0)
-        refuse(QStringLiteral("does not say what its pixels are"), advice);
+        refuse(m_path, QStringLiteral("does not say what its pixels are"), advice);
 }
 
 MovieDescription ChosenFrames::describe(bool withFiberCenters)
@@ -69,7 +70,7 @@ std::vector<float> ChosenFrames::readFiberCenters()
         FileBytes(m_path).bytes(std::int64_t{record.offset} + layout::headerBytes,
                                 static_cast<std::int64_t>(centers.size()) * layout::fiberWordBytes);
     if (static_cast<std::size_t>(words.size()) != centers.size() * std::size_t{layout::fiberWordBytes})
-        refuse(QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
+        refuse(m_path, QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
     const bool isTurned = layout::needsSwapping(m_movie.endian());
     for (std::size_t i = 0; i < centers.size(); ++i) {
         const char* at = words.constData() + i * std::size_t{layout::fiberWordBytes};
@@ -117,15 +118,11 @@ void ChosenFrames::dropLost()
 {
     std::erase_if(m_frames, [this](unsigned frame) { return m_missing[frame]; });
     if (m_frames.empty())
-        refuse(QStringLiteral("has no frame that can be read; frame %1 %2")
+        refuse(m_path,
+               QStringLiteral("has no frame that can be read; frame %1 %2")
                    .arg(m_lost.front().frame)
                    .arg(m_lost.front().reason),
                QStringLiteral("the movie is damaged: use another copy"));
-}
-
-void ChosenFrames::refuse(const QString& problem, const QString& advice) const
-{
-    throw JobError{m_path, problem, advice, {}};
 }
 
 } // namespace zd::movietools

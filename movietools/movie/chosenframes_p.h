@@ -33,8 +33,6 @@ public:
     /// What was found lost, each once.
     const std::vector<LostFrame>& lost() const { return m_lost; }
 
-    [[noreturn]] void refuse(const QString& problem, const QString& advice) const;
-
 private:
     void readFormat();
     std::vector<float> readFiberCenters();

@@ -108,10 +108,8 @@ void putFrameFirst(const QString& path, unsigned first, const std::optional<unsi
     openMovie(movie, path);
     const auto frames = static_cast<unsigned>(movie.nbFrames());
     if (first >= frames || (circularSize && first != 0 && (*circularSize >= frames || first >= *circularSize)))
-        throw JobError{path,
-                       QStringLiteral("has %1 frames").arg(frames),
-                       QStringLiteral("the first frame must be one of the circular part, and that fewer than all"),
-                       {}};
+        refuse(path, QStringLiteral("has %1 frames").arg(frames),
+               QStringLiteral("the first frame must be one of the circular part, and that fewer than all"));
     movie.close();
     MovieEdit edit(path);
     run(path, [&] {

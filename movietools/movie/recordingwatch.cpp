@@ -57,8 +57,7 @@ RecordingState RecordingWatch::look()
         m_lastType = chunk->type();
     }
     if (m_position == 0 && !beginsLikeMovie(file))
-        throw JobError{
-            m_path, QStringLiteral("is no VQF movie"), QStringLiteral("name a file that is being recorded"), {}};
+        refuse(m_path, QStringLiteral("is no VQF movie"), QStringLiteral("name a file that is being recorded"));
     RecordingState state;
     state.frames = m_frames;
     state.bytes = static_cast<std::uint64_t>(file.length());

@@ -59,10 +59,8 @@ RecoverResult Recovery::run()
 void Recovery::requireNoEdit() const
 {
     if (m_remains.editGoesOn)
-        throw JobError{m_options.movie,
-                       QStringLiteral("is being edited right now"),
-                       QStringLiteral("wait until the other program has closed it"),
-                       {}};
+        refuse(m_options.movie, QStringLiteral("is being edited right now"),
+               QStringLiteral("wait until the other program has closed it"));
 }
 
 // Frames that a dead edit replaced count as they were, like everything that its journal brings back. What the edit
@@ -81,10 +79,9 @@ void Recovery::requireFits(const RecoveryPlan& plan) const
 {
     const auto bytes = static_cast<std::uint64_t>(plan.bytes());
     if (bytes > layout::largestSizeLimit)
-        throw JobError{m_options.movie,
-                       QStringLiteral("holds %1, more than the index of a movie can reach").arg(sizeText(bytes)),
-                       QStringLiteral("split the file between two chunks and recover its parts"),
-                       {}};
+        refuse(m_options.movie,
+               QStringLiteral("holds %1, more than the index of a movie can reach").arg(sizeText(bytes)),
+               QStringLiteral("split the file between two chunks and recover its parts"));
 }
 
 // The movie at `path` must open with all frames and without errors, but for proved changes of content, which no
@@ -93,19 +90,17 @@ void Recovery::verify(const QString& path, RecoverResult& result) const
 {
     result.verification = verifyMovie(path);
     result.verification.path = m_options.inPlace ? m_options.movie : m_options.output;
-    const auto refuse = [this](const QString& what) {
-        throw JobError{m_options.movie,
-                       QStringLiteral("could not be recovered: the result ") + what,
-                       QStringLiteral("keep the movie as it is and report this"),
-                       {}};
+    const auto refuseResult = [this](const QString& what) {
+        refuse(m_options.movie, QStringLiteral("could not be recovered: the result ") + what,
+               QStringLiteral("keep the movie as it is and report this"));
     };
     if (result.verification.condition == Condition::NotReadable || result.verification.frames != result.frames)
-        refuse(QStringLiteral("does not hold all frames"));
+        refuseResult(QStringLiteral("does not hold all frames"));
     for (const Finding& finding : result.verification.findings.list()) {
         if (finding.severity != Severity::Error)
             continue;
         if (!finding.name.startsWith(QLatin1StringView("checksum-")))
-            refuse(QStringLiteral("has an error (%1)").arg(finding.name));
+            refuseResult(QStringLiteral("has an error (%1)").arg(finding.name));
         result.losses.append(
             QStringLiteral("what its checksum proves: %1 at byte %2").arg(finding.name).arg(finding.offset));
     }

@@ -70,12 +70,11 @@ AttributeChunk headerOfOtherMovie(const QString& path, const RecoverySurvey& sur
     AttributeChunk header = readMovieInfo(path);
     const std::optional<std::int64_t> bytes = frameBytes(header);
     if (bytes && survey.usualFrameSize() && *bytes != *survey.usualFrameSize())
-        throw JobError{path,
-                       QStringLiteral("has frames of %1 bytes, and the movie to recover frames of %2")
-                           .arg(*bytes)
-                           .arg(*survey.usualFrameSize()),
-                       QStringLiteral("name a movie of the same kind"),
-                       {}};
+        refuse(path,
+               QStringLiteral("has frames of %1 bytes, and the movie to recover frames of %2")
+                   .arg(*bytes)
+                   .arg(*survey.usualFrameSize()),
+               QStringLiteral("name a movie of the same kind"));
     FrameTimer::removeFromAttChunk(header);
     header.erase(checksumAttribute);
     return header;

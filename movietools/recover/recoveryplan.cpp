@@ -61,10 +61,8 @@ RecoveryPlan Planning::run()
 void Planning::requireSomething() const
 {
     if (m_survey.chunks().empty())
-        throw JobError{m_options.movie,
-                       QStringLiteral("holds no frame and nothing else of a movie"),
-                       QStringLiteral("it is no VQF movie, or all of it is lost"),
-                       {}};
+        refuse(m_options.movie, QStringLiteral("holds no frame and nothing else of a movie"),
+               QStringLiteral("it is no VQF movie, or all of it is lost"));
 }
 
 // Frames, and chunks that the library does not know: another program may miss them.

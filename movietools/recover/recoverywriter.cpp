@@ -59,7 +59,7 @@ std::uint32_t copyChunk(FileWriter& file, const ByteSource& source, const Walked
 {
     buffer.resize(chunk.size);
     if (source.read(chunk.payload(), buffer.data(), chunk.size) != chunk.size)
-        throw JobError{{}, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"), {}};
+        refuse({}, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"));
     return addChunk(file, chunk.type, buffer.data(), buffer.size());
 }
 
@@ -69,8 +69,7 @@ std::int64_t endOfKept(const RecoveryPlan& plan, const QString& path)
     std::int64_t end = 0;
     for (const KeptChunk& chunk : plan.kept) {
         if (chunk.piece.kind != WalkedPiece::Kind::Chunk || chunk.piece.offset != end)
-            throw JobError{
-                path, QStringLiteral("is damaged before its end"), QStringLiteral("recover it into a new file"), {}};
+            refuse(path, QStringLiteral("is damaged before its end"), QStringLiteral("recover it into a new file"));
         end = chunk.piece.end();
     }
     return end;
@@ -135,8 +134,7 @@ void writeRecoveredInPlace(const RecoveryPlan& plan, const ByteSource& source, c
     FileWriter file;
     file.openFile(path, FileWriterModify);
     if (!file.seek(static_cast<unsigned int>(end)))
-        throw JobError{
-            path, QStringLiteral("cannot be changed in place"), QStringLiteral("recover it into a new file"), {}};
+        refuse(path, QStringLiteral("cannot be changed in place"), QStringLiteral("recover it into a new file"));
     file.truncate();
     for (; next != plan.sideData.end(); ++next)
         info.listNew(*next, addChunk(file, next->type, next->payload));

@@ -54,10 +54,8 @@ void requireKnown(const MovieSource& source, const QStringList& names)
 {
     for (const QString& name : names)
         if (QString value; !source.header().get(name, value))
-            throw JobError{source.path(),
-                           QStringLiteral("has no attribute ") + name,
-                           QStringLiteral("see the names with vqf attr list"),
-                           {}};
+            refuse(source.path(), QStringLiteral("has no attribute ") + name,
+                   QStringLiteral("see the names with vqf attr list"));
 }
 
 std::vector<IdentifyingItem> itemsOf(const MovieSource& source, const AnonymizeChoice& choice)
@@ -104,10 +102,8 @@ void requireGone(const OutputFile& output, const std::vector<QByteArray>& search
     if (!found)
         return;
     const QString text = QString::fromLatin1(searched[found->which]);
-    throw JobError{output.path(),
-                   QStringLiteral("would still hold \"%1\", at byte %2").arg(text.trimmed()).arg(found->offset),
-                   QStringLiteral("remove the attribute that repeats it, with --remove, or keep it with --keep"),
-                   {}};
+    refuse(output.path(), QStringLiteral("would still hold \"%1\", at byte %2").arg(text.trimmed()).arg(found->offset),
+           QStringLiteral("remove the attribute that repeats it, with --remove, or keep it with --keep"));
 }
 
 } // namespace

@@ -98,11 +98,10 @@ void MovieCopy::write(const OutputFile& output, Progress& done, const ProgressCa
     const std::vector<NewChunk> sideData = newSideData();
     setChecksums(sideData);
     if (bytes() > layout::commonSizeLimit)
-        throw JobError{output.path(),
-                       QStringLiteral("would be %1 long, and movies end at %2")
-                           .arg(sizeText(bytes()), sizeText(layout::commonSizeLimit)),
-                       QStringLiteral("make several movies of it"),
-                       {}};
+        refuse(output.path(),
+               QStringLiteral("would be %1 long, and movies end at %2")
+                   .arg(sizeText(bytes()), sizeText(layout::commonSizeLimit)),
+               QStringLiteral("make several movies of it"));
     output.requireRoom(bytes());
     m_chunks.insert(m_chunks.end(), m_behindFrames.begin(), m_behindFrames.end());
     m_behindFrames.clear();
@@ -196,10 +195,8 @@ void MovieCopy::check(const OutputFile& output) const
     const bool isWhole = std::all_of(content.pieces.begin(), content.pieces.end(),
                                      [](const WalkedPiece& piece) { return piece.kind == WalkedPiece::Kind::Chunk; });
     if (!isWhole || !content.infoChunk || content.listed(ZD_FRAME_CHUNK).size() != m_frames)
-        throw JobError{output.path(),
-                       QStringLiteral("does not hold what was written to it"),
-                       QStringLiteral("write it elsewhere"),
-                       {}};
+        refuse(output.path(), QStringLiteral("does not hold what was written to it"),
+               QStringLiteral("write it elsewhere"));
 }
 
 QByteArray storedTime(const timeval& time)

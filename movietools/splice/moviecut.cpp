@@ -30,10 +30,8 @@ void requireAscending(const MovieSource& movie, const std::vector<unsigned>& fra
 {
     if (movie.times().empty() || std::is_sorted(frames.begin(), frames.end()))
         return;
-    throw JobError{movie.path(),
-                   QStringLiteral("keeps its frames in order of time"),
-                   QStringLiteral("name the frames in ascending order"),
-                   {}};
+    refuse(movie.path(), QStringLiteral("keeps its frames in order of time"),
+           QStringLiteral("name the frames in ascending order"));
 }
 
 // -------- join
@@ -51,11 +49,10 @@ void requireSamePictures(const MovieSource& first, const MovieSource& other)
         const QString wanted = valueOf(first.header(), name);
         const QString found = valueOf(other.header(), name);
         if (wanted != found)
-            throw JobError{other.path(),
-                           QStringLiteral("has frames of %1 \"%2\", and those of %3 have \"%4\"")
-                               .arg(name, found, first.path(), wanted),
-                           QStringLiteral("only frames of one kind fit into a movie"),
-                           {}};
+            refuse(other.path(),
+                   QStringLiteral("has frames of %1 \"%2\", and those of %3 have \"%4\"")
+                       .arg(name, found, first.path(), wanted),
+                   QStringLiteral("only frames of one kind fit into a movie"));
     }
 }
 
@@ -65,15 +62,11 @@ void requireLaterTimes(const MovieSource& before, const MovieSource& movie)
         return;
     const bool isTimed = !before.times().empty();
     if (isTimed != !movie.times().empty() || (isTimed && before.times().size() < before.frames()))
-        throw JobError{movie.path(),
-                       QStringLiteral("or %1 has no time for every frame").arg(before.path()),
-                       QStringLiteral("join movies that have times, or movies that have none"),
-                       {}};
+        refuse(movie.path(), QStringLiteral("or %1 has no time for every frame").arg(before.path()),
+               QStringLiteral("join movies that have times, or movies that have none"));
     if (isTimed && movie.times().front() < before.times().back())
-        throw JobError{movie.path(),
-                       QStringLiteral("begins before %1 ends").arg(before.path()),
-                       QStringLiteral("name the movies in order of time; movies keep their times in order"),
-                       {}};
+        refuse(movie.path(), QStringLiteral("begins before %1 ends").arg(before.path()),
+               QStringLiteral("name the movies in order of time; movies keep their times in order"));
 }
 
 QStringList differingAttributes(const AttributeChunk& first, const AttributeChunk& other)
@@ -142,11 +135,9 @@ private:
     void requireFits(unsigned frame, std::uint64_t bytes) const
     {
         if (m_length.bytes && m_empty + bytes > *m_length.bytes)
-            throw JobError{
-                m_movie.path(),
-                QStringLiteral("needs %1 bytes for a movie of frame %2 alone").arg(m_empty + bytes).arg(frame),
-                QStringLiteral("allow longer parts"),
-                {}};
+            refuse(m_movie.path(),
+                   QStringLiteral("needs %1 bytes for a movie of frame %2 alone").arg(m_empty + bytes).arg(frame),
+                   QStringLiteral("allow longer parts"));
     }
 
     // Whether the part that begins at `first` is complete before `frame`, with which it would have `bytes`.
@@ -182,10 +173,8 @@ QString partPath(const QString& path, std::size_t part, std::size_t parts)
 void requireParts(const QString& path, std::size_t parts)
 {
     if (parts > mostParts)
-        throw JobError{path,
-                       QStringLiteral("would give %1 parts").arg(parts),
-                       QStringLiteral("make longer parts, at most %1 of them").arg(mostParts),
-                       {}};
+        refuse(path, QStringLiteral("would give %1 parts").arg(parts),
+               QStringLiteral("make longer parts, at most %1 of them").arg(mostParts));
 }
 
 } // namespace
@@ -197,7 +186,7 @@ MadeMovie cutMovie(const QString& movie, const FrameSelection& frames, const Mov
     QString problem;
     const std::vector<unsigned> chosen = frames.resolve(source.frames(), source.times(), problem);
     if (chosen.empty())
-        throw JobError{movie, problem, QStringLiteral("see the frames with vqf frames"), {}};
+        refuse(movie, problem, QStringLiteral("see the frames with vqf frames"));
     requireAscending(source, chosen);
     MovieCopy copy(source);
     for (const unsigned frame : chosen)
@@ -230,10 +219,8 @@ std::vector<MadeMovie> splitMovie(const QString& movie, const PartLength& length
 {
     const MovieSource source(movie);
     if (length.time && source.times().size() < source.frames())
-        throw JobError{movie,
-                       QStringLiteral("has no time for every frame"),
-                       QStringLiteral("split it by the number of frames"),
-                       {}};
+        refuse(movie, QStringLiteral("has no time for every frame"),
+               QStringLiteral("split it by the number of frames"));
     const std::vector<unsigned> borders = Splitter(source, length).borders();
     const std::size_t parts = borders.size() - 1;
     requireParts(movie, parts);

@@ -70,10 +70,8 @@ ChunkExtent MovieSource::checked(std::uint32_t type, const ChunkRecord& record) 
     const std::int64_t payload = std::int64_t{record.offset} + layout::headerBytes;
     if (m_bytes.bytes(record.offset, layout::headerBytes) != headerBytes<ChunkStartHeader>(type, record.length) ||
         m_bytes.bytes(payload + record.length, layout::headerBytes) != headerBytes<ChunkEndHeader>(type, record.length))
-        throw JobError{m_path,
-                       QStringLiteral("has no whole chunk at byte %1, where its index lists one").arg(record.offset),
-                       QStringLiteral("the movie is damaged: try vqf recover"),
-                       {}};
+        refuse(m_path, QStringLiteral("has no whole chunk at byte %1, where its index lists one").arg(record.offset),
+               QStringLiteral("the movie is damaged: try vqf recover"));
     return {type, record};
 }
 

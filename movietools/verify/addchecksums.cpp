@@ -34,10 +34,8 @@ void requireSound(const QString& path, const Verification& verification)
     for (const Finding& finding : verification.findings.list()) {
         if (finding.severity != Severity::Error || finding.name.startsWith(QLatin1StringView("checksum")))
             continue;
-        throw JobError{path,
-                       QStringLiteral("is damaged (%1)").arg(finding.name),
-                       QStringLiteral("recover it first, then add checksums to the result"),
-                       {}};
+        refuse(path, QStringLiteral("is damaged (%1)").arg(finding.name),
+               QStringLiteral("recover it first, then add checksums to the result"));
     }
 }
 
@@ -55,10 +53,8 @@ ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCa
     if (old == value)
         return ChecksumsAdded::AlreadyThere;
     if (hadOld && !replace)
-        throw JobError{movie,
-                       QStringLiteral("has other checksums: it was changed, or is damaged"),
-                       QStringLiteral("verify it, and replace them only if it was meant to change"),
-                       {}};
+        refuse(movie, QStringLiteral("has other checksums: it was changed, or is damaged"),
+               QStringLiteral("verify it, and replace them only if it was meant to change"));
     AttributeChunk header = content.header;
     header.set(checksumAttribute, value);
     try {

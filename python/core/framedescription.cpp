@@ -10,17 +10,15 @@ FrameFormat frameFormat(ImageReader& movie, const QString& path)
 {
     FrameFormat format;
     if (!movie.width(format.width) || !movie.height(format.height) || format.width <= 0 || format.height <= 0)
-        throw movietools::JobError{path, QStringLiteral("does not say how large its frames are"), {}, {}};
+        movietools::refuse(path, QStringLiteral("does not say how large its frames are"), {});
     const std::int64_t pixels = std::int64_t{format.width} * format.height;
     if (pixels > static_cast<std::int64_t>(layout::largestSizeLimit))
-        throw movietools::JobError{
+        movietools::refuse(
             path,
-            QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(format.width).arg(format.height),
-            {},
-            {}};
+            QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(format.width).arg(format.height), {});
     format.type = movietools::sampleType(movie);
     if (GetPixBits(format.type) == 0)
-        throw movietools::JobError{path, QStringLiteral("does not say what its pixels are"), {}, {}};
+        movietools::refuse(path, QStringLiteral("does not say what its pixels are"), {});
     format.swapped = layout::needsSwapping(movie.endian());
     return format;
 }

@@ -67,15 +67,12 @@ void MovieReader::readFrame(std::int64_t index, char* out, std::int64_t bytes)
 void MovieReader::readFrom(std::int64_t index, char* out, std::int64_t size, std::int64_t bytes)
 {
     if (index < 0 || index >= m_movie.nbFrames() || !m_movie.readFrame(static_cast<unsigned>(index), out, size))
-        throw JobError{m_path,
-                       QStringLiteral("frame %1 cannot be read").arg(index),
-                       QStringLiteral("the movie is damaged: try vqf.recover"),
-                       {}};
+        movietools::refuse(m_path, QStringLiteral("frame %1 cannot be read").arg(index),
+                           QStringLiteral("the movie is damaged: try vqf.recover"));
     if (m_movie.frameSize() < bytes)
-        throw JobError{m_path,
-                       QStringLiteral("frame %1 has %2 of %3 bytes").arg(index).arg(m_movie.frameSize()).arg(bytes),
-                       QStringLiteral("see vqf.verify"),
-                       {}};
+        movietools::refuse(m_path,
+                           QStringLiteral("frame %1 has %2 of %3 bytes").arg(index).arg(m_movie.frameSize()).arg(bytes),
+                           QStringLiteral("see vqf.verify"));
 }
 
 std::optional<MovieReader::EvenPlaces> MovieReader::evenPlaces(std::int64_t frameBytes)

@@ -128,11 +128,9 @@ void MovieWriter::replace(unsigned int index, const py::array& frame, const std:
     exclusively([&](ImageWriter& writer) {
         // The writer takes as many bytes as the frame in the file has, which need not be what the header says.
         if (index < m_frameBytes.size() && m_frameBytes[index] != size)
-            throw movietools::JobError{
-                m_path,
-                QStringLiteral("frame %1 has %2 of %3 bytes").arg(index).arg(m_frameBytes[index]).arg(size),
-                {},
-                {}};
+            movietools::refuse(
+                m_path, QStringLiteral("frame %1 has %2 of %3 bytes").arg(index).arg(m_frameBytes[index]).arg(size),
+                {});
         if (time)
             writer.replaceFrame(samples, index, timeOf(*time), laserPower);
         else

@@ -37,10 +37,8 @@ void PictureOutput::save(const QImage& picture)
 {
     QImageWriter writer(m_file.workPath(), m_format);
     if (!writer.write(picture))
-        throw movietools::JobError{m_file.path(),
-                                   QStringLiteral("cannot be written: ") + writer.errorString(),
-                                   QStringLiteral("free some space or write elsewhere"),
-                                   {}};
+        movietools::refuse(m_file.path(), QStringLiteral("cannot be written: ") + writer.errorString(),
+                           QStringLiteral("free some space or write elsewhere"));
     m_file.commit();
     tell(QStringLiteral("%1: %2 x %3 pixels").arg(escaped(m_file.path())).arg(picture.width()).arg(picture.height()));
 }

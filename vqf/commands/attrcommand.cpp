@@ -49,10 +49,8 @@ QString movieOf(const AttrArguments& arguments)
 void requireForce(const AttrArguments& arguments, const QString& name)
 {
     if (!arguments.force && movietools::describesFrames(name))
-        throw movietools::JobError{movieOf(arguments),
-                                   name + QStringLiteral(" describes the frames"),
-                                   QStringLiteral("change it with --force if it is really wrong"),
-                                   {}};
+        movietools::refuse(movieOf(arguments), name + QStringLiteral(" describes the frames"),
+                           QStringLiteral("change it with --force if it is really wrong"));
 }
 
 ExitCode runList(const AttrArguments& arguments)
@@ -129,10 +127,8 @@ ExitCode runRemove(const AttrArguments& arguments)
             const QString name = QString::fromStdString(word);
             requireForce(arguments, name);
             if (header.erase(name) == 0)
-                throw movietools::JobError{movieOf(arguments),
-                                           QStringLiteral("has no attribute ") + name,
-                                           QStringLiteral("nothing was removed"),
-                                           {}};
+                movietools::refuse(movieOf(arguments), QStringLiteral("has no attribute ") + name,
+                                   QStringLiteral("nothing was removed"));
         }
     });
     return ExitCode::Done;
@@ -153,10 +149,8 @@ ExitCode runExport(const AttrArguments& arguments)
     QFile file(output.workPath());
     const QByteArray bytes = text.toUtf8();
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
-        throw movietools::JobError{path,
-                                   QStringLiteral("cannot be written: ") + file.errorString(),
-                                   QStringLiteral("free some space or write elsewhere"),
-                                   {}};
+        movietools::refuse(path, QStringLiteral("cannot be written: ") + file.errorString(),
+                           QStringLiteral("free some space or write elsewhere"));
     file.close();
     output.commit();
     return ExitCode::Done;
@@ -166,10 +160,8 @@ QString readText(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw movietools::JobError{path,
-                                   QStringLiteral("cannot be read: ") + file.errorString(),
-                                   QStringLiteral("check the name and the folder"),
-                                   {}};
+        movietools::refuse(path, QStringLiteral("cannot be read: ") + file.errorString(),
+                           QStringLiteral("check the name and the folder"));
     return QString::fromUtf8(file.readAll());
 }
 

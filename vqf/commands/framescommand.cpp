@@ -87,7 +87,7 @@ std::vector<unsigned> chosenFrames(const FrameRows& rows, const movietools::Fram
     QString problem;
     const std::vector<unsigned> frames = selection.resolve(rows.size(), rows.times(), problem);
     if (frames.empty() && !selection.isEverything())
-        throw movietools::JobError{path, problem, {}, {}};
+        movietools::refuse(path, problem, {});
     return frames;
 }
 

@@ -63,18 +63,14 @@ QImage render(const QString& path, int frame, const QSize& box, bool untrusted)
     open(movie, path, untrusted);
     const int index = frame < 0 ? frame + movie.nbFrames() : frame;
     if (index < 0 || index >= movie.nbFrames())
-        throw movietools::JobError{path,
-                                   QStringLiteral("has no frame %1: there are %2").arg(frame).arg(movie.nbFrames()),
-                                   QStringLiteral("frames are counted from 0, negative ones from the end"),
-                                   {}};
+        movietools::refuse(path, QStringLiteral("has no frame %1: there are %2").arg(frame).arg(movie.nbFrames()),
+                           QStringLiteral("frames are counted from 0, negative ones from the end"));
     QImage image;
     try {
         if (!movie.thumbnail(image, box.width(), box.height(), index))
-            throw movietools::JobError{path,
-                                       QStringLiteral("has no thumbnail of frame %1").arg(frame),
-                                       QStringLiteral("only whole frames of 8 and 16-bit integers have, and very "
-                                                      "narrow ones need a larger box"),
-                                       {}};
+            movietools::refuse(path, QStringLiteral("has no thumbnail of frame %1").arg(frame),
+                               QStringLiteral("only whole frames of 8 and 16-bit integers have, and very "
+                                              "narrow ones need a larger box"));
     } catch (const IOFileException& report) {
         throw movietools::jobError(report, path);
     }

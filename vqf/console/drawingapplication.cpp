@@ -15,10 +15,8 @@ DrawingApplication::DrawingApplication(const QString& path)
     m_application = std::make_unique<QGuiApplication>(m_count, m_arguments);
     qInstallMessageHandler(handler);
     if (QFontDatabase::families().isEmpty())
-        throw movietools::JobError{path,
-                                   QStringLiteral("cannot be drawn: no font is installed"),
-                                   QStringLiteral("install one, like the package fonts-dejavu-core"),
-                                   {}};
+        movietools::refuse(path, QStringLiteral("cannot be drawn: no font is installed"),
+                           QStringLiteral("install one, like the package fonts-dejavu-core"));
 }
 
 } // namespace zd::tool

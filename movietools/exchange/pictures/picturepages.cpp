@@ -89,10 +89,8 @@ PicturePages::PicturePages(const QString& path, const QStringList& pictures, ZDI
     : m_path(path), m_pictures(pictures), m_signedType(signedType)
 {
     if (m_pictures.isEmpty())
-        throw JobError{path,
-                       QStringLiteral("holds no PNG or TIFF pictures"),
-                       QStringLiteral("name a folder of pictures, or a file"),
-                       {}};
+        refuse(path, QStringLiteral("holds no PNG or TIFF pictures"),
+               QStringLiteral("name a folder of pictures, or a file"));
     look();
 }
 
@@ -124,14 +122,12 @@ void PicturePages::look()
     QImageReader reader(picture, "png");
     const QSize size = reader.size();
     if (!size.isValid())
-        refuse(picture, reader.errorString());
+        refusePicture(picture, reader.errorString());
     m_format = {static_cast<std::uint32_t>(size.width()), static_cast<std::uint32_t>(size.height()),
                 typeOf(reader.imageFormat()), false};
     if (m_format.type == ZD_UNKNOWN)
-        throw JobError{picture,
-                       QStringLiteral("has pixels of a kind that movies do not hold"),
-                       QStringLiteral("movies hold grey pictures of 8 or 16 bits, RGB and RGBA of 8 bits: convert it"),
-                       {}};
+        refuse(picture, QStringLiteral("has pixels of a kind that movies do not hold"),
+               QStringLiteral("movies hold grey pictures of 8 or 16 bits, RGB and RGBA of 8 bits: convert it"));
     if (unsignedType(m_signedType) == m_format.type)
         m_format.type = m_signedType;
 }
@@ -148,7 +144,7 @@ void PicturePages::readPixels(char* pixels)
     QImage image = reader.read();
     if (image.isNull() || image.width() != static_cast<int>(m_format.width) ||
         image.height() != static_cast<int>(m_format.height) || (typeOf(image.format()) != unsignedType(m_format.type)))
-        refuse(picture, reader.errorString());
+        refusePicture(picture, reader.errorString());
     if (isColored(m_format.type))
         image.convertTo(memoryFormat(m_format.type));
     const std::size_t rowBytes = m_format.frameBytes() / m_format.height;
@@ -157,12 +153,10 @@ void PicturePages::readPixels(char* pixels)
     shiftSigned(m_format.type, pixels, pixels, m_format.frameBytes());
 }
 
-void PicturePages::refuse(const QString& picture, const QString& problem) const
+void PicturePages::refusePicture(const QString& picture, const QString& problem) const
 {
-    throw JobError{picture,
-                   QStringLiteral("cannot be read: %1").arg(problem),
-                   QStringLiteral("the picture is damaged or ends early: use another copy"),
-                   {}};
+    refuse(picture, QStringLiteral("cannot be read: %1").arg(problem),
+           QStringLiteral("the picture is damaged or ends early: use another copy"));
 }
 
 std::unique_ptr<FramePages> openPicture(const QString& path)

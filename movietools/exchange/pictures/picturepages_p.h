@@ -24,7 +24,7 @@ public:
 
 private:
     void look();
-    [[noreturn]] void refuse(const QString& picture, const QString& problem) const;
+    [[noreturn]] void refusePicture(const QString& picture, const QString& problem) const;
 
     QString m_path;
     QStringList m_pictures;

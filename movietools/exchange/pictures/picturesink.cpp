@@ -132,10 +132,8 @@ void PictureSink::writeSidecar() const
 
 void PictureSink::reportFailure(const QString& reason) const
 {
-    throw JobError{m_folder.path(),
-                   QStringLiteral("cannot be written: %1").arg(reason),
-                   QStringLiteral("free some space or write elsewhere"),
-                   {}};
+    refuse(m_folder.path(), QStringLiteral("cannot be written: %1").arg(reason),
+           QStringLiteral("free some space or write elsewhere"));
 }
 
 } // namespace
@@ -143,10 +141,8 @@ void PictureSink::reportFailure(const QString& reason) const
 std::unique_ptr<FrameSink> makePictureSink(const ExportPlan& plan)
 {
     if (plan.options.form == ExchangeForm::PngPictures && imageFormat(plan.format.type) == QImage::Format_Invalid)
-        throw JobError{plan.options.movie,
-                       QStringLiteral("has samples that PNG pictures cannot hold"),
-                       QStringLiteral("export it as tifs, or scale it with --depth 16"),
-                       {}};
+        refuse(plan.options.movie, QStringLiteral("has samples that PNG pictures cannot hold"),
+               QStringLiteral("export it as tifs, or scale it with --depth 16"));
     return std::make_unique<PictureSink>(plan);
 }
 

@@ -13,13 +13,11 @@ const QByteArray magic("\x93NUMPY", 6);
 constexpr qsizetype versionBytes = 2;
 constexpr qsizetype alignment = 64;
 
-[[noreturn]] void refuse(const QString& path, const QString& problem)
+[[noreturn]] void refuseArray(const QString& path, const QString& problem)
 {
-    throw JobError{path,
-                   problem,
-                   QStringLiteral("save an array of frames, rows and columns (and 3 or 4 channels), in C order, of 8, "
-                                  "16 or 32-bit integers or 32 or 64-bit floats"),
-                   {}};
+    refuse(path, problem,
+           QStringLiteral("save an array of frames, rows and columns (and 3 or 4 channels), in C order, of 8, "
+                          "16 or 32-bit integers or 32 or 64-bit floats"));
 }
 
 QByteArray typeText(ZDImagePixelType type)
@@ -33,7 +31,7 @@ QByteArray typeText(ZDImagePixelType type)
 QString headerText(const QByteArray& start, const QString& path, std::uint64_t& end)
 {
     if (!start.startsWith(magic) || start.size() < magic.size() + versionBytes + 4)
-        refuse(path, QStringLiteral("is no NumPy file"));
+        refuseArray(path, QStringLiteral("is no NumPy file"));
     const int version = start.at(magic.size());
     const qsizetype lengthBytes = version == 1 ? 2 : 4;
     qsizetype length = 0;
@@ -41,7 +39,7 @@ QString headerText(const QByteArray& start, const QString& path, std::uint64_t& 
         length = length * 256 + static_cast<unsigned char>(start.at(magic.size() + versionBytes + i - 1));
     const qsizetype begin = magic.size() + versionBytes + lengthBytes;
     if (version < 1 || version > 3 || length > start.size() - begin)
-        refuse(path, QStringLiteral("has a header of an unknown version, or one cut short"));
+        refuseArray(path, QStringLiteral("has a header of an unknown version, or one cut short"));
     end = static_cast<std::uint64_t>(begin + length);
     return QString::fromLatin1(start.mid(begin, length)).trimmed();
 }
@@ -53,7 +51,7 @@ QString valueOf(const QString& dictionary, const char* key, const char* form, co
         QStringLiteral("['\"]%1['\"]\\s*:\\s*%2\\s*(?=[,}])").arg(QLatin1StringView(key), QLatin1StringView(form)));
     QRegularExpressionMatchIterator matches = entry.globalMatch(dictionary);
     if (!matches.hasNext())
-        refuse(path, QStringLiteral("has no \"%1\" in its header that makes sense").arg(QLatin1StringView(key)));
+        refuseArray(path, QStringLiteral("has no \"%1\" in its header that makes sense").arg(QLatin1StringView(key)));
     return matches.next().captured(1);
 }
 
@@ -67,7 +65,7 @@ ZDImagePixelType typeOf(const QString& text, std::uint64_t channels, const QStri
     const ZDImagePixelType type =
         QStringLiteral("fiu").contains(kind) && samples.bits <= 64 ? pixelType(samples) : ZD_UNKNOWN;
     if (type == ZD_UNKNOWN)
-        refuse(path, QStringLiteral("holds samples of type %1, which movies do not").arg(text));
+        refuseArray(path, QStringLiteral("holds samples of type %1, which movies do not").arg(text));
     return type;
 }
 
@@ -93,23 +91,23 @@ NpyArray readNpyHeader(const QByteArray& start, const QString& path)
     const QString dictionary = headerText(start, path, array.offset);
     const QString type = valueOf(dictionary, "descr", "['\"]([<>|=][a-zA-Z][0-9]{1,2})['\"]", path);
     if (valueOf(dictionary, "fortran_order", "(True|False)", path) == QLatin1StringView("True"))
-        refuse(path, QStringLiteral("is stored in Fortran order"));
+        refuseArray(path, QStringLiteral("is stored in Fortran order"));
     std::vector<std::uint64_t> shape;
     const QString axes = valueOf(dictionary, "shape", "\\(([0-9, ]*)\\)", path);
     for (const QStringView axis : QStringView(axes).tokenize(u',', Qt::SkipEmptyParts))
         if (!axis.trimmed().isEmpty())
             shape.push_back(axis.trimmed().toULongLong());
     if (shape.size() != 3 && (shape.size() != 4 || (shape[3] != 3 && shape[3] != 4)))
-        refuse(path, QStringLiteral("has the shape (%1)").arg(axes));
+        refuseArray(path, QStringLiteral("has the shape (%1)").arg(axes));
     if (shape[0] == 0 || shape[0] > UINT32_MAX || shape[1] == 0 || shape[2] == 0 || shape[1] > largestFrame ||
         shape[2] > largestFrame || shape[1] * shape[2] > largestFrame)
-        refuse(path, QStringLiteral("has the shape (%1)").arg(axes));
+        refuseArray(path, QStringLiteral("has the shape (%1)").arg(axes));
     array.frames = shape[0];
     array.format = {static_cast<std::uint32_t>(shape[2]), static_cast<std::uint32_t>(shape[1]),
                     typeOf(type, shape.size() == 4 ? shape[3] : 1, path), false};
     array.bigEndian = type.startsWith(u'>');
     if (array.format.frameBytes() > largestFrame)
-        refuse(path, QStringLiteral("has frames larger than a movie (2^31 bytes)"));
+        refuseArray(path, QStringLiteral("has frames larger than a movie (2^31 bytes)"));
     return array;
 }
 

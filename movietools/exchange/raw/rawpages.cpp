@@ -61,7 +61,7 @@ void RawPages::checkLength()
     if (::fstat(m_fd, &status) != 0 || !S_ISREG(status.st_mode)) {
         ::close(m_fd);
         m_fd = -1;
-        throw JobError{m_path, QStringLiteral("is not a regular file"), QStringLiteral("name a file of samples"), {}};
+        refuse(m_path, QStringLiteral("is not a regular file"), QStringLiteral("name a file of samples"));
     }
     const auto length = static_cast<std::uint64_t>(status.st_size);
     const std::uint64_t room = length - std::min(length, m_layout.offset);
@@ -70,14 +70,13 @@ void RawPages::checkLength()
     if (frames == 0 || frames > UINT32_MAX || room / frame != frames || room % frame != 0) {
         ::close(m_fd);
         m_fd = -1;
-        throw JobError{m_path,
-                       QStringLiteral("has %1 bytes of samples, which is not %2 of %3 bytes")
-                           .arg(room)
-                           .arg(m_layout.frames == 0 ? QStringLiteral("a number of whole frames")
-                                                     : QStringLiteral("%1 frames").arg(frames))
-                           .arg(frame),
-                       QStringLiteral("check size and type, or use another copy"),
-                       {}};
+        refuse(m_path,
+               QStringLiteral("has %1 bytes of samples, which is not %2 of %3 bytes")
+                   .arg(room)
+                   .arg(m_layout.frames == 0 ? QStringLiteral("a number of whole frames")
+                                             : QStringLiteral("%1 frames").arg(frames))
+                   .arg(frame),
+               QStringLiteral("check size and type, or use another copy"));
     }
     m_layout.frames = frames;
 }
@@ -94,10 +93,8 @@ void RawPages::readPixels(char* pixels)
 {
     const std::uint64_t size = m_layout.format.frameBytes();
     if (readAt(pixels, size, m_layout.offset + m_page * size) != size)
-        throw JobError{m_path,
-                       QStringLiteral("ends within frame %1").arg(m_page),
-                       QStringLiteral("leave it alone while it is imported"),
-                       {}};
+        refuse(m_path, QStringLiteral("ends within frame %1").arg(m_page),
+               QStringLiteral("leave it alone while it is imported"));
     if (m_layout.bigEndian)
         turnBytes(pixels, size, sampleFormat(m_layout.format.type).bits / 8);
 }

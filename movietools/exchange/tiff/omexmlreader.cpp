@@ -17,7 +17,7 @@ namespace {
 
 constexpr QChar lineBreakInMovies(7);
 
-[[noreturn]] void refuse(const QString& problem)
+[[noreturn]] void refuseMetadata(const QString& problem)
 {
     throw OmeXmlError{problem};
 }
@@ -80,7 +80,7 @@ MovieDescription OmeXmlReader::read()
         if (m_xml.readNext() == QXmlStreamReader::StartElement)
             readElement();
     if (m_xml.hasError())
-        refuse(QStringLiteral("is damaged: line %1: %2").arg(m_xml.lineNumber()).arg(m_xml.errorString()));
+        refuseMetadata(QStringLiteral("is damaged: line %1: %2").arg(m_xml.lineNumber()).arg(m_xml.errorString()));
     return describe();
 }
 
@@ -114,14 +114,14 @@ std::uint64_t OmeXmlReader::number(QLatin1StringView name, std::uint64_t otherwi
     bool isNumber = false;
     const std::uint64_t value = text.toULongLong(&isNumber);
     if (!isNumber || value > INT32_MAX)
-        refuse(QStringLiteral("has no number in %1").arg(name));
+        refuseMetadata(QStringLiteral("has no number in %1").arg(name));
     return value;
 }
 
 void OmeXmlReader::readPixels()
 {
     if (m_seenPixels)
-        refuse(QStringLiteral("describes several images"));
+        refuseMetadata(QStringLiteral("describes several images"));
     m_seenPixels = true;
     m_dimensions = m_xml.attributes().value(QLatin1StringView("DimensionOrder")).toString();
     m_sizes = {number(QLatin1StringView("SizeZ"), 1), number(QLatin1StringView("SizeC"), 1),
@@ -170,7 +170,7 @@ std::int64_t OmeXmlReader::delayOf(const QString& text, const QString& unit) con
     bool isNumber = false;
     const double value = text.toDouble(&isNumber) * scale;
     if (!isNumber || scale == 0 || !(std::fabs(value) < 1e16))
-        refuse(QStringLiteral("has a time that is none: %1 %2").arg(text, unit));
+        refuseMetadata(QStringLiteral("has a time that is none: %1 %2").arg(text, unit));
     return std::llround(value);
 }
 
@@ -197,7 +197,7 @@ void OmeXmlReader::readLaserPower(const QString& identity, const QString& text)
     bool isNumber = false;
     const float power = text.toFloat(&isNumber);
     if (!isNumber || !isLaserPower(static_cast<double>(power)))
-        refuse(QStringLiteral("has a laser power that is none: %1").arg(text));
+        refuseMetadata(QStringLiteral("has a laser power that is none: %1").arg(text));
     m_powers.insert(identity, power);
 }
 
@@ -219,10 +219,10 @@ void OmeXmlReader::readFiberCenters(const QString& text)
         bool isNumber = false;
         m_notes.fiberCenters.push_back(part.toFloat(&isNumber));
         if (!isNumber)
-            refuse(QStringLiteral("has a fibre centre that is no number"));
+            refuseMetadata(QStringLiteral("has a fibre centre that is no number"));
     }
     if (m_notes.fiberCenters.size() % 2 != 0)
-        refuse(QStringLiteral("has half a fibre centre"));
+        refuseMetadata(QStringLiteral("has half a fibre centre"));
 }
 
 // The place of a plane among all by the dimension order, which names the fastest first.
@@ -235,7 +235,7 @@ std::uint64_t OmeXmlReader::orderOf(const PlaneIndex& index) const
     for (const QChar dimension : m_dimensions.mid(2)) {
         const auto which = static_cast<std::size_t>(QStringLiteral("ZCT").indexOf(dimension));
         if (which >= sizes.size() || index[which] >= sizes[which])
-            refuse(QStringLiteral("has a plane outside its image"));
+            refuseMetadata(QStringLiteral("has a plane outside its image"));
         place += index[which] * step; // each below 2^31 and the number of pages below 2^32: checked by `describe`
         step *= sizes[which];
     }
@@ -258,13 +258,13 @@ MovieDescription OmeXmlReader::describe()
     constexpr std::uint64_t mostPages = 1U << 24U;
     if (m_dimensions.size() != 5 || m_sizes[0] * m_sizes[1] > mostPages ||
         m_sizes[0] * m_sizes[1] * m_sizes[2] > mostPages)
-        refuse(QStringLiteral("has dimensions that cannot be"));
+        refuseMetadata(QStringLiteral("has dimensions that cannot be"));
     std::vector<std::optional<timeval>> times;
     std::vector<float> powers;
     for (const Plane& plane : m_planes) {
         const std::uint64_t page = pageOf(plane.index);
         if (page >= mostPages)
-            refuse(QStringLiteral("has a plane on page %1").arg(page));
+            refuseMetadata(QStringLiteral("has a plane on page %1").arg(page));
         if (page >= times.size()) {
             times.resize(page + 1);
             powers.resize(page + 1, -1.0F);

@@ -43,7 +43,7 @@ TiffFile TiffFile::open(const QString& path)
     struct stat status {};
     if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
         ::close(fd);
-        throw JobError{path, QStringLiteral("is not a regular file"), QStringLiteral("name a TIFF file"), {}};
+        refuse(path, QStringLiteral("is not a regular file"), QStringLiteral("name a TIFF file"));
     }
     TiffFile file;
     file.m_bytes = status.st_size;
@@ -52,10 +52,8 @@ TiffFile TiffFile::open(const QString& path)
     constexpr std::int64_t alwaysAllowed = std::int64_t{64} << 20;
     file.attach(fd, "rmc", std::max(alwaysAllowed, 4 * file.m_bytes));
     if (!file.m_handle)
-        throw JobError{path,
-                       QStringLiteral("cannot be read as TIFF: %1").arg(file.message()),
-                       QStringLiteral("name a TIFF file that is whole"),
-                       {}};
+        refuse(path, QStringLiteral("cannot be read as TIFF: %1").arg(file.message()),
+               QStringLiteral("name a TIFF file that is whole"));
     return file;
 }
 

@@ -91,10 +91,8 @@ std::optional<MovieDescription> TiffPages::description()
     try {
         return readOmeXml(text);
     } catch (const OmeXmlError& error) {
-        throw JobError{m_path,
-                       QStringLiteral("has OME metadata that %1").arg(error.problem),
-                       QStringLiteral("import its pixels alone with --pixels-only"),
-                       {}};
+        refuse(m_path, QStringLiteral("has OME metadata that %1").arg(error.problem),
+               QStringLiteral("import its pixels alone with --pixels-only"));
     }
 }
 
@@ -122,15 +120,15 @@ void TiffPages::readFormat()
     const bool isColour = photometric == PHOTOMETRIC_RGB || photometric == PHOTOMETRIC_YCBCR;
 
     if (photometric == PHOTOMETRIC_PALETTE)
-        refuse(QStringLiteral("shows its samples through a colour table"));
+        refusePage(QStringLiteral("shows its samples through a colour table"));
     m_format.width = longField(tiff, TIFFTAG_IMAGEWIDTH, 0);
     m_format.height = longField(tiff, TIFFTAG_IMAGELENGTH, 0);
     m_format.type = typeOf(bits, format, channels);
     m_format.whiteIsZero = photometric == PHOTOMETRIC_MINISWHITE;
     if (m_format.type == ZD_UNKNOWN)
-        refuse(QStringLiteral("has %1").arg(samplesText(bits, format, channels)));
+        refusePage(QStringLiteral("has %1").arg(samplesText(bits, format, channels)));
     if (channels == 1 ? !isGrey : !isColour)
-        refuse(QStringLiteral("has colours of another kind than grey and RGB"));
+        refusePage(QStringLiteral("has colours of another kind than grey and RGB"));
     checkStorage();
 }
 
@@ -141,20 +139,20 @@ void TiffPages::checkStorage()
     const bool isYCbCr = shortField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK) == PHOTOMETRIC_YCBCR;
 
     if (TIFFIsCODECConfigured(compression) == 0)
-        refuse(QStringLiteral("is compressed by a method (%1) that is not available here").arg(compression));
+        refusePage(QStringLiteral("is compressed by a method (%1) that is not available here").arg(compression));
     if (isYCbCr && compression != COMPRESSION_JPEG)
-        refuse(QStringLiteral("has colours of another kind than grey and RGB"));
+        refusePage(QStringLiteral("has colours of another kind than grey and RGB"));
     if (isYCbCr)
         TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
     if (shortField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT) != ORIENTATION_TOPLEFT)
-        refuse(QStringLiteral("is stored turned or mirrored"));
+        refusePage(QStringLiteral("is stored turned or mirrored"));
     if (longField(tiff, TIFFTAG_IMAGEDEPTH, 1) != 1)
-        refuse(QStringLiteral("is a volume"));
+        refusePage(QStringLiteral("is a volume"));
     const std::uint64_t pixels = std::uint64_t{m_format.width} * m_format.height;
     if (pixels == 0)
-        refuse(QStringLiteral("is empty"));
+        refusePage(QStringLiteral("is empty"));
     if (pixels > largestFrame || m_format.frameBytes() > largestFrame)
-        refuse(QStringLiteral("is larger than a movie (2^31 bytes)"));
+        refusePage(QStringLiteral("is larger than a movie (2^31 bytes)"));
     m_separate = shortField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG) == PLANARCONFIG_SEPARATE &&
                  sampleFormat(m_format.type).channels > 1;
 }
@@ -165,10 +163,8 @@ void TiffPages::checkForHiddenImages()
     const std::uint64_t images = announcedImages(m_file.handle());
     const bool haveRoom = images * m_format.frameBytes() <= static_cast<std::uint64_t>(m_file.bytes());
     if (images > 1 && haveRoom && TIFFLastDirectory(m_file.handle()) != 0)
-        throw JobError{m_path,
-                       QStringLiteral("keeps %1 images behind a single page").arg(images),
-                       QStringLiteral("save it with a page for each image"),
-                       {}};
+        refuse(m_path, QStringLiteral("keeps %1 images behind a single page").arg(images),
+               QStringLiteral("save it with a page for each image"));
 }
 
 void TiffPages::readPixels(char* pixels)
@@ -266,21 +262,17 @@ void TiffPages::checkRead(tmsize_t read, std::uint64_t expected)
         reportDamage();
 }
 
-void TiffPages::refuse(const QString& what) const
+void TiffPages::refusePage(const QString& what) const
 {
-    throw JobError{m_path,
-                   QStringLiteral("page %1 %2").arg(m_page).arg(what),
-                   QStringLiteral("movies hold grey pixels of 8, 16 or 32-bit integers or 32 or 64-bit floats, and RGB "
-                                  "or RGBA of 8 bits: convert the stack"),
-                   {}};
+    refuse(m_path, QStringLiteral("page %1 %2").arg(m_page).arg(what),
+           QStringLiteral("movies hold grey pixels of 8, 16 or 32-bit integers or 32 or 64-bit floats, and RGB "
+                          "or RGBA of 8 bits: convert the stack"));
 }
 
 void TiffPages::reportDamage() const
 {
-    throw JobError{m_path,
-                   QStringLiteral("page %1 cannot be read: %2").arg(m_page).arg(m_file.message()),
-                   QStringLiteral("the file is damaged or ends early: use another copy"),
-                   {}};
+    refuse(m_path, QStringLiteral("page %1 cannot be read: %2").arg(m_page).arg(m_file.message()),
+           QStringLiteral("the file is damaged or ends early: use another copy"));
 }
 
 std::unique_ptr<FramePages> openTiffPages(const QString& path)

@@ -33,7 +33,7 @@ private:
     Blocks blocks() const;
     void placeBlock(const Blocks& blocks, std::uint32_t left, std::uint32_t top, int channel, char* pixels) const;
     void checkRead(tmsize_t read, std::uint64_t expected);
-    [[noreturn]] void refuse(const QString& what) const;
+    [[noreturn]] void refusePage(const QString& what) const;
     [[noreturn]] void reportDamage() const;
 
     QString m_path;

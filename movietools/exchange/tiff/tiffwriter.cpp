@@ -99,20 +99,15 @@ void TiffWriter::close()
     TiffFile stack = TiffFile::open(m_workPath);
     const tdir_t pages = TIFFNumberOfDirectories(stack.handle());
     if (pages != m_pages)
-        throw JobError{m_path,
-                       QStringLiteral("got %1 of %2 pages").arg(pages).arg(m_pages),
-                       QStringLiteral("write it elsewhere"),
-                       {}};
+        refuse(m_path, QStringLiteral("got %1 of %2 pages").arg(pages).arg(m_pages),
+               QStringLiteral("write it elsewhere"));
 }
 
 void TiffWriter::reportFailure() const
 {
     if (m_file.systemErrorNumber() != 0)
         throw systemError(m_path, QStringLiteral("written"), m_file.systemErrorNumber());
-    throw JobError{m_path,
-                   QStringLiteral("cannot be written: %1").arg(m_file.message()),
-                   QStringLiteral("write it elsewhere"),
-                   {}};
+    refuse(m_path, QStringLiteral("cannot be written: %1").arg(m_file.message()), QStringLiteral("write it elsewhere"));
 }
 
 } // namespace zd::movietools

@@ -89,10 +89,8 @@ ChildProgram::ChildProgram(const QString& program, const QStringList& arguments,
     ::close(m_fd);
     ::close(m_messages);
     if (error == ENOENT)
-        throw JobError{path,
-                       QStringLiteral("needs the program %1, which is not installed").arg(program),
-                       QStringLiteral("install the package ffmpeg, or use another form"),
-                       {}};
+        refuse(path, QStringLiteral("needs the program %1, which is not installed").arg(program),
+               QStringLiteral("install the package ffmpeg, or use another form"));
     throw systemError(path, QStringLiteral("handed to %1").arg(program), error);
 }
 
@@ -164,12 +162,11 @@ void ChildProgram::reportFailure()
     std::array<char, 400> text{};
     const ssize_t length = ::pread(m_messages, text.data(), text.size(), 0);
     const QString words = QString::fromUtf8(text.data(), length < 0 ? 0 : length).trimmed();
-    throw JobError{m_path,
-                   QStringLiteral("%1 failed: %2")
-                       .arg(m_program, words.isEmpty() ? QStringLiteral("it ended early")
-                                                       : words.section(QLatin1Char('\n'), 0, 0)),
-                   {},
-                   {}};
+    refuse(m_path,
+           QStringLiteral("%1 failed: %2")
+               .arg(m_program,
+                    words.isEmpty() ? QStringLiteral("it ended early") : words.section(QLatin1Char('\n'), 0, 0)),
+           {});
 }
 
 } // namespace zd::movietools

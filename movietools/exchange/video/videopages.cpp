@@ -69,12 +69,12 @@ void VideoPages::look()
     const int height = stream.value(QStringLiteral("height")).toInt();
     m_pictures = pictureCount(stream);
     if (width <= 0 || height <= 0 || m_pictures == 0)
-        throw JobError{m_path, QStringLiteral("holds no video"), QStringLiteral("name another file"), {}};
+        refuse(m_path, QStringLiteral("holds no video"), QStringLiteral("name another file"));
     m_decoded = decodedType(stream.value(QStringLiteral("pix_fmt")).toString());
     m_format = {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
                 unsignedType(m_signedType) == m_decoded ? m_signedType : m_decoded, false};
     if (m_format.frameBytes() > largestFrame)
-        throw JobError{m_path, QStringLiteral("has frames larger than a movie (2^31 bytes)"), {}, {}};
+        refuse(m_path, QStringLiteral("has frames larger than a movie (2^31 bytes)"), {});
 }
 
 bool VideoPages::next()
@@ -98,10 +98,8 @@ void VideoPages::readPixels(char* pixels)
     for (; m_read <= m_page; ++m_read)
         if (m_decoder->read(pixels, m_format.frameBytes()) != m_format.frameBytes()) {
             m_decoder->finish(); // has its own words for a failure
-            throw JobError{m_path,
-                           QStringLiteral("ends within frame %1 of %2").arg(m_read).arg(m_pictures),
-                           QStringLiteral("the video is damaged: use another copy"),
-                           {}};
+            refuse(m_path, QStringLiteral("ends within frame %1 of %2").arg(m_read).arg(m_pictures),
+                   QStringLiteral("the video is damaged: use another copy"));
         }
     if (m_read == m_pictures)
         m_decoder->finish();

@@ -95,10 +95,8 @@ public:
         m_program.finish();
         const std::uint64_t pictures = picturesIn(m_file.workPath(), m_file.path());
         if (pictures != m_plan.frames)
-            throw JobError{m_file.path(),
-                           QStringLiteral("got %1 of %2 frames").arg(pictures).arg(m_plan.frames),
-                           QStringLiteral("use another form"),
-                           {}};
+            refuse(m_file.path(), QStringLiteral("got %1 of %2 frames").arg(pictures).arg(m_plan.frames),
+                   QStringLiteral("use another form"));
         Sidecar sidecar = sidecarFor(m_plan);
         sidecar.zero = zeroOf(m_plan.format.type);
         sidecar.framesPerSecond = m_rate;
@@ -123,10 +121,8 @@ private:
 std::unique_ptr<FrameSink> makeVideoSink(const ExportPlan& plan)
 {
     if (videoPixels(unsignedType(plan.format.type)).isEmpty())
-        throw JobError{plan.options.movie,
-                       QStringLiteral("has samples that videos cannot hold"),
-                       QStringLiteral("export it in another form, or scale it with --depth 16"),
-                       {}};
+        refuse(plan.options.movie, QStringLiteral("has samples that videos cannot hold"),
+               QStringLiteral("export it in another form, or scale it with --depth 16"));
     return std::make_unique<VideoSink>(plan);
 }
 
