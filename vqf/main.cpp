@@ -6,6 +6,7 @@
 #include <movietools/job/progress.h>
 #include <vqf/console/console.h>
 #include <vqf/console/interruption.h>
+#include <vqf/console/memoryshortage.h>
 #include <vqf/console/settings.h>
 
 #include <new>
@@ -65,7 +66,7 @@ ExitCode run(const Command& command)
     } catch (const IOFileException& report) {
         complain(movietools::jobError(report, {}));
     } catch (const std::bad_alloc&) {
-        complain(QStringLiteral("not enough memory"));
+        throw;
     } catch (const std::exception& error) {
         complain(QString::fromUtf8(error.what()));
     }
@@ -104,9 +105,12 @@ ExitCode parseAndRun(int argc, char** argv)
         const ExitCode code = tell(*answer);
         return flushResults() ? code : ExitCode::Failed;
     }
-    for (const Command& command : commands)
-        if (command.syntax.isParsed())
-            return runAndFlush(command);
+    for (const Command& command : commands) {
+        if (!command.syntax.isParsed())
+            continue;
+        setExitCodeWithoutMemory(static_cast<int>(command.failed));
+        return runAndFlush(command);
+    }
     return ExitCode::WrongUsage;
 }
 
@@ -114,7 +118,11 @@ ExitCode parseAndRun(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
-    watchSignals();
-    showRecordsOfTheLibrary();
-    return static_cast<int>(parseAndRun(argc, argv));
+    try {
+        watchSignals();
+        showRecordsOfTheLibrary();
+        return static_cast<int>(parseAndRun(argc, argv));
+    } catch (const std::bad_alloc&) {
+        return complainOfMemory();
+    }
 }

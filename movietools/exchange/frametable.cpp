@@ -1,6 +1,6 @@
 #include <movietools/exchange/frametable.h>
 
-#include <movietools/files/plainoutput_p.h>
+#include <movietools/files/plainoutput.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/timetext.h>

@@ -2,7 +2,7 @@
 
 #include <movietools/exchange/framesink_p.h>
 #include <movietools/exchange/sidecar_p.h>
-#include <movietools/files/plainoutput_p.h>
+#include <movietools/files/plainoutput.h>
 
 #include <optional>
 

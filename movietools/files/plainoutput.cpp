@@ -1,4 +1,4 @@
-#include <movietools/files/plainoutput_p.h>
+#include <movietools/files/plainoutput.h>
 
 #include <movietools/files/bytesource.h>
 #include <movietools/job/joberror.h>

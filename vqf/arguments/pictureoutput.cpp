@@ -1,6 +1,6 @@
 #include <vqf/arguments/pictureoutput.h>
 
-#include <movietools/job/joberror.h>
+#include <movietools/files/pictureencoding.h>
 #include <vqf/arguments/usageerror.h>
 #include <vqf/console/console.h>
 
@@ -26,19 +26,14 @@ QByteArray pictureFormat(const OutputArgument& argument, const QString& path, co
 } // namespace
 
 PictureOutput::PictureOutput(const OutputArgument& argument, const QString& movie, const std::string& format)
-    : m_format(pictureFormat(argument, argument.path(), format)),
-      m_file(argument.path(),
-             argument.replaces() ? movietools::OutputFile::Existing::Replace : movietools::OutputFile::Existing::Refuse,
-             {movie})
+    : m_format(pictureFormat(argument, argument.path(), format)), m_file(argument.path(), argument.replaces(), {movie})
 {
 }
 
 void PictureOutput::save(const QImage& picture)
 {
-    QImageWriter writer(m_file.workPath(), m_format);
-    if (!writer.write(picture))
-        movietools::refuse(m_file.path(), QStringLiteral("cannot be written: ") + writer.errorString(),
-                           QStringLiteral("free some space or write elsewhere"));
+    m_file.write(movietools::encodedPicture(picture, m_format, -1, m_file.path()));
+    m_file.close();
     m_file.commit();
     tell(QStringLiteral("%1: %2 x %3 pixels").arg(escaped(m_file.path())).arg(picture.width()).arg(picture.height()));
 }

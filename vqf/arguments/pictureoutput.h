@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/files/outputfile.h>
+#include <movietools/files/plainoutput.h>
 #include <vqf/arguments/outputargument.h>
 
 #include <QByteArray>
@@ -21,7 +21,7 @@ public:
 
 private:
     QByteArray m_format;
-    movietools::OutputFile m_file;
+    movietools::PlainOutput m_file;
 };
 
 } // namespace zd::tool

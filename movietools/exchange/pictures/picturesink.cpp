@@ -3,13 +3,13 @@
 #include <movietools/exchange/tiff/tiffwriter_p.h>
 #include <movietools/files/bytesource.h>
 #include <movietools/files/outputfolder.h>
+#include <movietools/files/pictureencoding.h>
 #include <movietools/frames/signedsamples_p.h>
 #include <movietools/job/joberror.h>
 
 #include <QDir>
 #include <QFile>
 #include <QImage>
-#include <QImageWriter>
 
 namespace zd::movietools {
 
@@ -72,6 +72,7 @@ private:
     void writePng(const QString& path, const void* pixels);
     void writeTiff(const QString& path, const void* pixels) const;
     void writeSidecar() const;
+    void writeFile(const QString& path, const QByteArray& bytes) const;
     [[noreturn]] void reportFailure(const QString& reason) const;
 
     const ExportPlan& m_plan;
@@ -102,10 +103,7 @@ void PictureSink::writePng(const QString& path, const void* pixels)
     const QImage image(static_cast<const uchar*>(pixels), static_cast<int>(format.width),
                        static_cast<int>(format.height), static_cast<qsizetype>(format.frameBytes() / format.height),
                        imageFormat(format.type));
-    QImageWriter writer(path, "png");
-    writer.setQuality(fastCompression);
-    if (!writer.write(image))
-        reportFailure(writer.errorString());
+    writeFile(path, encodedPicture(image, "png", fastCompression, m_folder.path()));
 }
 
 void PictureSink::writeTiff(const QString& path, const void* pixels) const
@@ -124,9 +122,15 @@ void PictureSink::writeSidecar() const
 {
     Sidecar sidecar = sidecarFor(m_plan);
     sidecar.zero = m_isPng ? zeroOf(m_plan.format.type) : 0;
-    QFile file(sidecarOf(m_folder.workPath(), true));
-    const QByteArray text = sidecarText(sidecar);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush())
+    writeFile(sidecarOf(m_folder.workPath(), true), sidecarText(sidecar));
+}
+
+/// A new file of the folder, with the length that was meant.
+void PictureSink::writeFile(const QString& path, const QByteArray& bytes) const
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush() ||
+        file.size() != bytes.size())
         reportFailure(file.errorString());
 }
 

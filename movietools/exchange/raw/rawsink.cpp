@@ -1,7 +1,7 @@
 #include <movietools/exchange/framesink_p.h>
 #include <movietools/exchange/raw/npyheader_p.h>
 #include <movietools/exchange/sidecaroutput_p.h>
-#include <movietools/files/plainoutput_p.h>
+#include <movietools/files/plainoutput.h>
 
 namespace zd::movietools {
 

@@ -16,9 +16,13 @@ namespace {
 
 QStringList quietly(const QStringList& arguments)
 {
-    // Neither lists of further files nor the network, whatever the file says.
-    return QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-protocol_whitelist"),
-                       QStringLiteral("file,pipe")} +
+    // Containers alone, whatever the file is called: a playlist would bring in other files, or the network.
+    return QStringList{QStringLiteral("-v"),
+                       QStringLiteral("error"),
+                       QStringLiteral("-protocol_whitelist"),
+                       QStringLiteral("file,pipe"),
+                       QStringLiteral("-format_whitelist"),
+                       QStringLiteral("matroska,webm,mov,mp4,m4a,3gp,3g2,mj2,avi")} +
            arguments;
 }
 

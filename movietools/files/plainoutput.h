@@ -17,6 +17,7 @@ public:
     PlainOutput& operator=(const PlainOutput&) = delete;
     ~PlainOutput();
 
+    const QString& path() const { return m_file.path(); } ///< as the caller named it
     void requireRoom(std::uint64_t bytes) const { m_file.requireRoom(bytes); }
     void write(const void* data, std::size_t size);
     void write(const QByteArray& bytes) { write(bytes.constData(), static_cast<std::size_t>(bytes.size())); }
