@@ -1,6 +1,5 @@
 #include <log/logger.h>
 
-#include <log/loggerregistry_p.h>
 #include <log/sinkslot_p.h>
 
 #include <QDebug>
@@ -49,19 +48,6 @@ Logger::Logger(const QString& name, std::int32_t initialLevel)
 }
 
 Logger::~Logger() = default;
-
-Logger& Logger::logger(const QString& name)
-{
-    return LoggerRegistry::instance().logger(name);
-}
-
-void Logger::setLevel(const QString& name, int level)
-{
-    if (name == QLatin1StringView("*"))
-        LoggerRegistry::instance().setAllLevels(level);
-    else
-        LoggerRegistry::instance().setLevel(name, level);
-}
 
 void Logger::setSink(Sink sink)
 {

@@ -44,4 +44,17 @@ Logger& LoggerRegistry::findOrMake(const QString& name)
     return *found->second;
 }
 
+Logger& Logger::logger(const QString& name)
+{
+    return LoggerRegistry::instance().logger(name);
+}
+
+void Logger::setLevel(const QString& name, int level)
+{
+    if (name == QLatin1StringView("*"))
+        LoggerRegistry::instance().setAllLevels(level);
+    else
+        LoggerRegistry::instance().setLevel(name, level);
+}
+
 } // namespace zd

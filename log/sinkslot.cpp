@@ -25,7 +25,7 @@ SinkSlot& SinkSlot::instance()
     return slot;
 }
 
-void SinkSlot::replace(std::shared_ptr<const Logger::Sink> sink)
+void SinkSlot::replace(std::shared_ptr<const Sink> sink)
 {
     std::unique_lock lock(m_mutex, std::defer_lock);
     if (!runsSink)
@@ -40,7 +40,7 @@ bool SinkSlot::deliver(const LogRecord& record)
 {
     if (runsSink)
         return false;
-    std::shared_ptr<const Logger::Sink> sink; // outlives the lock and a replacement by the sink itself
+    std::shared_ptr<const Sink> sink; // outlives the lock and a replacement by the sink itself
     const std::lock_guard lock(m_mutex);
     sink = m_sink;
     if (!sink)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <libdataio/detail/fiberfilter_p.h>
+#include <libdataio/detail/fibergeometry_p.h>
 #include <libdataio/detail/rounding_p.h>
 
 namespace zd::detail {
@@ -19,6 +19,14 @@ struct FrameLimits {
 
     double lastColumn;
     double lastRow;
+};
+
+/// Rectangle that the fibre bundle covers, in pixels.
+struct BundleBox {
+    float minX = 0;
+    float minY = 0;
+    float maxX = 0;
+    float maxY = 0;
 };
 
 /// The ellipse inscribed in the box of a bundle.

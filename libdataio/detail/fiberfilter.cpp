@@ -1,7 +1,6 @@
 #include <libdataio/detail/fiberfilter_p.h>
 
 #include <libdataio/detail/avx2_p.h>
-#include <libdataio/detail/bundleellipse_p.h>
 
 #include <cmath>
 

@@ -3,7 +3,6 @@
 #if defined(__x86_64__)
 
 #include <libdataio/detail/avx2_p.h>
-#include <libdataio/detail/bundleellipse_p.h>
 
 #include <immintrin.h>
 

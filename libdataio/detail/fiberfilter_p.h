@@ -1,20 +1,12 @@
 #pragma once
 
-#include <libdataio/detail/fibergeometry_p.h>
+#include <libdataio/detail/bundleellipse_p.h>
 
 #include <cstddef>
 #include <optional>
 #include <vector>
 
 namespace zd::detail {
-
-/// Rectangle that the fibre bundle covers, in pixels.
-struct BundleBox {
-    float minX = 0;
-    float minY = 0;
-    float maxX = 0;
-    float maxY = 0;
-};
 
 /// Angles, in radians, between which the sine distorts the columns of a raw image.
 struct SinusDistortion {
