@@ -2,12 +2,9 @@
 
 #include <libdataio/attributechunk.h>
 #include <libdataio/besidefile_p.h>
-#include <libdataio/editjournal_p.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
-
-#include <common/iofileexception.h>
 
 #include <QtEndian>
 
@@ -81,17 +78,6 @@ bool setHeaderAttribute(int fd, const QByteArray& text)
                                  0) == 0;
 }
 
-QByteArray readHeaderAttribute(int fd)
-{
-    const ssize_t size = systemCalls.fgetxattr(fd, headerExtendedAttribute, nullptr, 0);
-    if (size <= 0)
-        return {};
-    QByteArray text(size, '\0');
-    const ssize_t read =
-        systemCalls.fgetxattr(fd, headerExtendedAttribute, text.data(), static_cast<std::size_t>(size));
-    return read == size ? text : QByteArray();
-}
-
 /// Takes one complete record in.
 void take(RecordingRemains& remains, char kind, const QByteArray& payload)
 {
@@ -117,6 +103,17 @@ void keepHeader(int movieFD, const AttributeChunk& header)
 {
     if (!setHeaderAttribute(movieFD, headerText(header)))
         setHeaderAttribute(movieFD, headerText(essentialHeader(header)));
+}
+
+QByteArray keptHeader(int movieFD)
+{
+    const ssize_t size = systemCalls.fgetxattr(movieFD, headerExtendedAttribute, nullptr, 0);
+    if (size <= 0)
+        return {};
+    QByteArray text(size, '\0');
+    const ssize_t read =
+        systemCalls.fgetxattr(movieFD, headerExtendedAttribute, text.data(), static_cast<std::size_t>(size));
+    return read == size ? text : QByteArray();
 }
 
 void dropHeader(int movieFD)
@@ -210,40 +207,6 @@ RecordingRemains RecordingLog::contentOf(const QString& movie)
 void RecordingLog::discard(const QString& movie)
 {
     removeBeside(logPath(movie), mark);
-}
-
-RecordingRemains RecordingRemains::of(const QString& movie)
-{
-    RecordingRemains remains;
-    try {
-        remains = RecordingLog::contentOf(movie);
-    } catch (const IOFileException&) {
-        // What cannot be read counts as absent.
-    }
-    try {
-        EditJournal::addTo(remains, movie);
-    } catch (const IOFileException&) {
-        // The same.
-    }
-    const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
-    const QByteArray text = file ? readHeaderAttribute(file.get()) : QByteArray();
-    remains.hasExtendedAttribute = !text.isEmpty();
-    if (remains.hasExtendedAttribute && remains.headerSource == HeaderSource::None) {
-        remains.headerText = QString::fromLatin1(text);
-        remains.headerSource = HeaderSource::ExtendedAttribute;
-    }
-    return remains;
-}
-
-void RecordingRemains::remove(const QString& movie)
-{
-    RecordingLog::discard(movie);
-    EditJournal::discard(movie);
-    if (movie.contains(QChar::Null))
-        return;
-    const Descriptor file(openFile(report::systemPath(movie).constData(), O_RDONLY | O_NONBLOCK, 0));
-    if (file)
-        dropHeader(file.get());
 }
 
 } // namespace zd

@@ -20,6 +20,8 @@ inline constexpr char headerExtendedAttribute[] = "user.dataio.header";
 /// Keeps the header text in the movie file's extended attribute. When the file system has no room for all of it,
 /// what is needed to read the frames is kept; when it has none at all, nothing is.
 void keepHeader(int movieFD, const AttributeChunk& header);
+/// What `keepHeader` left; empty when there is nothing.
+QByteArray keptHeader(int movieFD);
 /// Removes what `keepHeader` left.
 void dropHeader(int movieFD);
 

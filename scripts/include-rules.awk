@@ -37,7 +37,7 @@ BEGIN {
           " filereader filereserve filewriter movielock payloadbuffer payloadreader readwindow")
     group("records", "chunkindex attributechunk chunkinfo frametimer attributepaletteadaptor pixeltypes" \
           " imagefilelayout plainnumber derived growth movieheader sidedata")
-    group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains besidefile" \
+    group("images", "imagewriter imagereader editjournal rescuedframes recordinglog recordingremains remainssearch besidefile" \
           " imagewritervalues framelists movietail roomaccount recordingaids movieedit" \
           " imagereadervalues storedframe fiberquery moviethumbnail")
     group("copying", "imageutilities")
