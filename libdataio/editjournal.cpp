@@ -5,7 +5,6 @@
 #include <libdataio/chunkinfo.h>
 #include <libdataio/fdchunkwriter.h>
 #include <libdataio/imagefilelayout.h>
-#include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
 #include <libdataio/report_p.h>
 #include <libdataio/rescuedframes_p.h>

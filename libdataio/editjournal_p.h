@@ -1,5 +1,6 @@
 #pragma once
 
+#include <libdataio/editprotection.h>
 #include <libdataio/filelock_p.h>
 
 #include <QByteArray>
@@ -13,7 +14,6 @@
 namespace zd {
 
 struct RecordingRemains;
-enum class EditProtection : int;
 
 /// Keeps the bytes that an edit of a closed movie is about to destroy, in a file beside the movie
 /// (`<name>-journal`), until the movie is whole again.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <libdataio/chunkinfo.h>
+#include <libdataio/editprotection.h>
 #include <libdataio/export.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
@@ -18,15 +19,6 @@ namespace zd {
 struct LocationInfo;
 class MovieLock;
 class ZdPalette;
-
-/// What protects the open edit of a closed movie against a crash.
-enum class EditProtection : int {
-    None = 0,           ///< no edit is open
-    Journal = 1,        ///< the journal beside the movie: a crash leaves the old movie or the new one
-    NoFolder = 2,       ///< nothing: no journal can be made in the movie's folder
-    ForeignJournal = 3, ///< nothing: a `<name>-journal` is there that is not this movie's, or not to be trusted
-    Off = 4,            ///< nothing: `setJournaled(false)`
-};
 
 /// Records a movie frame by frame, or changes one that was closed.
 ///

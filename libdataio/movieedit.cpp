@@ -6,7 +6,6 @@
 #include <libdataio/editjournal_p.h>
 #include <libdataio/filewriter.h>
 #include <libdataio/imagefilelayout.h>
-#include <libdataio/imagewriter.h>
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <libdataio/chunkindex.h>
+#include <libdataio/editprotection.h>
 
 #include <QByteArray>
 #include <QString>
@@ -13,7 +14,6 @@ namespace zd {
 
 class EditJournal;
 class FileWriter;
-enum class EditProtection : int;
 
 /// An edit of a closed movie: its journal, and what has to be on the storage device before it goes on.
 class MovieEdit {
