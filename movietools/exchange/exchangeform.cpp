@@ -72,6 +72,16 @@ bool isVideo(ExchangeForm form)
     return form == ExchangeForm::Mkv || form == ExchangeForm::Mp4;
 }
 
+bool changesPixels(ExchangeForm form)
+{
+    return form == ExchangeForm::Mp4;
+}
+
+bool hasSidecar(ExchangeForm form)
+{
+    return form != ExchangeForm::OmeTiff && form != ExchangeForm::Csv;
+}
+
 QString sidecarOf(const QString& path, bool isFolder)
 {
     return isFolder ? QDir(path).filePath(QStringLiteral("movie.json")) : path + QStringLiteral(".json");

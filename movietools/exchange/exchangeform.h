@@ -29,6 +29,8 @@ QStringList formNames();
 
 bool isFolder(ExchangeForm form); ///< a folder of pictures
 bool isVideo(ExchangeForm form);
+bool changesPixels(ExchangeForm form); ///< lossy: what comes back is not what was exported
+bool hasSidecar(ExchangeForm form);    ///< one can stand beside it, for what the form itself cannot hold
 
 /// Where the description of a movie lies beside its pixels: "NAME.json", in a folder of pictures "movie.json".
 QString sidecarOf(const QString& path, bool isFolder);

@@ -16,6 +16,7 @@ struct ExportPlan {
     unsigned frames = 0;
     MovieDescription description; ///< of these frames
     QString movieName;            ///< without folders and extension
+    QString pixelChecksum;        ///< of the frames, known before `FrameSink::finish`; empty without a sidecar
 
     std::uint64_t pixelBytes() const { return format.frameBytes() * frames; }
 };

@@ -1,5 +1,6 @@
 #include <movietools/exchange/importsource_p.h>
 
+#include <movietools/exchange/describedpages_p.h>
 #include <movietools/exchange/exchangeform.h>
 #include <movietools/exchange/sidecar_p.h>
 #include <movietools/job/joberror.h>
@@ -9,26 +10,6 @@
 namespace zd::movietools {
 
 namespace {
-
-/// Pages and what a sidecar, or nothing, says of them.
-class DescribedPages : public FramePages {
-public:
-    DescribedPages(std::unique_ptr<FramePages> pages, std::optional<MovieDescription> description)
-        : m_pages(std::move(pages)), m_description(std::move(description))
-    {
-    }
-
-    const QString& path() const override { return m_pages->path(); }
-    unsigned page() const override { return m_pages->page(); }
-    const PageFormat& format() const override { return m_pages->format(); }
-    bool next() override { return m_pages->next(); }
-    void readPixels(char* pixels) override { m_pages->readPixels(pixels); }
-    std::optional<MovieDescription> description() override { return m_description; }
-
-private:
-    std::unique_ptr<FramePages> m_pages;
-    std::optional<MovieDescription> m_description;
-};
 
 bool isVideoName(const QString& path)
 {
@@ -73,17 +54,28 @@ std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<
     return openTiffPages(path);
 }
 
+/// For pixels alone it need not be right.
+std::optional<Sidecar> sidecarAt(const QString& path, const ImportOptions& options)
+{
+    try {
+        return readSidecar(path);
+    } catch (const JobError&) {
+        if (options.pixelsOnly)
+            return std::nullopt;
+        throw;
+    }
+}
+
 } // namespace
 
 std::unique_ptr<FramePages> openPages(const QString& path, const ImportOptions& options)
 {
-    std::optional<Sidecar> sidecar = readSidecar(sidecarOf(path, QFileInfo(path).isDir()));
+    const QString sidecarPath = sidecarOf(path, QFileInfo(path).isDir());
+    const std::optional<Sidecar> sidecar = sidecarAt(sidecarPath, options);
     std::unique_ptr<FramePages> pages = openPixels(path, sidecar, options);
     if (options.pixelsOnly)
-        return std::make_unique<DescribedPages>(std::move(pages), std::nullopt);
-    if (!sidecar)
-        return pages;
-    return std::make_unique<DescribedPages>(std::move(pages), std::move(sidecar->description));
+        return pixelsAlone(std::move(pages));
+    return sidecar ? describedPages(std::move(pages), *sidecar, sidecarPath) : std::move(pages);
 }
 
 } // namespace zd::movietools

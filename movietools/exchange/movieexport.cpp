@@ -3,6 +3,8 @@
 #include <common/zdpalette.h>
 #include <movietools/exchange/framesink_p.h>
 #include <movietools/exchange/frametable.h>
+#include <movietools/exchange/pixelchecksum_p.h>
+#include <movietools/exchange/sidecaroutput_p.h>
 #include <movietools/frames/frameconverter_p.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/chosenframes_p.h>
@@ -48,7 +50,7 @@ private:
     SampleRange rangeOfMovie();
     void chooseLook();
     ExportPlan plan();
-    bool writeFrames(FrameSink& sink);
+    bool writeFrames(FrameSink& sink, ExportPlan& plan);
     ExportResult finish(FrameSink& sink, const ExportPlan& plan);
 
     const ExportOptions& m_options;
@@ -60,12 +62,13 @@ private:
 
 ExportResult MovieExport::run()
 {
+    requireNoOldSidecar(m_options);
     chooseLook();
     // Some forms tell the number of frames before the first: once frames turn out to be lost it starts again.
     for (;;) {
-        const ExportPlan plan = this->plan();
+        ExportPlan plan = this->plan();
         const std::unique_ptr<FrameSink> sink = makeSink(plan);
-        if (writeFrames(*sink))
+        if (writeFrames(*sink, plan))
             return finish(*sink, plan);
         m_frames.dropLost();
     }
@@ -118,25 +121,34 @@ ExportPlan MovieExport::plan()
             .format = m_converter ? m_converter->format() : m_frames.format(),
             .frames = static_cast<unsigned>(m_frames.frames().size()),
             .description = m_frames.describe(m_options.sidecar || m_options.form == ExchangeForm::OmeTiff),
-            .movieName = QFileInfo(m_options.movie).completeBaseName()};
+            .movieName = QFileInfo(m_options.movie).completeBaseName(),
+            .pixelChecksum = {}};
 }
 
 // False when a frame was lost; the rest is then looked through for others.
-bool MovieExport::writeFrames(FrameSink& sink)
+bool MovieExport::writeFrames(FrameSink& sink, ExportPlan& plan)
 {
     m_done = {};
     m_done.framesTotal = m_frames.frames().size();
     report(m_progress, m_done);
     bool isComplete = true;
+    PixelChecksum checksum;
+    const bool isChecked = m_options.sidecar && hasSidecar(m_options.form) && !changesPixels(m_options.form);
     for (const unsigned frame : m_frames.frames()) {
         const void* pixels = m_frames.read(frame);
         isComplete = isComplete && pixels != nullptr;
-        if (isComplete)
-            sink.add(m_converter ? m_converter->convert(pixels) : pixels);
+        if (isComplete) {
+            const void* converted = m_converter ? m_converter->convert(pixels) : pixels;
+            if (isChecked)
+                checksum.add(converted, plan.format.frameBytes());
+            sink.add(converted);
+        }
         ++m_done.framesDone;
         m_done.bytesDone += m_frames.format().frameBytes();
         report(m_progress, m_done);
     }
+    if (isChecked)
+        plan.pixelChecksum = checksum.text();
     return isComplete;
 }
 
@@ -144,6 +156,7 @@ ExportResult MovieExport::finish(FrameSink& sink, const ExportPlan& plan)
 {
     ExportResult result;
     result.bytes = sink.finish();
+    removeOldSidecar(m_options);
     result.bigTiff = sink.isBigTiff();
     result.frames = plan.frames;
     result.width = static_cast<int>(plan.format.width);

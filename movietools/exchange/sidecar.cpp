@@ -1,17 +1,20 @@
 #include <movietools/exchange/sidecar_p.h>
 
+#include <movietools/files/bytesource.h>
 #include <movietools/frames/sampletype.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/timetext.h>
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+
+#include <sys/stat.h>
 
 namespace zd::movietools {
 
@@ -52,6 +55,22 @@ QJsonObject attributesObject(const AttributeChunk& attributes)
     return object;
 }
 
+/// All of a file; empty when there is none, which no other failure passes for.
+QByteArray fileText(const QString& path)
+{
+    struct stat status {};
+    if (::stat(path.toUtf8().constData(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return {};
+        throw systemError(path, QStringLiteral("read"), errno);
+    }
+    const FileBytes file(path);
+    const QByteArray text = file.bytes(0, file.length());
+    if (text.size() != file.length())
+        refuse(path, QStringLiteral("changed while it was read"), QStringLiteral("try again"));
+    return text;
+}
+
 /// Takes a sidecar out of its JSON object.
 class SidecarReader {
 public:
@@ -62,7 +81,9 @@ public:
 private:
     void readFormat(Sidecar& sidecar) const;
     void readDescription(MovieDescription& description, unsigned frames) const;
+    void readAttributes(AttributeChunk& attributes) const;
     std::uint64_t number(const QString& name, std::uint64_t otherwise, std::uint64_t largest) const;
+    QJsonArray list(const QString& name) const;
     QJsonArray perFrame(const QString& name, unsigned frames) const;
     [[noreturn]] void refuseSidecar(const QString& problem) const;
 
@@ -76,6 +97,7 @@ Sidecar SidecarReader::read() const
         refuseSidecar(QStringLiteral("is of a later version of this program"));
     Sidecar sidecar;
     readFormat(sidecar);
+    sidecar.checksum = m_object.value(QStringLiteral("checksum")).toString();
     readDescription(sidecar.description, sidecar.frames);
     return sidecar;
 }
@@ -113,9 +135,17 @@ std::uint64_t SidecarReader::number(const QString& name, std::uint64_t otherwise
     return static_cast<std::uint64_t>(number);
 }
 
+QJsonArray SidecarReader::list(const QString& name) const
+{
+    const QJsonValue value = m_object.value(name);
+    if (!value.isArray() && !value.isUndefined())
+        refuseSidecar(QStringLiteral("has no list in \"%1\"").arg(name));
+    return value.toArray();
+}
+
 QJsonArray SidecarReader::perFrame(const QString& name, unsigned frames) const
 {
-    const QJsonArray array = m_object.value(name).toArray();
+    const QJsonArray array = list(name);
     if (!array.isEmpty() && static_cast<std::uint64_t>(array.size()) != frames)
         refuseSidecar(QStringLiteral("has %1 entries in \"%2\" for %3 frames").arg(array.size()).arg(name).arg(frames));
     return array;
@@ -132,18 +162,32 @@ void SidecarReader::readDescription(MovieDescription& description, unsigned fram
         description.times.push_back(time.isNull() ? std::nullopt : value);
     }
     for (const QJsonValue& power : perFrame(QStringLiteral("laserPowers"), frames)) {
-        if (!isLaserPower(power.toDouble(-1)))
-            refuseSidecar(QStringLiteral("has an entry in \"laserPowers\" above 1"));
+        if (!power.isNull() && (!power.isDouble() || !isLaserPower(power.toDouble())))
+            refuseSidecar(QStringLiteral("has an entry in \"laserPowers\" that is no number up to 1"));
         description.laserPowers.push_back(static_cast<float>(std::max(power.toDouble(-1), -1.0)));
     }
     constexpr double farAway = INT32_MAX; // no frame reaches that
-    for (const QJsonValue& coordinate : m_object.value(QStringLiteral("fiberCenters")).toArray())
+    for (const QJsonValue& coordinate : list(QStringLiteral("fiberCenters"))) {
+        if (!coordinate.isDouble())
+            refuseSidecar(QStringLiteral("has an entry in \"fiberCenters\" that is no number"));
         description.fiberCenters.push_back(static_cast<float>(std::clamp(coordinate.toDouble(), -farAway, farAway)));
+    }
     if (description.fiberCenters.size() % 2 != 0)
         refuseSidecar(QStringLiteral("has half a fibre centre"));
-    const QJsonObject attributes = m_object.value(QStringLiteral("attributes")).toObject();
-    for (auto entry = attributes.begin(); entry != attributes.end(); ++entry)
-        description.attributes.set(entry.key(), entry.value().toString());
+    readAttributes(description.attributes);
+}
+
+void SidecarReader::readAttributes(AttributeChunk& attributes) const
+{
+    const QJsonValue value = m_object.value(QStringLiteral("attributes"));
+    if (!value.isObject() && !value.isUndefined())
+        refuseSidecar(QStringLiteral("has no names and values in \"attributes\""));
+    const QJsonObject object = value.toObject();
+    for (auto entry = object.begin(); entry != object.end(); ++entry) {
+        if (!entry.value().isString())
+            refuseSidecar(QStringLiteral("has a value in \"attributes\" that is no text: %1").arg(entry.key()));
+        attributes.set(entry.key(), entry.value().toString());
+    }
 }
 
 void SidecarReader::refuseSidecar(const QString& problem) const
@@ -174,6 +218,8 @@ QByteArray sidecarText(const Sidecar& sidecar)
         object.insert(QStringLiteral("offset"), static_cast<qint64>(sidecar.offset));
         object.insert(QStringLiteral("byteOrder"), QStringLiteral("little"));
     }
+    if (!sidecar.checksum.isEmpty())
+        object.insert(QStringLiteral("checksum"), sidecar.checksum);
     if (sidecar.zero != 0)
         object.insert(QStringLiteral("zero"), static_cast<qint64>(sidecar.zero));
     if (sidecar.framesPerSecond > 0)
@@ -181,15 +227,19 @@ QByteArray sidecarText(const Sidecar& sidecar)
     return QJsonDocument(object).toJson(QJsonDocument::Indented);
 }
 
+bool isSidecar(const QString& path)
+{
+    const QByteArray text = fileText(path);
+    return QJsonDocument::fromJson(text).object().value(QStringLiteral("schema")).toString() == schemaName;
+}
+
 std::optional<Sidecar> readSidecar(const QString& path)
 {
-    QFile file(path);
-    if (!file.exists())
+    const QByteArray text = fileText(path);
+    if (text.isEmpty())
         return std::nullopt;
-    if (!file.open(QIODevice::ReadOnly))
-        refuse(path, QStringLiteral("cannot be read: %1").arg(file.errorString()), {});
     QJsonParseError error{};
-    const QJsonObject object = QJsonDocument::fromJson(file.readAll(), &error).object();
+    const QJsonObject object = QJsonDocument::fromJson(text, &error).object();
     if (error.error != QJsonParseError::NoError)
         refuse(path, QStringLiteral("is no JSON: %1 at byte %2").arg(error.errorString()).arg(error.offset),
                QStringLiteral("correct it, or import the pixels alone with --pixels-only"));

@@ -21,10 +21,14 @@ struct Sidecar {
     std::uint64_t offset = 0;   ///< bytes in `file` before the first sample
     std::uint32_t zero = 0;     ///< what a sample of 0 became in pictures without a sign: 0, 128 or 32768
     double framesPerSecond = 0; ///< of a video; 0: none
+    QString checksum; ///< a PixelChecksum of the frames, or of the file where the form changes pixels; may be empty
     MovieDescription description;
 };
 
 QByteArray sidecarText(const Sidecar& sidecar);
+
+/// Whether the file at `path` is a sidecar, of whatever pixels. Throws JobError when it cannot be read.
+bool isSidecar(const QString& path);
 
 /// Reads the file at `path`; nothing when there is none or it is no such file. Throws JobError for one that cannot be
 /// read or contradicts itself.

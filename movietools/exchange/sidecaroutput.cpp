@@ -1,6 +1,12 @@
 #include <movietools/exchange/sidecaroutput_p.h>
 
+#include <movietools/job/joberror.h>
+
 #include <QFileInfo>
+
+#include <cerrno>
+
+#include <unistd.h>
 
 namespace zd::movietools {
 
@@ -11,8 +17,37 @@ Sidecar sidecarFor(const ExportPlan& plan)
     sidecar.form = plan.options.form;
     sidecar.format = plan.format;
     sidecar.frames = plan.frames;
+    sidecar.checksum = plan.pixelChecksum;
     sidecar.description = plan.description;
     return sidecar;
+}
+
+namespace {
+
+/// Where a sidecar lies that is not of this export; nothing when there is none.
+std::optional<QString> oldSidecar(const ExportOptions& options)
+{
+    if (isFolder(options.form) || OutputFile::isStandardOutput(options.output) ||
+        (options.sidecar && hasSidecar(options.form)))
+        return std::nullopt;
+    const QString path = sidecarOf(options.output, false);
+    return isSidecar(path) ? std::optional(path) : std::nullopt;
+}
+
+} // namespace
+
+void requireNoOldSidecar(const ExportOptions& options)
+{
+    if (const std::optional<QString> path = options.replace ? std::nullopt : oldSidecar(options))
+        refuse(*path, QStringLiteral("exists already, and would describe the new pixels"),
+               QStringLiteral("name another output, or add --force to remove it"));
+}
+
+void removeOldSidecar(const ExportOptions& options)
+{
+    const std::optional<QString> path = oldSidecar(options);
+    if (path && ::unlink(path->toUtf8().constData()) != 0)
+        throw systemError(*path, QStringLiteral("removed"), errno);
 }
 
 SidecarOutput::SidecarOutput(const ExportPlan& plan)

@@ -11,6 +11,11 @@ namespace zd::movietools {
 /// The sidecar of a plan with a file for its pixels.
 Sidecar sidecarFor(const ExportPlan& plan);
 
+/// Removes a sidecar that would describe the output of a plan without one, since it is of another recording. Throws JobError.
+void removeOldSidecar(const ExportOptions& options);
+/// Refuses an output beside which such a sidecar lies, when nothing may be replaced.
+void requireNoOldSidecar(const ExportOptions& options);
+
 /// The sidecar file of an export, if it asks for one.
 class SidecarOutput {
 public:

@@ -1,6 +1,7 @@
 #include <movietools/movie/attributerules.h>
 
 #include <libdataio/imagefilelayout.h>
+#include <movietools/movie/checksum.h>
 
 #include <algorithm>
 
@@ -42,7 +43,8 @@ QString whyNotStorable(const QString& name, const QString& value)
 bool describesFrames(const QString& name)
 {
     namespace key = layout::key;
-    for (const QLatin1StringView& taken : {key::endian, key::width, key::height, key::pixType, key::pixBits}) {
+    for (const QLatin1StringView& taken :
+         {key::endian, key::width, key::height, key::pixType, key::pixBits, checksumAttribute}) {
         if (name == taken)
             return true;
     }

@@ -5,6 +5,7 @@
 #include <libdataio/imageutilities.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/attributerules.h>
+#include <movietools/movie/checksum.h>
 #include <movietools/movie/movieindex.h>
 
 namespace zd::movietools {
@@ -87,17 +88,16 @@ void copyHeader(const QString& from, const QString& to, bool withFrameDescriptio
     AttributeChunk& header = edit.writer().attributeChunk();
     const AttributeChunk own = header;
     run(from, [&] { ImageUtilities::copyVqfFileAttributes(edit.writer(), from); });
-    if (!withFrameDescription) {
-        const AttributeChunk copied = header;
-        for (const auto& [name, value] : copied.attributes()) {
-            QString ownValue;
-            if (!describesFrames(name))
-                continue;
-            if (own.get(name, ownValue))
-                header.set(name, ownValue);
-            else
-                header.erase(name);
-        }
+    const AttributeChunk copied = header;
+    for (const auto& [name, value] : copied.attributes()) {
+        QString ownValue;
+        // Checksums of other frames would make sound ones look damaged.
+        if (withFrameDescription ? name != checksumAttribute : !describesFrames(name))
+            continue;
+        if (own.get(name, ownValue))
+            header.set(name, ownValue);
+        else
+            header.erase(name);
     }
     edit.commit();
 }

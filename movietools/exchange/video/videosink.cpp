@@ -1,4 +1,5 @@
 #include <movietools/exchange/framesink_p.h>
+#include <movietools/exchange/pixelchecksum_p.h>
 #include <movietools/exchange/sidecaroutput_p.h>
 #include <movietools/exchange/video/childprogram_p.h>
 #include <movietools/exchange/video/videopages_p.h>
@@ -100,6 +101,8 @@ public:
         Sidecar sidecar = sidecarFor(m_plan);
         sidecar.zero = zeroOf(m_plan.format.type);
         sidecar.framesPerSecond = m_rate;
+        if (changesPixels(m_plan.options.form))
+            sidecar.checksum = PixelChecksum::ofFile(m_file.workPath());
         m_sidecar.write(sidecar);
         const std::uint64_t bytes = lengthOfFile(m_file.workPath());
         m_file.commit();

@@ -336,7 +336,10 @@ TEST(Exchange, RefusesSidecarsThatContradictThemselves)
         {"\"frames\": 3", "\"frames\": 4", "has 3 entries in \"times\" for 4 frames"},
         {"\"type\": \"u8\"", "\"type\": \"u9\"", "names no size and type of frames"},
         {"1709287200.123456", "1e99", "has an entry in \"times\" that is no time"},
-        {"null", "1e300", "has an entry in \"laserPowers\" above 1"},
+        {"null", "1e300", "has an entry in \"laserPowers\" that is no number up to 1"},
+        {"\"attributes\": {", "\"attributes\": [], \"x\": {", "has no names and values in \"attributes\""},
+        {"\"times\": [", "\"times\": {}, \"x\": [", "has no list in \"times\""},
+        {"\"xxh3:", "\"xxh3:0", "describes other pixels than those of "},
         {"\"version\": 1", "\"version\": 2", "is of a later version of this program"},
         {"\"byteOrder\": \"little\"", "\"byteOrder\": \"big\"", "names another byte order than little"},
         {"{", "[", "is no JSON"},
@@ -347,6 +350,35 @@ TEST(Exchange, RefusesSidecarsThatContradictThemselves)
         text.replace(text.indexOf(from), from.size(), QLatin1StringView(one.to));
         test::writeFile(directory.path("m.raw.json"), text.toStdString());
         EXPECT_THAT(jobProblem([&] { importFrom(directory, "m.raw"); }), StartsWith(one.problem)) << one.to;
+    }
+}
+
+// Pixels of one recording must not meet the times and the header of another one.
+TEST(Exchange, ASidecarStaysWithItsPixels)
+{
+    const TemporaryDirectory directory;
+    recordEverything(directory.path("movie.vqf"), ZD_UCHAR);
+    for (const auto& [form, output] : {std::pair{ExchangeForm::Tiff, "s.tif"}, {ExchangeForm::Mp4, "s.mp4"}}) {
+        ExportOptions options = exporting(directory, form, output);
+        exportMovie(options, {});
+        const QString sidecar = options.output + QStringLiteral(".json");
+        const std::string old = test::readFile(sidecar);
+        options.sidecar = false;
+        options.replace = true;
+        options.look = FrameLook::Palette;
+        exportMovie(options, {});
+        EXPECT_FALSE(QFile::exists(sidecar)) << output;
+
+        test::writeFile(sidecar, old);
+        EXPECT_THAT(jobProblem([&] { importFrom(directory, output); }), StartsWith("describes ")) << output;
+        ImportOptions alone;
+        alone.stacks = QStringList{options.output};
+        alone.movie = directory.path("alone.vqf");
+        alone.replace = alone.pixelsOnly = true;
+        EXPECT_EQ(importMovie(alone, {}).frames, 3U) << output;
+        options.replace = false;
+        QFile::remove(options.output);
+        EXPECT_EQ(jobProblem([&] { exportMovie(options, {}); }), "exists already, and would describe the new pixels");
     }
 }
 
