@@ -2,6 +2,7 @@
 
 #include <movietools/files/bytesearch_p.h>
 #include <movietools/job/joberror.h>
+#include <movietools/job/timetext.h>
 #include <movietools/job/wording.h>
 #include <movietools/movie/moviecontent_p.h>
 #include <movietools/splice/moviecopy_p.h>
@@ -47,7 +48,7 @@ bool isTechnical(const QString& name, const QString& value)
         return isNumber(value);
     if (name == key::dataType)
         return value == layout::dataTypeRaw || value == layout::dataTypeProcessed;
-    return name == checksumAttribute || name == key::paletteName;
+    return name == checksumAttribute;
 }
 
 void requireKnown(const MovieSource& source, const QStringList& names)
@@ -58,40 +59,73 @@ void requireKnown(const MovieSource& source, const QStringList& names)
                    QStringLiteral("see the names with vqf attr list"));
 }
 
-std::vector<IdentifyingItem> itemsOf(const MovieSource& source, const AnonymizeChoice& choice)
+std::vector<ToldItem> planFor(const MovieSource& source, const AnonymizeChoice& choice)
 {
     requireKnown(source, choice.keep + choice.remove);
-    std::vector<IdentifyingItem> items;
+    std::vector<ToldItem> items;
     for (const auto& [name, value] : source.header().attributes()) {
         const bool goes = choice.remove.contains(name) || !isTechnical(name, value.text());
-        if (goes && !choice.keep.contains(name))
-            items.push_back({name, value.text()});
+        items.push_back({goes && !choice.keep.contains(name) ? Fate::Removed : Fate::Kept, name, value.text()});
     }
     for (const ChunkExtent& chunk : source.otherChunks())
         if (!isSideData(chunk.type))
-            items.push_back({chunkText(chunk.type), {}});
+            items.push_back({Fate::Removed, chunkText(chunk.type), {}});
+    const FrameTimer& times = source.times();
+    if (!times.empty())
+        items.push_back({choice.shiftTimes ? Fate::Shifted : Fate::Kept, QStringLiteral("acquisition times"),
+                         utcText(times.front()) + QStringLiteral(" to ") + utcText(times.back())});
+    std::stable_sort(items.begin(), items.end(), [](const ToldItem& a, const ToldItem& b) { return a.fate < b.fate; });
     return items;
 }
 
+/// The removed value in words and lines of its own.
+QList<QByteArray> partsOf(const ToldItem& item)
+{
+    const QByteArray value = item.value.toLatin1();
+    return value.contains('\a') ? value.split('\a') << value : QList<QByteArray>{value};
+}
+
+/// Numbers alone tell nobody's name, and turn up everywhere.
+bool isText(const ToldItem& item)
+{
+    return item.name != checksumAttribute && !isNumber(item.value);
+}
+
+/// Values that are too short to be searched in pixels must not be part of a text that stays.
+void requireNoTextRepeats(const MovieSource& source, const std::vector<ToldItem>& items)
+{
+    for (const ToldItem& gone : items) {
+        if (gone.fate != Fate::Removed || !isText(gone))
+            continue;
+        for (const ToldItem& kept : items)
+            for (const QByteArray& part : partsOf(gone))
+                if (kept.fate == Fate::Kept && isText(kept) && !part.trimmed().isEmpty() &&
+                    kept.value.toLatin1().contains(part.trimmed()))
+                    refuse(source.path(),
+                           QStringLiteral("has \"%1\", which is removed with %2, in %3 as well")
+                               .arg(QString::fromLatin1(part), gone.name, kept.name),
+                           QStringLiteral("remove that, too, with --remove %1, or keep %2").arg(kept.name, gone.name));
+    }
+}
+
 // The bytes that must not occur in the copy.
-std::vector<QByteArray> bytesToSearch(const MovieSource& source, const std::vector<IdentifyingItem>& items,
-                                      bool relativeTimes)
+std::vector<QByteArray> bytesToSearch(const MovieSource& source, const std::vector<ToldItem>& items)
 {
     std::vector<QByteArray> searched;
-    for (const IdentifyingItem& item : items) {
-        if (item.value.isEmpty())
+    for (const ToldItem& item : items) {
+        if (item.fate == Fate::Kept || item.value.isEmpty())
             continue;
-        const QByteArray value = item.value.toLatin1();
-        searched.push_back(item.name.toLatin1() + '=' + value + '\n');
-        const QList<QByteArray> lines = value.split('\a') + QList<QByteArray>{value};
-        for (const QByteArray& line : lines)
-            if (line.size() >= shortestSearched)
-                searched.push_back(line);
+        if (item.fate == Fate::Shifted) {
+            for (const timeval& time : {source.times().front(), source.times().back()})
+                if (source.times().front() != timeval{})
+                    searched.push_back(storedTime(time));
+            continue;
+        }
+        searched.push_back(item.name.toLatin1() + '=' + item.value.toLatin1() + '\n');
+        for (const QByteArray& part : partsOf(item))
+            if (part.size() >= shortestSearched)
+                searched.push_back(part);
     }
-    const FrameTimer& times = source.times();
-    if (relativeTimes && !times.empty() && times.front() != timeval{})
-        for (const timeval& time : {times.front(), times.back()})
-            searched.push_back(storedTime(time));
     return searched;
 }
 
@@ -108,9 +142,9 @@ void requireGone(const OutputFile& output, const std::vector<QByteArray>& search
 
 } // namespace
 
-std::vector<IdentifyingItem> identifyingItems(const QString& movie, const AnonymizeChoice& choice)
+std::vector<ToldItem> anonymousPlan(const QString& movie, const AnonymizeChoice& choice)
 {
-    return itemsOf(MovieSource(movie), choice);
+    return planFor(MovieSource(movie), choice);
 }
 
 Anonymized anonymizeMovie(const QString& movie, const AnonymizeChoice& choice, const MovieTarget& target,
@@ -118,21 +152,23 @@ Anonymized anonymizeMovie(const QString& movie, const AnonymizeChoice& choice, c
 {
     const MovieSource source(movie);
     Anonymized result;
-    result.removed = itemsOf(source, choice);
+    result.items = planFor(source, choice);
+    requireNoTextRepeats(source, result.items);
     MovieCopy copy(source);
     copy.dropUnusedChunks();
-    for (const IdentifyingItem& item : result.removed)
-        copy.header().erase(item.name);
+    for (const ToldItem& item : result.items)
+        if (item.fate == Fate::Removed)
+            copy.header().erase(item.name);
     for (unsigned frame = 0; frame < source.frames(); ++frame)
         copy.add(source, frame);
-    if (choice.relativeTimes)
+    if (choice.shiftTimes)
         copy.makeTimesRelative();
 
     const std::unique_ptr<OutputFile> output = openMovieOutput(target, {movie});
     Progress done;
     done.framesTotal = copy.frames();
     copy.write(*output, done, progress);
-    requireGone(*output, bytesToSearch(source, result.removed, choice.relativeTimes), progress);
+    requireGone(*output, bytesToSearch(source, result.items), progress);
     result.searchedBytes = copy.bytes();
     result.made = finishMovie(*output, copy);
     return result;

@@ -16,14 +16,16 @@ namespace zd::tool {
 namespace {
 
 constexpr const char* notes = R"(
-Lists what could tell whom the movie shows, and makes a copy without it: comments, all attributes but the technical
-ones (size and type of the frames, palette, bundle, data type, ...) and chunks of unknown types. The copy is then
-searched for the removed lines and values; it appears only when none of them is left. Values of fewer than 6
-characters are searched together with their names. What the pixels show is not looked at.
+Makes a copy without what could tell whom the movie shows: comments and all free text, all attributes but the
+technical numbers (size and type of the frames, palette, bundle, ...) and chunks of unknown types. What goes and what
+stays is listed with its value. When the frames were recorded stays, too, unless --times is given: then the first
+frame is at 1970-01-01 00:00:00 UTC, and the intervals stay.
+The copy is searched for the removed lines and values; it appears only when none of them is left. Values of fewer than
+6 characters are searched with their names, and in every text that stays. What the pixels show is not looked at.
 
 Examples:
   vqf anonymize cells.vqf --list
-  vqf anonymize cells.vqf -o anonymous.vqf --relative-times
+  vqf anonymize cells.vqf -o anonymous.vqf --times
   vqf anonymize cells.vqf -o anonymous.vqf --keep operator)";
 
 struct AnonymizeArguments {
@@ -32,7 +34,7 @@ struct AnonymizeArguments {
     bool listOnly = false;
     std::vector<std::string> keep;
     std::vector<std::string> remove;
-    bool relativeTimes = false;
+    bool shiftTimes = false;
     TableFormatArgument format;
 };
 
@@ -44,12 +46,25 @@ QStringList listOf(const std::vector<std::string>& names)
     return list;
 }
 
-void printItems(const std::vector<movietools::IdentifyingItem>& items, const QString& movie, TableFormat format)
+QString fateText(movietools::Fate fate)
+{
+    switch (fate) {
+    case movietools::Fate::Removed:
+        return QStringLiteral("removed");
+    case movietools::Fate::Shifted:
+        return QStringLiteral("shifted");
+    default:
+        return QStringLiteral("kept");
+    }
+}
+
+void printItems(const std::vector<movietools::ToldItem>& items, const QString& movie, TableFormat format)
 {
     TablePrinter table(format, QStringLiteral("vqf.anonymize"), {{QStringLiteral("movie"), movie}},
-                       QStringLiteral("removed"), {{"name", "removed", -24}, {"value", "value", -1}});
-    for (const movietools::IdentifyingItem& item : items)
-        table.row({Cell::plain(item.name), Cell::plain(layout::decodeComment(item.value))});
+                       QStringLiteral("items"), {{"fate", "fate", -8}, {"name", "name", -24}, {"value", "value", -1}});
+    for (const movietools::ToldItem& item : items)
+        table.row(
+            {Cell::plain(fateText(item.fate)), Cell::plain(item.name), Cell::plain(layout::decodeComment(item.value))});
     table.finish();
 }
 
@@ -58,10 +73,10 @@ ExitCode runAnonymize(const AnonymizeArguments& arguments)
     if (arguments.output.isGiven() == arguments.listOnly)
         throw UsageError{"name the movie to make with -o, or only list with --list"};
     const QString movie = QString::fromStdString(arguments.movie);
-    const movietools::AnonymizeChoice choice{listOf(arguments.keep), listOf(arguments.remove), arguments.relativeTimes};
+    const movietools::AnonymizeChoice choice{listOf(arguments.keep), listOf(arguments.remove), arguments.shiftTimes};
     const TableFormat format = arguments.format.value();
     if (arguments.listOnly) {
-        printItems(movietools::identifyingItems(movie, choice), movie, format);
+        printItems(movietools::anonymousPlan(movie, choice), movie, format);
         return ExitCode::Done;
     }
     movietools::Anonymized result;
@@ -70,7 +85,7 @@ ExitCode runAnonymize(const AnonymizeArguments& arguments)
         result = movietools::anonymizeMovie(movie, choice, {arguments.output.path(), arguments.output.replaces()},
                                             progress.callback());
     }
-    printItems(result.removed, movie, format);
+    printItems(result.items, movie, format);
     if (format == TableFormat::Table)
         tell(QStringLiteral("%1: %2 frames (%3), searched: nothing of what was removed is left")
                  .arg(escaped(result.made.path))
@@ -92,10 +107,10 @@ Command addAnonymizeCommand(const Syntax& program)
     auto arguments = std::make_shared<AnonymizeArguments>();
     syntax.option("MOVIE", arguments->movie, "The movie to read").required();
     arguments->output.addTo(syntax, "movie");
-    syntax.flag("--list", arguments->listOnly, "Only list what would be removed");
+    syntax.flag("--list", arguments->listOnly, "Only list what would go and what would stay");
     addNames(syntax, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
     addNames(syntax, "--remove", arguments->remove, "Another attribute to remove; may be given several times");
-    syntax.flag("--relative-times", arguments->relativeTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
+    syntax.flag("--times", arguments->shiftTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
     arguments->format.addTo(syntax);
     syntax.footer(notes);
     return {syntax, [arguments] { return runAnonymize(*arguments); }};
