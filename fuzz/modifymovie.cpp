@@ -118,7 +118,7 @@ void modifyMovie(Input input)
     ImageWriter writer;
     writer.setJournaled(script.below(2) == 0);
     const std::string code = codeOf({"FDCW_MODIFY", "FDCW_MODIFY1", "FDCW_MODIFY2", "FDCW_MODIFY3", "FDCW_MODIFY4",
-                                     "CHB_LFD_PARSE", "CHB_LDF_READ", "CI_L_CHUNK", "IW_ARFCI_INFO2"},
+                                     "CHB_LFD_PARSE", "CHB_LDF_READ", "CI_L_CHUNK", "FDCW_PC_SEEK2", "IW_ARFCI_INFO2"},
                                     [&] { writer.modify(file.path()); });
     require(code.empty() == writer.isOpen(), "open, or not");
     if (!code.empty())

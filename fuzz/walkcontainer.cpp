@@ -223,8 +223,11 @@ private:
               bool (FDChunkWriter::*operation)(unsigned int))
     {
         bool done = false;
-        const std::string code =
-            codeOf({"CHB_LDF_READ", "CHB_LFD_PARSE", "FDCW_NC_READ"}, [&] { done = (m_writer.*operation)(type); });
+        const bool beforeFile = look.meeting == Meeting::Found && payloadStart < 0;
+        const std::string code = codeOf({"CHB_LDF_READ", "CHB_LFD_PARSE", "FDCW_NC_READ", "FDCW_PC_SEEK2"},
+                                        [&] { done = (m_writer.*operation)(type); });
+        if (beforeFile)
+            return require(code == "FDCW_PC_SEEK2", "no payload before the file");
         if (code == "FDCW_NC_READ")
             return require(look.size > farLength, "only sizes far beyond the file are not believed");
         require(code == codeFor(look.meeting), "the report of what lies there");

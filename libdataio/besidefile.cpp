@@ -25,7 +25,7 @@ bool beginsAs(int fd, const QByteArray& mark)
 {
     struct stat status {};
     if (systemCalls.fstat(fd, &status) == -1)
-        ChunkHeaderBase::reportReadFailure(errno, DATAIO_HERE);
+        ChunkHeaderBase::reportReadFailure(errno);
     return S_ISREG(status.st_mode) && mark.startsWith(bytesAt(fd, 0, mark.size()));
 }
 
@@ -50,7 +50,7 @@ std::int64_t lengthOf(int fd)
 {
     const std::int64_t length = fileLength(fd);
     if (length == -1)
-        ChunkHeaderBase::reportReadFailure(errno, DATAIO_HERE);
+        ChunkHeaderBase::reportReadFailure(errno);
     return length;
 }
 
@@ -63,7 +63,7 @@ QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length)
     iovec piece{bytes.data(), static_cast<std::size_t>(bytes.size())};
     const Transfer transfer = readPieces(fd, &piece, 1, offset);
     if (transfer.error != 0)
-        ChunkHeaderBase::reportReadFailure(transfer.error, DATAIO_HERE);
+        ChunkHeaderBase::reportReadFailure(transfer.error);
     bytes.truncate(transfer.bytes);
     return bytes;
 }

@@ -25,10 +25,13 @@ constexpr std::size_t closingMarkAt = 14;
 static_assert(sizeof startTemplate == ChunkHeaderBase::encodedSize + 1);
 static_assert(sizeof endTemplate == ChunkHeaderBase::encodedSize + 1);
 
-[[noreturn]] void reportSeekFailure(int error, const LocationInfo& location)
+constexpr char loading[] = "bool zd::ChunkHeaderBase::loadFD(int)";
+constexpr char writing[] = "bool zd::ChunkHeaderBase::writeFD(int) const";
+
+[[noreturn]] void reportSeekFailure(int error)
 {
     report::fail(logger, System, "CHB_LFD_SEEK", QStringLiteral("Could not seek data: ") + report::systemText(error),
-                 location);
+                 DATAIO_HERE_IN("bool zd::ChunkHeaderBase::loadFD(int, int64_t)"));
 }
 
 } // namespace
@@ -70,9 +73,9 @@ bool ChunkHeaderBase::loadFD(int fd)
     if (transfer.bytes == 0 && transfer.error == 0)
         return false;
     if (transfer.bytes != layout::headerBytes)
-        reportReadFailure(transfer.error, DATAIO_HERE);
+        reportReadFailure(transfer.error);
     if (!decode(bytes))
-        reportParseFailure(DATAIO_HERE);
+        reportParseFailure();
     return true;
 }
 
@@ -81,7 +84,7 @@ bool ChunkHeaderBase::loadFD(int fd, std::int64_t position)
     if (position < 0)
         return false;
     if (systemCalls.lseek(fd, position, SEEK_SET) == -1)
-        reportSeekFailure(errno, DATAIO_HERE);
+        reportSeekFailure(errno);
     return loadFD(fd);
 }
 
@@ -95,11 +98,11 @@ bool ChunkHeaderBase::loadFD(int fd, std::int64_t position, void* behind, std::s
     if (transfer.bytes == 0 && transfer.error == 0)
         return false;
     if (transfer.bytes == 0 && systemCalls.lseek(fd, position, SEEK_SET) == -1)
-        reportSeekFailure(errno, DATAIO_HERE);
+        reportSeekFailure(errno);
     if (transfer.bytes < layout::headerBytes)
-        reportReadFailure(transfer.error, DATAIO_HERE);
+        reportReadFailure(transfer.error);
     if (!decode(bytes))
-        reportParseFailure(DATAIO_HERE);
+        reportParseFailure();
     arrived = static_cast<std::size_t>(transfer.bytes - layout::headerBytes);
     return true;
 }
@@ -110,26 +113,28 @@ bool ChunkHeaderBase::writeFD(int fd) const
     encode(bytes);
     const Transfer transfer = writeWhole(fd, bytes, sizeof bytes);
     if (transfer.bytes != layout::headerBytes)
-        reportWriteFailure(transfer.error, DATAIO_HERE);
+        reportWriteFailure(transfer.error);
     return true;
 }
 
-void ChunkHeaderBase::reportReadFailure(int error, const LocationInfo& location)
+void ChunkHeaderBase::reportReadFailure(int error)
 {
     report::fail(logger, System, "CHB_LDF_READ",
-                 QStringLiteral("Could not read chunk header data: ") + report::systemText(error), location);
+                 QStringLiteral("Could not read chunk header data: ") + report::systemText(error),
+                 DATAIO_HERE_IN(loading));
 }
 
-void ChunkHeaderBase::reportWriteFailure(int error, const LocationInfo& location)
+void ChunkHeaderBase::reportWriteFailure(int error)
 {
     report::fail(logger, System, "CHB_WFD_WRITE",
-                 QStringLiteral("Could not write chunk start header: ") + report::systemText(error), location);
+                 QStringLiteral("Could not write chunk start header: ") + report::systemText(error),
+                 DATAIO_HERE_IN(writing));
 }
 
-void ChunkHeaderBase::reportParseFailure(const LocationInfo& location)
+void ChunkHeaderBase::reportParseFailure()
 {
     report::fail(logger, Library, "CHB_LFD_PARSE", QStringLiteral("Cannot read chunk header, file may be corrupted."),
-                 location);
+                 DATAIO_HERE_IN(loading));
 }
 
 } // namespace zd

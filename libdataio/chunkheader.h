@@ -2,8 +2,8 @@
 
 #include <libdataio/chunkframing.h>
 #include <libdataio/export.h>
-#include <log/locationinfo.h>
 
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 
@@ -29,7 +29,14 @@ public:
     bool loadFD(int fd);
     /// The same at an absolute position. A negative position gives false without any system call. Reports
     /// "CHB_LFD_SEEK" as well.
+    bool loadFD(int fd, int position) { return loadFD(fd, std::int64_t{position}); }
     bool loadFD(int fd, std::int64_t position);
+    /// Positions of any other integer type; one that does not fit counts as negative.
+    template <std::integral Position>
+    bool loadFD(int fd, Position position)
+    {
+        return loadFD(fd, static_cast<std::int64_t>(position));
+    }
     /// The same with one system call, which leaves the descriptor where it is and fetches up to `size` bytes
     /// behind the header as well; `arrived` becomes the number of those that were there.
     bool loadFD(int fd, std::int64_t position, void* behind, std::size_t size, std::size_t& arrived);
@@ -41,10 +48,11 @@ public:
     /// Takes the fields from 16 bytes; false, with nothing changed, when the marks are not those of this kind.
     bool decode(const char* bytes);
 
-    /// The reports of the operations above, for callers that move a header's bytes together with a payload.
-    [[noreturn]] static void reportReadFailure(int error, const LocationInfo& location);
-    [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
-    [[noreturn]] static void reportParseFailure(const LocationInfo& location);
+    /// The reports of the operations above, for callers that move a header's bytes together with a payload. They name
+    /// `loadFD` and `writeFD` as their place, whoever calls.
+    [[noreturn]] static void reportReadFailure(int error);
+    [[noreturn]] static void reportWriteFailure(int error);
+    [[noreturn]] static void reportParseFailure();
 
 protected:
     ChunkHeaderBase() = default;

@@ -29,7 +29,7 @@ public:
     /// filled up with zeros. Header reports and "FDCW_NC_SEEK", "FDCW_NC_READ" pass through.
     virtual bool nextChunk(unsigned int type) = 0;
     /// The same for the chunk that ends at the position; the position is then at its start. Reports
-    /// "FDCW_PC_SEEK1", "FDCW_PC_SEEK2", "FDCW_PC_READ".
+    /// "FDCW_PC_SEEK1", "FDCW_PC_SEEK2" (also for a payload that would begin before the file), "FDCW_PC_READ".
     virtual bool prevChunk(unsigned int type) = 0;
     virtual bool openned() const = 0;
     /// Goes to an offset; false, with the position unchanged, when the system refuses.
@@ -37,8 +37,8 @@ public:
     /// Goes to the end of the file; false, with the position unchanged, when that fails or the file is
     /// longer than positions reach.
     virtual bool seekEnd() = 0;
-    /// Goes back over one chunk of any type without reading its payload. False at the start of the file and
-    /// when that chunk is the file's first.
+    /// Goes back over one chunk of any type without reading its payload. False at the start of the file, when that chunk
+    /// is the file's first, and when it would begin before the file. Header reports pass through.
     virtual bool seekPrev() = 0;
     virtual unsigned int offset() const = 0; ///< the position
     /// The payload last read, borrowed until the next step; null before any.

@@ -170,20 +170,20 @@ std::optional<JournalContent> readJournal(int fd)
 void requireSettled(int fd)
 {
     if (!EditJournal::settle(fd))
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(errno);
 }
 
 void writePiece(int movieFD, std::int64_t offset, const QByteArray& bytes)
 {
     const Transfer transfer = writeBytesAt(movieFD, offset, bytes);
     if (transfer.bytes != bytes.size())
-        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(transfer.error);
 }
 
 void cut(int movieFD, std::int64_t length)
 {
     if (truncateFile(movieFD, length) == -1)
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(errno);
 }
 
 /// Gives the movie its old content. Its last header goes last: only with that does it look whole, so that a crash in
@@ -217,7 +217,7 @@ void requireAbsent(int error)
 {
     constexpr int absent[] = {ENOENT, ENOTDIR, EISDIR, ELOOP, ENAMETOOLONG, ENXIO, EACCES, EPERM, EROFS};
     if (std::find(std::begin(absent), std::end(absent), error) == std::end(absent))
-        FDChunkWriter::reportWriteFailure(error, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(error);
 }
 
 } // namespace
@@ -265,7 +265,7 @@ void EditJournal::_keepPiece(int movieFD, std::int64_t offset, std::int64_t leng
 {
     const QByteArray bytes = bytesAt(movieFD, offset, length);
     if (bytes.size() != length)
-        ChunkHeaderBase::reportReadFailure(EIO, DATAIO_HERE);
+        ChunkHeaderBase::reportReadFailure(EIO);
     _append(pieceKind, offset, bytes);
     m_kept.insert(offset);
 }
@@ -286,7 +286,7 @@ void EditJournal::_append(char kind, std::int64_t recordNumber, const QByteArray
                       {const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())}};
     const Transfer transfer = writePieces(m_fd, pieces, 2, m_length);
     if (transfer.bytes != header.size() + bytes.size())
-        FDChunkWriter::reportWriteFailure(transfer.error, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(transfer.error);
     requireSettled(m_fd);
     m_length += transfer.bytes;
 }

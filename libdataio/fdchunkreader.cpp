@@ -35,12 +35,17 @@ bool isAligned(const char* payload)
 
 /// Where the reader stands, and what it holds of the file.
 struct FDChunkReader::Private {
+    class SharedOffset;
+
     explicit Private(const int& fd) : m_fd(fd) {}
+
+    std::span<const char> payloadAhead(ChunkStartHeader& header, unsigned int type, unsigned int expectedSize);
 
     void takeAhead(const ChunkStartHeader& header, std::span<const char> payload);
     bool readNext(unsigned int type, unsigned int expectedSize);
     bool readNextInto(unsigned int type, void* target, std::size_t size, unsigned int expectedSize);
     std::int64_t stepOver(const ChunkStartHeader& header);
+    std::int64_t lastPayloadSize(std::int64_t start) const;
     bool findBefore(unsigned int type, std::int64_t& payload, std::uint32_t& size);
     std::size_t roomForExpected(unsigned int expectedSize);
     bool fileHolds(std::int64_t end);
@@ -49,7 +54,8 @@ struct FDChunkReader::Private {
     void goTo(std::int64_t position);
     void leaveChunk();
 
-    const int& m_fd;                 // the reader's
+    const int& m_fd; // the reader's
+    bool m_offsetShared = true;
     bool m_loaded = false;           // the payload of the last step is there
     const char* m_payload = nullptr; // in the buffer or the window
     std::int32_t m_size = -1;        // payload size of the current chunk
@@ -59,6 +65,38 @@ struct FDChunkReader::Private {
     unsigned int m_expectedSize = 0;
     std::uint32_t m_payloadLimit = largestSize;
     std::int64_t m_fileLength = -1; // as last seen; asked again when a chunk claims to go beyond it
+};
+
+/// Leaves the descriptor's own offset, at the end of a step, behind those of the bytes it looked at last that there are: there
+/// it would stand if header and payload had been read one after the other.
+class FDChunkReader::Private::SharedOffset {
+public:
+    SharedOffset(const Private& reader, std::int64_t header) : m_reader(reader), m_from(header) {}
+    SharedOffset(const SharedOffset&) = delete;
+    SharedOffset& operator=(const SharedOffset&) = delete;
+    ~SharedOffset()
+    {
+        if (m_reader.m_offsetShared && m_from >= 0)
+            leave();
+    }
+
+    void lookedAt(std::int64_t payload, std::int64_t size)
+    {
+        m_from = payload;
+        m_size = size;
+    }
+
+private:
+    void leave() const
+    {
+        const std::int64_t end = m_from + m_size;
+        const std::int64_t there = m_reader.m_loaded ? end : std::clamp(fileLength(m_reader.m_fd), m_from, end);
+        systemCalls.lseek(m_reader.m_fd, there, SEEK_SET);
+    }
+
+    const Private& m_reader;
+    std::int64_t m_from;
+    std::int64_t m_size = headerBytes;
 };
 
 FDChunkReader::FDChunkReader() : m_d(std::make_unique<Private>(m_fd)) {}
@@ -115,6 +153,11 @@ void FDChunkReader::expectSize(unsigned int size)
     m_d->m_expectedSize = size;
 }
 
+void FDChunkReader::setOffsetShared(bool shared)
+{
+    m_d->m_offsetShared = shared;
+}
+
 /// A step forward: `takeAhead` has a payload that was read ahead, `read` fetches one from the file.
 template <typename TakeAhead, typename Read>
 bool FDChunkReader::_step(unsigned int type, TakeAhead takeAhead, Read read)
@@ -122,31 +165,36 @@ bool FDChunkReader::_step(unsigned int type, TakeAhead takeAhead, Read read)
     const unsigned int expectedSize = m_d->m_expectedSize;
     const std::int64_t start = m_d->m_position;
     m_d->leaveChunk();
+    Private::SharedOffset offset(*m_d, start);
     ChunkStartHeader header;
-    const std::span<const char> ahead = _payloadAhead(header, expectedSize);
-    if (ahead.data() == nullptr) {
-        if (!read(expectedSize))
-            return false;
-    } else {
-        if (header.type() != type)
-            return false;
+    const std::span<const char> ahead = m_d->payloadAhead(header, type, expectedSize);
+    bool stepped = true;
+    if (ahead.data() == nullptr)
+        stepped = read(expectedSize);
+    else
         takeAhead(header, ahead);
-    }
-    m_d->m_window.stepped(start, m_d->m_position);
-    return true;
+    if (m_d->m_position != start)
+        offset.lookedAt(start + headerBytes, m_d->lastPayloadSize(start));
+    if (stepped)
+        m_d->m_window.stepped(start, m_d->m_position);
+    return stepped;
 }
 
-/// The payload of the chunk that begins at the position, when it has been read ahead; else null.
-std::span<const char> FDChunkReader::_payloadAhead(ChunkStartHeader& header, unsigned int expectedSize)
+/// The payload of the chunk that begins at the position, when it has been read ahead; else null. What does not lead to
+/// such a chunk is old: the file is looked at again.
+std::span<const char> FDChunkReader::Private::payloadAhead(ChunkStartHeader& header, unsigned int type,
+                                                           unsigned int expectedSize)
 {
-    const std::int64_t likelySize = expectedSize != 0 ? layout::framingBytes + expectedSize : m_d->m_window.lastChunk();
-    const std::span<const char> bytes = m_d->m_window.from(m_fd, m_d->m_position, likelySize);
+    const std::int64_t likelySize = expectedSize != 0 ? layout::framingBytes + expectedSize : m_window.lastChunk();
+    const std::span<const char> bytes = m_window.from(m_fd, m_position, likelySize);
     if (bytes.size() < ChunkHeaderBase::encodedSize)
         return {};
-    if (!header.decode(bytes.data()))
-        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
+    if (!header.decode(bytes.data()) || header.type() != type) {
+        m_window.drop();
+        return {};
+    }
     const std::span<const char> behind = bytes.subspan(ChunkHeaderBase::encodedSize);
-    const bool whole = behind.size() >= header.size() && header.size() <= m_d->m_payloadLimit;
+    const bool whole = behind.size() >= header.size() && header.size() <= m_payloadLimit;
     return whole ? behind.first(header.size()) : std::span<const char>();
 }
 
@@ -206,6 +254,12 @@ std::int64_t FDChunkReader::Private::stepOver(const ChunkStartHeader& header)
     return payload;
 }
 
+/// Size of the payload of the chunk that began at `start` and has been stepped over.
+std::int64_t FDChunkReader::Private::lastPayloadSize(std::int64_t start) const
+{
+    return (m_position == noPosition ? largestPosition : m_position - layout::framingBytes) - start;
+}
+
 /// Whether the file holds all of the payload of the chunk at the position.
 bool FDChunkReader::Private::fileHoldsPayload(const ChunkStartHeader& header)
 {
@@ -222,10 +276,12 @@ bool FDChunkReader::Private::readRest(char* target, std::int64_t payload, std::s
 
 bool FDChunkReader::prevChunk(unsigned int type)
 {
+    Private::SharedOffset offset(*m_d, m_d->m_position - headerBytes);
     std::int64_t payload = 0;
     std::uint32_t size = 0;
     if (!m_d->findBefore(type, payload, size))
         return false;
+    offset.lookedAt(payload, size);
     m_d->m_buffer.reserve(size);
     if (!m_d->readRest(m_d->m_buffer.data(), payload, 0, size))
         return false;
@@ -294,9 +350,16 @@ bool FDChunkReader::seekEnd()
 
 bool FDChunkReader::seek(unsigned int position)
 {
+    m_d->m_window.drop();
+    return seek(position, 0);
+}
+
+bool FDChunkReader::seek(unsigned int position, unsigned int expectedSize)
+{
     m_d->leaveChunk();
     m_d->m_position = position == std::numeric_limits<unsigned int>::max() ? noPosition : std::int64_t{position};
     m_d->m_window.moveTo(m_d->m_position);
+    m_d->m_expectedSize = expectedSize;
     return true;
 }
 

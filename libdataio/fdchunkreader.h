@@ -5,11 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 
 namespace zd {
 
-class ChunkStartHeader;
 class PayloadReader;
 
 /// `ChunkReader` on an open file descriptor, which it closes when it is destroyed.
@@ -18,7 +16,8 @@ class PayloadReader;
 /// allocated. Payloads lie at addresses that are a multiple of 16.
 ///
 /// When small chunks are stepped over in sequence the file is read ahead, half a MiB at a time. A step then
-/// delivers what the file held when its stretch was read; any other movement makes the next step look again.
+/// delivers what the file held when its stretch was read; any other movement makes the next step look again, and no step
+/// fails or finds nothing without having looked at the file.
 class DATAIO_EXPORT FDChunkReader : public ChunkReader {
 public:
     FDChunkReader();
@@ -34,6 +33,13 @@ public:
     bool seek(unsigned int position) override;
     int closeFD() override;
 
+    /// As `seek`, telling how long the payload there is expected to be; see `expectSize`. When the steps so far have led to
+    /// that position the sequence goes on: what was read ahead stays.
+    bool seek(unsigned int position, unsigned int expectedSize);
+    /// Whether others look at the descriptor's own offset. On at first: `nextChunk` and `prevChunk` then leave it behind the
+    /// bytes that they looked at. Off saves them a system call; the offset is then not defined.
+    void setOffsetShared(bool shared);
+
     /// As `nextChunk`, but the first `size` bytes of the payload go to `target`, without another buffer: `data` reports
     /// "MM_D_NODATA" afterwards. What lies in `target` behind the payload, and all of it after a step that gave false or
     /// failed, is not defined. `target` may be null for 0 bytes, which checks the header alone.
@@ -45,7 +51,8 @@ public:
     void setPayloadLimit(std::uint32_t bytes);
 
     // Steps that find a payload and leave its reading to the caller: the position moves as in `nextChunk` and
-    // `prevChunk`, and there is no current chunk. Null, with the position unchanged, where those give false.
+    // `prevChunk`, the descriptor's own offset does not, and there is no current chunk. Null, with the position unchanged,
+    // where those give false.
 
     std::unique_ptr<PayloadReader> nextPayload(unsigned int type);
     std::unique_ptr<PayloadReader> prevPayload(unsigned int type);
@@ -55,7 +62,6 @@ private:
 
     template <typename TakeAhead, typename Read>
     DATAIO_HIDDEN bool _step(unsigned int type, TakeAhead takeAhead, Read read);
-    DATAIO_HIDDEN std::span<const char> _payloadAhead(ChunkStartHeader& header, unsigned int expectedSize);
 
     const std::unique_ptr<Private> m_d;
 };

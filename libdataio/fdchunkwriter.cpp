@@ -29,6 +29,8 @@ constexpr std::int64_t largestPosition = static_cast<std::int64_t>(layout::large
 /// How far beyond the end of the file a payload may claim to reach before it is not believed.
 constexpr std::int64_t believedBeyondEnd = 64 << 20;
 
+constexpr char adding[] = "int zd::FDChunkWriter::addChunk(unsigned int, const void*, unsigned int)";
+
 [[noreturn]] void reportStepFailure(const char* code, const char* prefix, int error, const LocationInfo& location)
 {
     report::fail(logger, System, code, QString::fromLatin1(prefix) + report::systemText(error), location);
@@ -40,6 +42,7 @@ constexpr std::int64_t believedBeyondEnd = 64 << 20;
 struct FDChunkWriter::Private {
     int fd = -1;
     FileLock lock;
+    bool offsetShared = true;
     FileReserve reserve;
     std::vector<char> buffer;
     std::uint32_t size = 0;
@@ -67,10 +70,13 @@ void FDChunkWriter::_keepLock(FileLock lock)
 int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int size)
 {
     if (m_d->fd == -1)
-        reportNotOpen(DATAIO_HERE);
+        reportNotOpen();
     const std::int64_t end = m_d->position + framingBytes + size;
     if (end > largestPosition)
-        reportWriteFailure(EFBIG, DATAIO_HERE);
+        reportWriteFailure(EFBIG);
+    // Writing does not move the offset. It goes first: when it cannot, nothing has been written.
+    if (m_d->offsetShared && systemCalls.lseek(m_d->fd, end, SEEK_SET) == -1)
+        reportSeekFailure();
 
     char start[ChunkHeaderBase::encodedSize];
     char stop[ChunkHeaderBase::encodedSize];
@@ -80,7 +86,7 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
     m_d->reserve.prepare(m_d->fd, m_d->position, end);
     const Transfer transfer = writePieces(m_d->fd, pieces, 3, m_d->position);
     if (transfer.bytes != framingBytes + size)
-        _reportPartialChunk(transfer.bytes, transfer.error, size, DATAIO_HERE);
+        _reportPartialChunk(transfer.bytes, transfer.error, size);
 
     const std::uint32_t written = m_d->position;
     m_d->position = static_cast<std::uint32_t>(end);
@@ -88,14 +94,19 @@ int FDChunkWriter::addChunk(unsigned int type, const void* data, unsigned int si
 }
 
 /// The part of the chunk that was cut decides what is reported.
-void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
-                                        const LocationInfo& location)
+void FDChunkWriter::_reportPartialChunk(std::int64_t written, int error, std::uint32_t size)
 {
-    if (written == 0 && systemCalls.lseek(m_d->fd, m_d->position, SEEK_SET) == -1)
-        reportSeekFailure(location);
+    const bool looked = m_d->offsetShared || written == 0;
+    if (looked && systemCalls.lseek(m_d->fd, m_d->position + written, SEEK_SET) == -1 && written == 0)
+        reportSeekFailure();
     if (written < headerBytes || written >= headerBytes + size)
-        ChunkHeaderBase::reportWriteFailure(error, location);
-    reportWriteFailure(error, location);
+        ChunkHeaderBase::reportWriteFailure(error);
+    reportWriteFailure(error);
+}
+
+void FDChunkWriter::setOffsetShared(bool shared)
+{
+    m_d->offsetShared = shared;
 }
 
 int FDChunkWriter::closeFD()
@@ -137,12 +148,13 @@ bool FDChunkWriter::prevChunk(unsigned int type)
             reportStepFailure("FDCW_PC_SEEK1", "Cannot perform a seek in file: ", errno, DATAIO_HERE);
         return false;
     }
-    const std::int64_t start = m_d->position - framingBytes - header.size();
-    if (start < 0)
-        return false;
-    if (systemCalls.lseek(m_d->fd, start + headerBytes, SEEK_SET) == -1)
+    const std::int64_t payload = m_d->position - headerBytes - header.size();
+    if (systemCalls.lseek(m_d->fd, payload, SEEK_SET) == -1)
         reportStepFailure("FDCW_PC_SEEK2", "Could not read previous chunk data: ", errno, DATAIO_HERE);
-    const int error = _readPayload(start + headerBytes, header.size());
+    const std::int64_t start = payload - headerBytes;
+    if (start < 0) // there is a payload, but no room for a header before it
+        return false;
+    const int error = _readPayload(payload, header.size());
     if (error != 0)
         reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", error, DATAIO_HERE);
     m_d->position = static_cast<std::uint32_t>(start);
@@ -226,7 +238,7 @@ void FDChunkWriter::requireChunk(unsigned int position, unsigned int type, unsig
 {
     ChunkStartHeader header;
     if (!header.loadFD(m_d->fd, std::int64_t{position}) || header.type() != type || header.size() != size)
-        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
+        ChunkHeaderBase::reportParseFailure();
 }
 
 void FDChunkWriter::reserve(std::int64_t bytes)
@@ -234,24 +246,25 @@ void FDChunkWriter::reserve(std::int64_t bytes)
     const int error = bytes > 0 ? m_d->reserve.demand(m_d->fd, m_d->position, bytes) : 0;
     // Only these speak of the room; everything else means that the file system cannot tell.
     if (error == ENOSPC || error == EDQUOT || error == EFBIG)
-        reportWriteFailure(error, DATAIO_HERE);
+        reportWriteFailure(error);
 }
 
-void FDChunkWriter::reportNotOpen(const LocationInfo& location)
+void FDChunkWriter::reportNotOpen()
 {
-    report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."), location);
+    report::fail(logger, Library, "FDCW_AC_BADFD", report::translated("Cannot write in a non openned file."),
+                 DATAIO_HERE_IN(adding));
 }
 
-void FDChunkWriter::reportSeekFailure(const LocationInfo& location)
+void FDChunkWriter::reportSeekFailure()
 {
     report::fail(logger, Library, "FDCW_AC_SEEK", report::translated("Cannot seek in file before writing data."),
-                 location);
+                 DATAIO_HERE_IN(adding));
 }
 
-void FDChunkWriter::reportWriteFailure(int error, const LocationInfo& location)
+void FDChunkWriter::reportWriteFailure(int error)
 {
     report::fail(logger, System, "FDCW_AC_WRITE",
-                 report::translated("Could not write all data: ") + report::systemText(error), location);
+                 report::translated("Could not write all data: ") + report::systemText(error), DATAIO_HERE_IN(adding));
 }
 
 /// Fills the buffer with `size` bytes from `position`, zeros for what the file does not hold, and makes

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <libdataio/chunkwriter.h>
-#include <log/locationinfo.h>
 
 #include <cstdint>
 #include <memory>
@@ -44,10 +43,15 @@ public:
     /// Reports "FDCW_AC_WRITE" when the system says that `bytes` more at the position do not fit on the disk.
     void reserve(std::int64_t bytes);
 
-    /// The reports of writing, for callers that refuse a chunk before they hand it over.
-    [[noreturn]] static void reportNotOpen(const LocationInfo& location);
-    [[noreturn]] static void reportSeekFailure(const LocationInfo& location);
-    [[noreturn]] static void reportWriteFailure(int error, const LocationInfo& location);
+    /// Whether others look at the descriptor's own offset. On at first: `addChunk` then leaves it behind what it wrote, as
+    /// each step leaves it behind what it read. Off saves `addChunk` a system call; its offset is then not defined.
+    void setOffsetShared(bool shared);
+
+    /// The reports of writing, for callers that refuse a chunk before they hand it over. They name `addChunk` as their
+    /// place, whoever calls.
+    [[noreturn]] static void reportNotOpen();
+    [[noreturn]] static void reportSeekFailure();
+    [[noreturn]] static void reportWriteFailure(int error);
 
 private:
     friend FileWriter;
@@ -56,8 +60,7 @@ private:
     /// Keeps a lock on the descriptor's file until that is closed.
     DATAIO_HIDDEN void _keepLock(FileLock lock);
     DATAIO_HIDDEN int _readPayload(std::int64_t position, std::uint32_t size);
-    [[noreturn]] DATAIO_HIDDEN void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size,
-                                                        const LocationInfo& location);
+    [[noreturn]] DATAIO_HIDDEN void _reportPartialChunk(std::int64_t written, int error, std::uint32_t size);
 
     const std::unique_ptr<Private> m_d;
 };

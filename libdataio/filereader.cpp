@@ -49,6 +49,7 @@ void FileReader::openFile(const QString& path)
     if (fd == -1)
         reportFile("FR_OF_OPEN", path, errno, DATAIO_HERE);
     reader->setFD(fd);
+    reader->setOffsetShared(false);
     reader->setPayloadLimit(m_payloadLimit);
     if (systemCalls.fstat(fd, &status) == -1)
         reportFile("FR_OF_STAT", path, errno, DATAIO_HERE);
@@ -127,10 +128,7 @@ bool FileReader::seek(int position)
 
 bool FileReader::seek(int position, unsigned int expectedSize)
 {
-    if (!seek(position))
-        return false;
-    m_reader->expectSize(expectedSize);
-    return true;
+    return m_reader && m_reader->seek(static_cast<unsigned int>(position), expectedSize);
 }
 
 } // namespace zd

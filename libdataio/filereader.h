@@ -41,7 +41,8 @@ public:
     bool seek(int position);
 
     /// As `seek`, telling how long the payload there is expected to be, so that one system call can fetch
-    /// header and payload together. A wrong guess costs time, never a wrong result.
+    /// header and payload together. A wrong guess costs time, never a wrong result. Where the steps so far have led, the
+    /// sequence goes on with what has been read ahead, half a MiB at most; `seek` alone makes the next step look again.
     bool seek(int position, unsigned int expectedSize);
 
     /// From now on, payloads of more bytes are left alone: steps treat them as ones that the file does not hold. Holds

@@ -22,7 +22,8 @@ constexpr mode_t ownerOnly = 0600;
 [[noreturn]] void reportNotOpened(const QString& path, bool create, int error)
 {
     report::fail(logger, System, create ? "FW_OF_OPEN" : "FW_OF_OPEN2",
-                 QStringLiteral("File ") + path + QStringLiteral(" : ") + report::systemText(error), DATAIO_HERE);
+                 QStringLiteral("File ") + path + QStringLiteral(" : ") + report::systemText(error),
+                 DATAIO_HERE_IN("void zd::FileWriter::openFile(const QString&, FileWriterMode, bool)"));
 }
 
 /// Empties a file; other than regular ones have nothing to discard.
@@ -75,6 +76,7 @@ void FileWriter::_open(const QString& path, FileWriterMode mode, bool locked,
         reportNotOpened(path, create, errno);
     writer->setFD(m_openResult);
     writer->_keepLock(std::move(file.lock));
+    writer->setOffsetShared(false);
     m_writer = std::move(writer);
 }
 
@@ -95,13 +97,13 @@ bool FileWriter::openned() const
 
 int FileWriter::addChunk(unsigned int type, const void* data, unsigned int size)
 {
-    _requireOpen(DATAIO_HERE);
+    _requireOpen();
     return m_writer->addChunk(type, data, size);
 }
 
 void FileWriter::truncate()
 {
-    _requireOpen(DATAIO_HERE);
+    _requireOpen();
     m_writer->truncateFile();
 }
 
@@ -161,13 +163,13 @@ int FileWriter::descriptor() const
 
 void FileWriter::requireChunk(unsigned int position, unsigned int type, unsigned int size)
 {
-    _requireOpen(DATAIO_HERE);
+    _requireOpen();
     m_writer->requireChunk(position, type, size);
 }
 
 void FileWriter::reserve(std::int64_t bytes)
 {
-    _requireOpen(DATAIO_HERE);
+    _requireOpen();
     m_writer->reserve(bytes);
 }
 
@@ -176,10 +178,10 @@ bool FileWriter::sync()
     return m_writer && syncFile(m_writer->descriptor()) == 0;
 }
 
-void FileWriter::_requireOpen(const LocationInfo& location) const
+void FileWriter::_requireOpen() const
 {
     if (!m_writer)
-        FDChunkWriter::reportNotOpen(location);
+        FDChunkWriter::reportNotOpen();
 }
 
 } // namespace zd

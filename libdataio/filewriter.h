@@ -1,7 +1,6 @@
 #pragma once
 
 #include <libdataio/export.h>
-#include <log/locationinfo.h>
 
 #include <QString>
 
@@ -52,7 +51,7 @@ public:
     void dumpDebug() const; ///< prints the state to standard output
 
     unsigned int offset() const; ///< the position, 0 without an open file
-    int descriptor() const;      ///< borrowed, -1 without an open file
+    int descriptor() const;      ///< borrowed, -1 without an open file; its own offset is not defined
     /// Reports "CHB_LFD_PARSE" unless a chunk of that type and payload size starts at `position`. The position
     /// does not move.
     void requireChunk(unsigned int position, unsigned int type, unsigned int size);
@@ -69,7 +68,7 @@ private:
     DATAIO_HIDDEN void _open(const QString& path, FileWriterMode mode, bool locked,
                              const std::optional<FileIdentity>& lockedAlready);
     [[noreturn]] DATAIO_HIDDEN static void _reportBusy(const QString& path);
-    DATAIO_HIDDEN void _requireOpen(const LocationInfo& location) const;
+    DATAIO_HIDDEN void _requireOpen() const;
 
     std::unique_ptr<FDChunkWriter> m_writer;
     int m_openResult = -1;

@@ -18,6 +18,12 @@ namespace {
 
 Logger& logger = Logger::logger(QStringLiteral("dataio.imagereader"));
 
+// Operations whose parts report in their name.
+constexpr char fiberPositions[] =
+    "void zd::ImageReader::getRasterFiberContinuousIndexes(std::vector<float>&, FiberFilteringMode)";
+constexpr char thumbnails[] = "bool zd::ImageReader::thumbnail(QImage&, int, int, int)";
+constexpr char readingChunk[] = "bool zd::ImageReader::_readChunk(ZDImageChunkType, unsigned int)";
+
 [[noreturn]] void reportNoSize(const LocationInfo& location)
 {
     report::fail(logger, Library, "IR_GRFI_NOSIZE", QStringLiteral("Size not available."), location);
@@ -67,6 +73,8 @@ void ImageReader::open(const QString& path)
     m_d->fileName = path;
     m_d->file.openFile(path);
     const std::unique_ptr<PayloadReader> info = _findInfo();
+    if (!info)
+        _reportMissingInfo(DATAIO_HERE);
     bool loaded = false;
     try {
         loaded = _load(*info) && info->endsFile(ZD_INFO_CHUNK);
@@ -102,9 +110,9 @@ bool ImageReader::_load(PayloadReader& info)
 void ImageReader::reloadHeader()
 {
     const std::unique_ptr<PayloadReader> info = _findInfo();
-    const auto size = static_cast<unsigned int>(info->left());
+    const auto size = info ? static_cast<unsigned int>(info->left()) : 0;
     const char* payload = size > 0 ? info->next(size) : "";
-    if (payload == nullptr || !info->endsFile(ZD_INFO_CHUNK))
+    if (!info || payload == nullptr || !info->endsFile(ZD_INFO_CHUNK))
         _reportMissingInfo(DATAIO_HERE);
     m_d->header.clear();
     m_d->header.load(payload, size);
@@ -127,13 +135,10 @@ void ImageReader::_clean()
     m_d->forget();
 }
 
-/// Steps over the info chunk, which must be the last of the file; its payload is still to be read.
+/// Steps over the info chunk, which must be the last of the file; its payload is still to be read. Null when there is none.
 std::unique_ptr<PayloadReader> ImageReader::_findInfo()
 {
-    std::unique_ptr<PayloadReader> info = m_d->file.seekEnd() ? m_d->file.prevPayload(ZD_INFO_CHUNK) : nullptr;
-    if (!info)
-        _reportMissingInfo(DATAIO_HERE);
-    return info;
+    return m_d->file.seekEnd() ? m_d->file.prevPayload(ZD_INFO_CHUNK) : nullptr;
 }
 
 void ImageReader::_reportMissingInfo(const LocationInfo& location) const
@@ -173,7 +178,8 @@ bool ImageReader::_seekChunk(ZDImageChunkType type, unsigned int index)
     if (entry == m_d->header.end())
         return false;
     if (index >= entry->second.size())
-        report::fail(logger, Library, "IR_RC_BOUND", QStringLiteral("Chunk number out of bounds."), DATAIO_HERE);
+        report::fail(logger, Library, "IR_RC_BOUND", QStringLiteral("Chunk number out of bounds."),
+                     DATAIO_HERE_IN(readingChunk));
     const ChunkRecord& record = entry->second[index];
     return m_d->file.seek(static_cast<int>(record.offset), record.length);
 }
@@ -276,7 +282,8 @@ void ImageReader::_fibersInBundle(const float* fractions, std::size_t fibers, co
     if (outcome == FiberQuery::Outcome::NoDistortion)
         _warnNoDistortion();
     else if (outcome == FiberQuery::Outcome::UnknownDataType)
-        report::fail(logger, Library, "IR_GRFI_UDTYPE", QStringLiteral("Unknown data type."), DATAIO_HERE);
+        report::fail(logger, Library, "IR_GRFI_UDTYPE", QStringLiteral("Unknown data type."),
+                     DATAIO_HERE_IN(fiberPositions));
 }
 
 void ImageReader::_warnNoDistortion() const
@@ -288,7 +295,7 @@ void ImageReader::_warnNoDistortion() const
                                   "not have sinus distortion parameters. Size filtering only is applied. fileName=[%1]")
                 .arg(QString::fromLatin1(m_d->fileName.toLocal8Bit()));
         },
-        DATAIO_HERE);
+        DATAIO_HERE_IN(fiberPositions));
 }
 
 void ImageReader::getRasterFiberIndexes(std::vector<unsigned int>& out, FiberFilteringMode mode)
@@ -375,7 +382,7 @@ void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) 
                 return QStringLiteral("Bad pelette range. cropMin=[%1],cropMax=[%2],fileName=[%3]")
                     .arg(cropMin(), cropMax(), m_d->fileName);
             },
-            DATAIO_HERE);
+            DATAIO_HERE_IN(thumbnails));
         return;
     }
     if (stretch.lowOutside)
@@ -385,7 +392,7 @@ void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) 
                 return QStringLiteral("Min value ouside crop range. min=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
                     .arg(QString::number(contrast.minimum), cropMin(), cropMax(), m_d->fileName);
             },
-            DATAIO_HERE);
+            DATAIO_HERE_IN(thumbnails));
     if (stretch.highOutside)
         warn(
             "PIXOUTOFRANGE",
@@ -393,7 +400,7 @@ void ImageReader::_stretch(ZdPalette& colors, const detail::Contrast& contrast) 
                 return QStringLiteral("Max value outside crop range. max=[%1],cropMin=[%2],cropMax=[%3],fileName=[%4]")
                     .arg(QString::number(contrast.maximum), cropMin(), cropMax(), m_d->fileName);
             },
-            DATAIO_HERE);
+            DATAIO_HERE_IN(thumbnails));
     colors.adjustNodeValues(stretch.low, stretch.high);
 }
 

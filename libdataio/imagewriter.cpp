@@ -22,6 +22,7 @@ namespace {
 Logger& logger = Logger::logger(QStringLiteral("dataio.imagewriter"));
 
 constexpr char sizeNotDefined[] = "Width, height and pixbitsof the picture must be defined before adding frames.";
+constexpr char modifying[] = "void zd::ImageWriter::modify(const QString&)"; // for the parts of it that report
 constexpr char timeWithAutotime[] = "AddFrame with a frametiming cannot be used with autotime=true";
 
 [[noreturn]] void fail(const char* code, const char* message, const LocationInfo& location)
@@ -177,9 +178,9 @@ void ImageWriter::addFrameAtEnd(const void* data, int size, timeval time, float 
 void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time, float laserPower)
 {
     if (!isOpen())
-        FDChunkWriter::reportNotOpen(DATAIO_HERE);
+        FDChunkWriter::reportNotOpen();
     if (size < 0)
-        FDChunkWriter::reportWriteFailure(EINVAL, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(EINVAL);
     _goToEnd();
     _requireRoom(size);
     m_d->aids.keep(m_d->file.descriptor(), m_d->name, m_d->header, m_d->lists.fiberCenters);
@@ -199,13 +200,13 @@ void ImageWriter::_goToEnd()
     if (m_d->tail.takeBack())
         m_d->header.removeTailRecords();
     if (!m_d->tail.moveTo(m_d->file))
-        FDChunkWriter::reportSeekFailure(DATAIO_HERE);
+        FDChunkWriter::reportSeekFailure();
 }
 
 void ImageWriter::_addTailChunk(int type, const QByteArray& payload)
 {
     if (payload.size() > std::numeric_limits<std::uint32_t>::max())
-        FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(EFBIG);
     std::vector<ChunkRecord>& records = m_d->header.recordsWithRoom(type);
     _settleCut();
     records.push_back(m_d->tail.append(m_d->file, type, payload.constData(), static_cast<std::size_t>(payload.size())));
@@ -223,7 +224,7 @@ std::uint64_t ImageWriter::roomLeft() const
 void ImageWriter::_requireRoom(Size size)
 {
     if (!m_d->room.admits(size, m_d->tail.chunksEnd(), m_d->header, m_d->lists))
-        FDChunkWriter::reportWriteFailure(EFBIG, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(EFBIG);
 }
 
 void ImageWriter::organizeIndex(unsigned int firstFrame, unsigned int circularSize)
@@ -329,7 +330,7 @@ void ImageWriter::modify(const QString& name)
     m_d->openFile(name, FileWriterModify);
     try {
         m_d->undoDeadEdit(name);
-        _loadInfo();
+        _loadInfo(DATAIO_HERE);
         _takeTailBack();
         m_d->beginEdit(name);
         RecordingLog::discard(name); // what an earlier recording left says nothing of this edit
@@ -344,10 +345,10 @@ void ImageWriter::modify(const QString& name)
 }
 
 /// Loads the info record of the open file and stands at its start.
-void ImageWriter::_loadInfo()
+void ImageWriter::_loadInfo(const LocationInfo& location)
 {
     if (!m_d->file.seekEnd() || !m_d->stepBackOver(ZD_INFO_CHUNK))
-        failModify("FDCW_MODIFY", "This is not a VFQ file.", DATAIO_HERE);
+        failModify("FDCW_MODIFY", "This is not a VFQ file.", location);
     m_d->header.load(m_d->file.data(), static_cast<unsigned int>(m_d->file.chunkSize()));
 }
 
@@ -359,20 +360,20 @@ void ImageWriter::_takeTailBack()
         failModify("FDCW_MODIFY1",
                    "Cannot modify a file whose endianness is not specified or is different from the one of the "
                    "current machine.",
-                   DATAIO_HERE);
+                   DATAIO_HERE_IN(modifying));
 
     if (m_d->stepBackOver(ZD_LASER_POWER_CHUNK))
         m_d->lists.laserPowers = sidedata::decodeLaserPowers(m_d->file.data(), m_d->payloadSize());
     else if (m_d->header.has(ZD_LASER_POWER_CHUNK))
         failModify("FDCW_MODIFY2", "Cannot modify this movie with laser powers not at the expected location.",
-                   DATAIO_HERE);
+                   DATAIO_HERE_IN(modifying));
 
     if (m_d->stepBackOver(ZD_FRAME_TIMER_CHUNK))
         m_d->lists.times.readFromRawBuffer(static_cast<const char*>(m_d->file.data()),
                                            static_cast<unsigned int>(m_d->file.chunkSize()));
     else if (m_d->header.has(ZD_FRAME_TIMER_CHUNK))
         failModify("FDCW_MODIFY3", "Cannot modify this movie with frametimers not at the expected location.",
-                   DATAIO_HERE);
+                   DATAIO_HERE_IN(modifying));
     else if (m_d->lists.times.readFromChunkInfo(m_d->header))
         FrameTimer::removeFromAttChunk(m_d->header); // the next `close` writes them as a chunk
 
@@ -380,7 +381,7 @@ void ImageWriter::_takeTailBack()
         _loadFiberCenters(m_d->file.data(), m_d->file.chunkSize());
     else if (m_d->header.has(ZD_FIBER_CENTERS_CHUNK))
         failModify("FDCW_MODIFY4", "Cannot modify this movie with fibercenters not at the expected location.",
-                   DATAIO_HERE);
+                   DATAIO_HERE_IN(modifying));
 
     m_d->header.removeTailRecords();
 }
@@ -395,7 +396,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
     m_d->openFile(name, FileWriterModify);
     try {
         m_d->undoDeadEdit(name);
-        _loadInfo();
+        _loadInfo(DATAIO_HERE);
         m_d->header.AttributeChunk::clear();
         m_d->header.merge(wanted);
         m_d->header.removeChunkType(ZD_INFO_CHUNK);
@@ -416,7 +417,7 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
 void ImageWriter::_settleEdit()
 {
     if (!MovieEdit::settle(m_d->file))
-        FDChunkWriter::reportWriteFailure(errno, DATAIO_HERE);
+        FDChunkWriter::reportWriteFailure(errno);
 }
 
 void ImageWriter::_settleCut()
@@ -504,19 +505,19 @@ void ImageWriter::_reportFrameBound(const char* code, const LocationInfo& locati
 void ImageWriter::_replaceFrameChunk(const void* data, unsigned int index)
 {
     if (!isOpen())
-        FDChunkWriter::reportNotOpen(DATAIO_HERE);
+        FDChunkWriter::reportNotOpen();
     const std::vector<ChunkRecord>& records = m_d->header[ZD_FRAME_CHUNK];
     const ChunkRecord record = records[index];
     if (record.offset + layout::framingBytes + record.length > m_d->tail.framesEnd())
-        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
+        ChunkHeaderBase::reportParseFailure();
     m_d->file.requireChunk(record.offset, ZD_FRAME_CHUNK, record.length);
     if (!isReplaceable(m_d->file, m_d->header, record))
-        ChunkHeaderBase::reportParseFailure(DATAIO_HERE);
+        ChunkHeaderBase::reportParseFailure();
     m_d->lists.laserPowers.reserve(records.size());
     m_d->edit.keepChunk(m_d->file, record);
     _settleCut();
     if (!m_d->file.seek(record.offset))
-        FDChunkWriter::reportSeekFailure(DATAIO_HERE);
+        FDChunkWriter::reportSeekFailure();
     m_d->file.addChunk(ZD_FRAME_CHUNK, data, record.length);
     if (m_d->lists.fillUpLaserPowers(records.size()))
         m_d->room.checkAgain();

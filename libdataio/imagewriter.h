@@ -179,7 +179,7 @@ private:
     DATAIO_HIDDEN void _saveFiberCenters();
     DATAIO_HIDDEN void _saveTimesAndPowers();
     DATAIO_HIDDEN void _saveInfo();
-    DATAIO_HIDDEN void _loadInfo();
+    DATAIO_HIDDEN void _loadInfo(const LocationInfo& location);
     DATAIO_HIDDEN void _takeTailBack();
     DATAIO_HIDDEN void _loadFiberCenters(const void* data, int size);
     DATAIO_HIDDEN void _finishEdit();

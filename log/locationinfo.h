@@ -12,4 +12,6 @@ struct LocationInfo {
 } // namespace zd
 
 /// The place where this macro stands.
-#define DATAIO_HERE (::zd::LocationInfo{__FILE__, __PRETTY_FUNCTION__, __LINE__})
+#define DATAIO_HERE DATAIO_HERE_IN(__PRETTY_FUNCTION__)
+/// The same for a part of an operation, which is named instead of the part: a static text.
+#define DATAIO_HERE_IN(operation) (::zd::LocationInfo{__FILE__, operation, __LINE__})

@@ -77,6 +77,12 @@ TEST_F(ChunkHeader, ReadsAtTheDescriptorAndAtPositionsOfAnyReach)
     EXPECT_EQ(file->position(), 35);
     EXPECT_FALSE(end.loadFD(file->get()) || end.loadFD(file->get(), 1000U));
     EXPECT_EQ(file->position(), 1000);
+    const int fd = file->get();
+    const short narrow = 19;
+    EXPECT_TRUE(end.loadFD(fd, 19L) && end.loadFD(fd, 19LL) && end.loadFD(fd, 19UL) && end.loadFD(fd, 19ULL) &&
+                end.loadFD(fd, off_t{19}) && end.loadFD(fd, narrow) && end.loadFD(fd, '\x13') &&
+                start.loadFD(fd, false));
+    EXPECT_FALSE(end.loadFD(fd, ~std::uint64_t{0})) << "does not fit: as negative";
 
     const std::string largeNumbers = hex("0A3C43535441 80000000 FFFFFFFF 3E0A");
     for (const std::int64_t far : {(std::int64_t{1} << 31) + 1, (std::int64_t{1} << 32) + 1}) {

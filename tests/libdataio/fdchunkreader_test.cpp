@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -75,6 +76,30 @@ TEST_F(FDChunkReaderTest, HasNoPositionAtFirstAndNoneWithoutADescriptor)
     EXPECT_EQ(faults.calls(), 0);
     m_reader.reset();
     EXPECT_FALSE(isOpen(m_fd));
+}
+
+TEST_F(FDChunkReaderTest, LeavesTheDescriptorBehindTheBytesItLookedAt)
+{
+    on(threeChunks + startHeader(9, 1000) + "cut");
+    FDChunkReader& reader = *m_reader;
+    const std::pair<std::function<bool()>, off_t> steps[] = {
+        {[&] { return reader.rewind() && reader.nextChunk(2); }, 19},
+        {[&] { return reader.prevChunk(2); }, 19},
+        {[&] { return !reader.nextChunk(7); }, 16},
+        {[&] { return reader.seek(35) && reader.nextChunk(7); }, 51},
+        {[&] { return !reader.prevChunk(2); }, 67},
+        {[&] { return reader.seek(67), reader.expectSize(5), reader.nextChunk(5); }, 88},
+        {[&] { return !reader.nextChunk(9); }, 123}, // the end of the file
+        {[&] { return reader.seek(123) && !reader.nextChunk(9); }, 123},
+        {[&] { return reader.seek(115) && codeOf([&] { reader.nextChunk(9); }) == "CHB_LDF_READ"; }, 123},
+        {[&] { return reader.seek(1) && codeOf([&] { reader.nextChunk(9); }) == "CHB_LFD_PARSE"; }, 17},
+        {[&] { return reader.seek(9) && !reader.prevChunk(9); }, 17}, // stays: nothing ends there
+        {[&] { return reader.seekEnd(); }, 123},
+    };
+    for (const auto& [step, offset] : steps) {
+        EXPECT_TRUE(step());
+        EXPECT_EQ(::lseek(m_fd, 0, SEEK_CUR), offset);
+    }
 }
 
 TEST_F(FDChunkReaderTest, NoDeclaredSizeCostsMemoryThatTheFileDoesNotHave)

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <type_traits>
 #include <utility>
@@ -78,6 +79,7 @@ TEST_F(FDChunkWriterTest, AppendsAChunkWithOneCallAndWithoutMemory)
         const Allocations allocations;
         EXPECT_EQ(add(writer, 2, "0123456789"), 0);
         EXPECT_EQ(allocations.count(), 0);
+        writer.setOffsetShared(false);
         const Faults faults;
         EXPECT_EQ(writer.addChunk(0x80000001, nullptr, 0), 42);
         EXPECT_EQ(faults.calls(), 1);
@@ -92,6 +94,31 @@ TEST_F(FDChunkWriterTest, ReportsWhatCannotBeWritten)
     EXPECT_EQ(codeOf([this] { add(onPipe(), 2, "x"); }), "FDCW_AC_SEEK");
     EXPECT_EQ(reportOf([this] { on("").addChunk(2, nullptr, 3); }), described("FDCW_AC_WRITE", EFAULT));
     EXPECT_EQ(reportOf([this] { on(threeChunks, O_RDONLY).truncateFile(); }), described("FDCW_TRUNC", EINVAL));
+}
+
+TEST_F(FDChunkWriterTest, LeavesTheDescriptorBehindTheBytesItMoved)
+{
+    const auto at = [this] { return static_cast<int>(::lseek(m_fd, 0, SEEK_CUR)); };
+    FDChunkWriter& writer = on(threeChunks);
+    const std::pair<std::function<void()>, int> steps[] = {
+        {[&] { writer.nextChunk(2); }, 19},
+        {[&] { writer.nextChunk(9); }, 35},
+        {[&] { writer.seekEnd(); }, 104},
+        {[&] { writer.prevChunk(5); }, 88},
+        {[&] { writer.prevChunk(9); }, 67},
+        {[&] { writer.seekPrev(); }, 67},
+        {[&] { add(writer, 9, ""); }, 67},
+        {[&] { writer.seekEnd(), add(writer, 9, "xyz"); }, 139},
+        {[&] { writer.seek(200), writer.nextChunk(5); }, 200},
+    };
+    for (const auto& [step, offset] : steps) {
+        step();
+        EXPECT_EQ(at(), offset);
+    }
+    const FileSizeLimit limit(139 + 20);
+    writer.seekEnd();
+    EXPECT_EQ(codeOf([&] { add(writer, 5, "hello"); }), "FDCW_AC_WRITE");
+    EXPECT_EQ(at(), 159) << "what could be written";
 }
 
 // A chunk that no longer fits, for every number of bytes that still do.
@@ -196,6 +223,16 @@ TEST_F(FDChunkWriterTest, ReportsWhatStopsAStep)
         EXPECT_TRUE(step.forwards ? writer.nextChunk(5) : writer.prevChunk(5)) << "repeated";
         EXPECT_EQ(stateOf(writer).first, "hello");
     }
+
+    for (const std::uint32_t size : {5U, 0xFFFFFFFFU}) {
+        FDChunkWriter& writer = on("four" + endHeader(5, size));
+        writer.seekEnd();
+        EXPECT_EQ(reportOf([&] { writer.prevChunk(5); }), described("FDCW_PC_SEEK2", EINVAL)) << "before the file";
+        EXPECT_FALSE(writer.seekPrev());
+        EXPECT_EQ(writer.offset(), 20U);
+    }
+    EXPECT_FALSE(on("four" + endHeader(5, 4)).seekPrev() || (m_writer->seekEnd() && m_writer->prevChunk(5)))
+        << "no room for a header before the payload";
 
     FDChunkWriter& writer = on(withBytes(threeChunks, 34, "x"));
     EXPECT_TRUE(writer.nextChunk(2)) << "the end header is not looked at";

@@ -15,6 +15,7 @@ namespace {
 using namespace test;
 using testing::ElementsAre;
 using testing::FloatEq;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 using Mode = ImageReader::FiberFilteringMode;
@@ -142,6 +143,7 @@ TEST_F(Fibers, AnOddWordIsIgnoredAndTold)
     EXPECT_EQ(log.records[0].level, 3);
     EXPECT_EQ(log.records[0].origin, Library);
     EXPECT_EQ(log.records[0].code, QString());
+    EXPECT_THAT(log.records[0].location.function, HasSubstr("getRasterFiberContinuousIndexes("));
     EXPECT_EQ(log.records[0].message, QStringLiteral("Odd number of floats for fibers! Discarding last float."));
     LogCapture warnings(2);
     EXPECT_EQ(m_reader.nbFibers(ImageReader::NoFiberFiltering), 2);
@@ -214,6 +216,7 @@ TEST_F(Fibers, RawImagesWithoutDistortionAreTold)
         EXPECT_EQ(log.records[1].level, 2);
         EXPECT_EQ(log.records[1].origin, Library);
         EXPECT_EQ(log.records[1].code, QStringLiteral("NODISTOPARAMS"));
+        EXPECT_THAT(log.records[1].location.function, HasSubstr("getRasterFiberContinuousIndexes("));
         EXPECT_EQ(log.records[1].message,
                   QStringLiteral("User asked for fibers with BundleBoundingBoxFiberFiltering on a raw image that does "
                                  "not have sinus distortion parameters. Size filtering only is applied. fileName=[") +

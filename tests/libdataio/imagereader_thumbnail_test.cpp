@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 namespace zd {
 
@@ -156,6 +157,7 @@ TEST_F(Thumbnail, TellsWhereContrastAndPaletteDoNotFit)
             EXPECT_EQ(record.level, 2);
             EXPECT_EQ(record.origin, Library);
             EXPECT_EQ(record.code, QStringLiteral("PIXOUTOFRANGE"));
+            EXPECT_NE(std::strstr(record.location.function, "zd::ImageReader::thumbnail("), nullptr);
             messages.push_back(record.message.toStdString());
         }
         return messages;

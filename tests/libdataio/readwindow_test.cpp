@@ -49,6 +49,7 @@ protected:
         writeFile(m_path, bytes);
         m_reader = std::make_unique<FDChunkReader>();
         m_reader->setFD(Descriptor(m_path, O_RDONLY).release());
+        m_reader->setOffsetShared(false);
         m_reader->rewind();
         return *m_reader;
     }
@@ -72,7 +73,7 @@ protected:
         const Faults faults;
         expectNext(chunks.payloads[stepsToTrust + 1]);
         EXPECT_EQ(faults.calls(), 0) << "it has been read already";
-        m_reader->seek(static_cast<unsigned int>(chunks.starts[stepsToTrust + 2]));
+        m_reader->seek(static_cast<unsigned int>(chunks.starts[stepsToTrust + 2]), 0);
     }
 
     TemporaryDirectory m_directory;
@@ -91,9 +92,7 @@ TEST_F(ReadWindowTest, SmallChunksInSequenceCostFewCallsAndLittleMemory)
         const Faults faults;
         const Allocations allocations;
         for (std::size_t i = 0; i < count; ++i) {
-            m_reader->seek(static_cast<unsigned int>(chunks.starts[i]));
-            if (expected)
-                m_reader->expectSize(frame);
+            m_reader->seek(static_cast<unsigned int>(chunks.starts[i]), expected ? frame : 0);
             expectNext(chunks.payloads[i]);
             if (i == 3) {
                 EXPECT_LT(allocations.largest(), 2 * 4 * (frame + 32)) << "no more than was stepped over";
@@ -143,13 +142,15 @@ TEST_F(ReadWindowTest, ChunksOfAnySizeInAnyOrderAreThemselves)
 TEST_F(ReadWindowTest, OnlyASequenceSeesOldBytes)
 {
     const Chunks chunks(std::vector<std::size_t>(20, small));
-    const std::size_t at = chunks.starts[5];
+    const std::size_t at = chunks.starts[stepsToTrust + 2];
     const std::string changed(small, 'n');
     const std::function<void()> movements[] = {
         [&] { expectNext(chunks.payloads[5]); },
         [&] { m_reader->rewind(); },
         [&] { m_reader->seekEnd(); },
         [&] { m_reader->seek(0); },
+        [&] { m_reader->seek(static_cast<unsigned int>(at)); }, // where it stands
+        [&] { m_reader->nextChunk(3); },                        // it finds nothing, and has looked
         [&] { m_reader->prevChunk(2); },
         [&] { m_reader->closeFD(), m_reader->setFD(Descriptor(m_path, O_RDONLY).release()); },
     };
@@ -157,7 +158,16 @@ TEST_F(ReadWindowTest, OnlyASequenceSeesOldBytes)
         readAhead(chunks);
         Descriptor(m_path, O_WRONLY).put(static_cast<off_t>(at), chunk(2, changed));
         movement();
-        m_reader->seek(static_cast<unsigned int>(at));
+        m_reader->seek(static_cast<unsigned int>(at), 0);
+        expectNext(changed);
+    }
+
+    // What was no such chunk when it was read ahead becomes one.
+    for (const std::string& before : {chunk(9, std::string(small, 'x')), std::string(small + 32, '\0')}) {
+        Chunks old = chunks;
+        old.bytes.replace(at, small + 32, before);
+        readAhead(old);
+        Descriptor(m_path, O_WRONLY).put(static_cast<off_t>(at), chunk(2, changed));
         expectNext(changed);
     }
 
