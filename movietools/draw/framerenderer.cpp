@@ -57,20 +57,6 @@ bool hasRange(const ZdPalette& palette)
     return palette.getValueScaled(palette.last()) > palette.getValueScaled(palette.first());
 }
 
-/// The colour of every bit pattern of a type of 8 or 16 bits; nothing for wider types.
-std::vector<QRgb> colorTable(ZDImagePixelType type, const SampleColors& colors)
-{
-    std::vector<QRgb> table;
-    withSampleType(type, [&]<typename Sample>(Sample) {
-        if constexpr (sizeof(Sample) <= 2) {
-            using Bits = std::make_unsigned_t<Sample>;
-            for (int bits = 0; bits <= std::numeric_limits<Bits>::max(); ++bits)
-                table.push_back(colors.at(static_cast<Sample>(static_cast<Bits>(bits))));
-        }
-    });
-    return table;
-}
-
 void putPixel(QImage& picture, uchar* line, int x, QRgb color)
 {
     if (picture.format() == QImage::Format_Grayscale8)
@@ -124,18 +110,18 @@ bool FrameRenderer::draw(unsigned index, QImage& picture)
     if (m_size.isEmpty())
         return false;
     if (!isColored(m_type) && !m_colors)
-        _chooseColors(index);
-    const std::optional<Frame> frame = _frame(index);
+        chooseColors(index);
+    const std::optional<Frame> frame = readFrame(index);
     if (!frame)
         return false;
     if (isColored(m_type))
-        _drawColors(*frame, picture);
+        drawColors(*frame, picture);
     else
-        _drawSamples(*frame, picture);
+        drawSamples(*frame, picture);
     return true;
 }
 
-std::optional<FrameRenderer::Frame> FrameRenderer::_frame(unsigned index)
+std::optional<FrameRenderer::Frame> FrameRenderer::readFrame(unsigned index)
 {
     const void* data = nullptr;
     if (!m_movie.getFrame(data, index) || data == nullptr)
@@ -143,30 +129,30 @@ std::optional<FrameRenderer::Frame> FrameRenderer::_frame(unsigned index)
     return Frame(static_cast<const char*>(data), static_cast<std::size_t>(m_movie.frameSize()));
 }
 
-void FrameRenderer::_chooseColors(unsigned index)
+void FrameRenderer::chooseColors(unsigned index)
 {
     const ZdPalette palette = paletteOf(m_movie);
     if (m_hasPalette && hasRange(palette)) {
         m_colors = SampleColors::ofPalette(palette);
     } else {
-        const std::array<double, 2> range = _range(index);
+        const std::array<double, 2> range = rangeToShow(index);
         m_colors = m_hasPalette ? SampleColors::stretched(palette, range[0], range[1])
                                 : SampleColors::greys(range[0], range[1]);
     }
-    m_table = colorTable(m_type, *m_colors);
+    m_table = m_colors->table(m_type);
 }
 
 /// The range of values to show: of the first frame, or when that is damaged of the one that is wanted.
-std::array<double, 2> FrameRenderer::_range(unsigned index)
+std::array<double, 2> FrameRenderer::rangeToShow(unsigned index)
 {
     std::optional<Frame> frame;
     try {
-        frame = _frame(0);
+        frame = readFrame(0);
     } catch (const IOFileException&) {
         // What is wrong with another frame than the wanted one is not told.
     }
     if (!frame)
-        frame = _frame(index);
+        frame = readFrame(index);
     std::array<double, 2> range{0, 1};
     withSampleType(m_type, [&]<typename Sample>(Sample) {
         if constexpr (sizeof(Sample) == 1)
@@ -177,7 +163,7 @@ std::array<double, 2> FrameRenderer::_range(unsigned index)
     return range;
 }
 
-void FrameRenderer::_drawSamples(const Frame& frame, QImage& picture) const
+void FrameRenderer::drawSamples(const Frame& frame, QImage& picture) const
 {
     withSampleType(m_type, [&]<typename Sample>(Sample) {
         if constexpr (sizeof(Sample) <= 2) {
@@ -191,7 +177,7 @@ void FrameRenderer::_drawSamples(const Frame& frame, QImage& picture) const
 }
 
 /// Rows of colours are laid out alike in frame and picture.
-void FrameRenderer::_drawColors(const Frame& frame, QImage& picture) const
+void FrameRenderer::drawColors(const Frame& frame, QImage& picture) const
 {
     const std::int64_t rowBytes = std::int64_t{m_size.width()} * (GetPixBits(m_type) / 8);
     for (int y = 0; y < m_size.height(); ++y) {

@@ -39,11 +39,11 @@ public:
 private:
     using Frame = std::span<const char>;
 
-    std::optional<Frame> _frame(unsigned index);
-    void _chooseColors(unsigned index);
-    std::array<double, 2> _range(unsigned index);
-    void _drawSamples(const Frame& frame, QImage& picture) const;
-    void _drawColors(const Frame& frame, QImage& picture) const;
+    std::optional<Frame> readFrame(unsigned index);
+    void chooseColors(unsigned index);
+    std::array<double, 2> rangeToShow(unsigned index);
+    void drawSamples(const Frame& frame, QImage& picture) const;
+    void drawColors(const Frame& frame, QImage& picture) const;
 
     ImageReader& m_movie;
     QSize m_size;

@@ -27,12 +27,6 @@ QString changedAdvice()
     return QStringLiteral("leave the stacks alone while they are imported");
 }
 
-QString formatText(const PageFormat& format)
-{
-    return pictureText(format.width, format.height, format.type) +
-           (format.whiteIsZero ? QStringLiteral(", white is zero") : QString());
-}
-
 // Over the whole range of an 8 or 16-bit type.
 ZdPalette whiteToBlack(ZDImagePixelType type)
 {
@@ -46,7 +40,22 @@ ZdPalette whiteToBlack(ZDImagePixelType type)
     return palette;
 }
 
-void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format);
+// The movie's size and pixel type in the words of a page.
+void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format)
+{
+    int width = 0;
+    int height = 0;
+    ZDImagePixelType type = ZD_UNKNOWN;
+    movie.width(width);
+    movie.height(height);
+    movie.pixType(type);
+    if (!haveSameSamples(type, format.type) || width != static_cast<int>(format.width) ||
+        height != static_cast<int>(format.height))
+        refuse(path,
+               QStringLiteral("has frames of %1, and the pages are %2")
+                   .arg(pictureText(width, height, type), formatText(format)),
+               QStringLiteral("convert the pages first"));
+}
 
 /// One import, from the first look at the stacks to the finished movie.
 class MovieImport {
@@ -337,8 +346,8 @@ QString MovieImport::checksumText()
     std::vector<std::pair<std::uint32_t, QByteArray>> sideData;
     if (!m_notes.fiberCenters.empty())
         sideData.emplace_back(ZD_FIBER_CENTERS_CHUNK,
-                              fiberCenterPayload(m_notes.fiberCenters, static_cast<int>(m_format.width),
-                                                 static_cast<int>(m_format.height)));
+                              layout::encodeFiberCenters(m_notes.fiberCenters, static_cast<int>(m_format.width),
+                                                         static_cast<int>(m_format.height)));
     if (!m_times.empty()) {
         QByteArray bytes(static_cast<qsizetype>(m_times.size()) * layout::frameTimeBytes, '\0');
         m_times.dumpToRawBuffer(bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -385,25 +394,6 @@ float MovieImport::laserPowerOf(std::uint64_t frame) const
     if (m_options.laserPower || frame >= m_notes.laserPowers.size())
         return m_options.laserPower.value_or(-1.0F);
     return m_notes.laserPowers[frame];
-}
-
-// The movie's size and pixel type in the words of a page.
-void requireFormat(ImageReader& movie, const QString& path, const PageFormat& format)
-{
-    int width = 0;
-    int height = 0;
-    ZDImagePixelType type = ZD_UNKNOWN;
-    movie.width(width);
-    movie.height(height);
-    movie.pixType(type);
-    // Types of one kind and length hold the same samples.
-    const bool sameSamples = type == format.type || (GetPixGroup(type) == GetPixGroup(format.type) &&
-                                                     GetPixBits(type) == GetPixBits(format.type));
-    if (!sameSamples || width != static_cast<int>(format.width) || height != static_cast<int>(format.height))
-        refuse(path,
-               QStringLiteral("has frames of %1, and the pages are %2")
-                   .arg(pictureText(width, height, type), formatText(format)),
-               QStringLiteral("convert the pages first"));
 }
 
 // The writer takes as many bytes as the frame in the file has, which need not be what the header says.

@@ -10,7 +10,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace zd::movietools {
 
@@ -39,24 +38,17 @@ QByteArray ByteSource::bytes(std::int64_t offset, std::int64_t size) const
     return bytes;
 }
 
-FileBytes::FileBytes(const QString& path) : m_path(path)
+FileBytes::FileBytes(const QString& path, const QString& advice)
+    : m_path(path),
+      // A pipe must not make the program wait for somebody at its other end.
+      m_file(::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
 {
-    // A pipe must not make the program wait for somebody at its other end.
-    m_fd = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    if (m_fd < 0)
+    if (m_file.get() < 0)
         throw systemError(path, QStringLiteral("read"), errno);
     struct stat status {};
-    const bool known = ::fstat(m_fd, &status) == 0;
-    if (!known || !S_ISREG(status.st_mode)) {
-        ::close(m_fd);
-        refuse(path, QStringLiteral("is not a regular file"), QStringLiteral("name a movie file"));
-    }
+    if (::fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        refuse(path, QStringLiteral("is not a regular file"), advice);
     m_length = status.st_size;
-}
-
-FileBytes::~FileBytes()
-{
-    ::close(m_fd);
 }
 
 std::int64_t FileBytes::read(std::int64_t offset, char* buffer, std::int64_t size) const
@@ -72,17 +64,9 @@ std::int64_t FileBytes::read(std::int64_t offset, char* buffer, std::int64_t siz
 
 std::int64_t FileBytes::readFile(std::int64_t offset, char* buffer, std::int64_t size) const
 {
-    std::int64_t got = 0;
-    while (got < size) {
-        const ssize_t part = ::pread(m_fd, buffer + got, static_cast<std::size_t>(size - got), offset + got);
-        if (part < 0 && errno == EINTR)
-            continue;
-        if (part < 0)
-            throw systemError(m_path, QStringLiteral("read"), errno);
-        if (part == 0)
-            break;
-        got += part;
-    }
+    const std::int64_t got = m_file.readAt(offset, buffer, size);
+    if (got < 0)
+        throw systemError(m_path, QStringLiteral("read"), errno);
     return got;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <movietools/files/descriptor_p.h>
+
 #include <QByteArray>
 #include <QString>
 
@@ -27,13 +29,12 @@ public:
 /// A file as it lies on disk, whatever it holds, with its length at the moment of opening.
 class FileBytes : public ByteSource {
 public:
-    /// Opens a regular file for reading. Throws JobError.
-    explicit FileBytes(const QString& path);
-    ~FileBytes() override;
+    /// Opens a regular file for reading. Throws JobError, which advises so when it is none.
+    explicit FileBytes(const QString& path, const QString& advice = QStringLiteral("name a movie file"));
 
     std::int64_t length() const override { return m_length; }
     std::int64_t read(std::int64_t offset, char* buffer, std::int64_t size) const override;
-    int descriptor() const { return m_fd; } ///< borrowed, for reading
+    int descriptor() const { return m_file.get(); } ///< borrowed, for reading
     /// Shows `bytes` in place of what the file holds at `offset`; nothing is written. Pieces do not overlap.
     void overlay(std::int64_t offset, const QByteArray& bytes);
 
@@ -41,7 +42,7 @@ private:
     std::int64_t readFile(std::int64_t offset, char* buffer, std::int64_t size) const;
 
     QString m_path;
-    int m_fd;
+    Descriptor m_file;
     std::int64_t m_length = 0;
     std::map<std::int64_t, QByteArray> m_overlays;
 };

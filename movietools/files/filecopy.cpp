@@ -18,15 +18,10 @@ constexpr std::int64_t blockBytes = std::int64_t{1} << 20;
 } // namespace
 
 FileCopy::FileCopy(const QString& workPath, const QString& path)
-    : m_path(path), m_fd(::open(workPath.toUtf8().constData(), O_WRONLY | O_CLOEXEC))
+    : m_path(path), m_file(::open(workPath.toUtf8().constData(), O_WRONLY | O_CLOEXEC))
 {
-    if (m_fd < 0)
+    if (m_file.get() < 0)
         throw systemError(path, QStringLiteral("written"), errno);
-}
-
-FileCopy::~FileCopy()
-{
-    ::close(m_fd);
 }
 
 void FileCopy::append(int source, const QString& sourcePath, std::int64_t offset, std::int64_t length)
@@ -44,7 +39,7 @@ void FileCopy::append(int source, const QString& sourcePath, std::int64_t offset
 std::int64_t FileCopy::copyWithin(int source, std::int64_t offset, std::int64_t length)
 {
     off_t from = offset;
-    const ssize_t copied = ::copy_file_range(source, &from, m_fd, nullptr, static_cast<std::size_t>(length), 0);
+    const ssize_t copied = ::copy_file_range(source, &from, m_file.get(), nullptr, static_cast<std::size_t>(length), 0);
     if (copied > 0)
         return copied;
     if (copied < 0 && (errno == ENOSPC || errno == EFBIG || errno == EDQUOT))
@@ -61,12 +56,8 @@ std::int64_t FileCopy::copyThrough(int source, const QString& sourcePath, std::i
         throw systemError(sourcePath, QStringLiteral("read"), errno);
     if (got == 0)
         refuse(sourcePath, QStringLiteral("became shorter while it was read"), QStringLiteral("try again"));
-    for (ssize_t written = 0; written < got;) {
-        const ssize_t now = ::write(m_fd, block.data() + written, static_cast<std::size_t>(got - written));
-        if (now < 0 && errno != EINTR)
-            throw systemError(m_path, QStringLiteral("written"), errno);
-        written += std::max<ssize_t>(now, 0);
-    }
+    if (!m_file.write(block.data(), static_cast<std::size_t>(got)))
+        throw systemError(m_path, QStringLiteral("written"), errno);
     return got;
 }
 

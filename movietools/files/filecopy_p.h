@@ -1,5 +1,7 @@
 #pragma once
 
+#include <movietools/files/descriptor_p.h>
+
 #include <QString>
 
 #include <cstdint>
@@ -13,7 +15,6 @@ public:
     FileCopy(const QString& workPath, const QString& path);
     FileCopy(const FileCopy&) = delete;
     FileCopy& operator=(const FileCopy&) = delete;
-    ~FileCopy();
 
     /// Copies `length` bytes from `offset` of the file behind a descriptor. Throws JobError.
     void append(int source, const QString& sourcePath, std::int64_t offset, std::int64_t length);
@@ -23,7 +24,7 @@ private:
     std::int64_t copyThrough(int source, const QString& sourcePath, std::int64_t offset, std::int64_t length);
 
     QString m_path;
-    int m_fd;
+    Descriptor m_file;
     bool m_within = true; // the system copies from file to file
 };
 

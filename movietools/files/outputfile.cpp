@@ -1,12 +1,12 @@
 #include <movietools/files/outputfile.h>
 
+#include <movietools/files/descriptor_p.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/wording.h>
 
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <vector>
@@ -189,12 +189,8 @@ void OutputFile::sendToStandardOutput() const
             throw systemError(m_path, QStringLiteral("read back"), errno);
         if (got == 0)
             return;
-        for (ssize_t sent = 0; sent < got;) {
-            const ssize_t now = ::write(STDOUT_FILENO, block.data() + sent, static_cast<std::size_t>(got - sent));
-            if (now < 0 && errno != EINTR)
-                throw systemError(m_path, QStringLiteral("written"), errno);
-            sent += std::max<ssize_t>(now, 0);
-        }
+        if (!Descriptor::writeTo(STDOUT_FILENO, block.data(), static_cast<std::size_t>(got)))
+            throw systemError(m_path, QStringLiteral("written"), errno);
         offset += got;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <movietools/files/descriptor_p.h>
 #include <movietools/files/outputfile.h>
 
 #include <QByteArray>
@@ -13,9 +14,6 @@ namespace zd::movietools {
 class PlainOutput {
 public:
     PlainOutput(const QString& path, bool replace, const QStringList& inputs);
-    PlainOutput(const PlainOutput&) = delete;
-    PlainOutput& operator=(const PlainOutput&) = delete;
-    ~PlainOutput();
 
     const QString& path() const { return m_file.path(); } ///< as the caller named it
     void requireRoom(std::uint64_t bytes) const { m_file.requireRoom(bytes); }
@@ -28,7 +26,7 @@ public:
 
 private:
     OutputFile m_file;
-    int m_fd = -1;
+    Descriptor m_descriptor;
     std::uint64_t m_written = 0;
 };
 

@@ -16,13 +16,7 @@ FrameConverter::FrameConverter(const PageFormat& source, const SampleColors& col
         return;
     m_format.type = ZD_RGB;
     m_result.resize(m_format.frameBytes());
-    withSampleType(source.type, [&]<typename Sample>(Sample) {
-        if constexpr (sizeof(Sample) <= 2) {
-            using Bits = std::make_unsigned_t<Sample>;
-            for (int bits = 0; bits <= std::numeric_limits<Bits>::max(); ++bits)
-                m_table.push_back(colors.at(static_cast<Sample>(static_cast<Bits>(bits))));
-        }
-    });
+    m_table = colors.table(source.type);
 }
 
 FrameConverter::FrameConverter(const PageFormat& source, SampleRange range, int bits)

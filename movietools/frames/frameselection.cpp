@@ -1,6 +1,7 @@
 #include <movietools/frames/frameselection.h>
 
 #include <movietools/job/framevalues.h>
+#include <movietools/job/timetext.h>
 
 #include <QStringList>
 

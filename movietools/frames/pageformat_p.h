@@ -2,6 +2,8 @@
 
 #include <libdataio/pixeltypes.h>
 
+#include <QString>
+
 #include <cstdint>
 #include <limits>
 
@@ -20,5 +22,11 @@ struct PageFormat {
     std::uint64_t frameBytes() const;
     friend bool operator==(const PageFormat&, const PageFormat&) = default;
 };
+
+/// "640 x 480, 16-bit unsigned, white is zero".
+QString formatText(const PageFormat& format);
+
+/// Whether samples of two types are the same: types of one kind and length are.
+bool haveSameSamples(ZDImagePixelType a, ZDImagePixelType b);
 
 } // namespace zd::movietools

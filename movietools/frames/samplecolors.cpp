@@ -1,11 +1,14 @@
 #include <movietools/frames/samplecolors.h>
 
 #include <common/zdpalette.h>
+#include <movietools/frames/samplevalues_p.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <type_traits>
 
 namespace zd::movietools {
 
@@ -96,6 +99,19 @@ QRgb SampleColors::at(double value) const
     // The quotient of an infinite range is no number.
     const double step = t >= 0 ? t * static_cast<double>(m_ramp.size() - 1) : 0;
     return m_ramp[static_cast<std::size_t>(std::lround(step))];
+}
+
+std::vector<QRgb> SampleColors::table(ZDImagePixelType type) const
+{
+    std::vector<QRgb> table;
+    withSampleType(type, [&]<typename Sample>(Sample) {
+        if constexpr (sizeof(Sample) <= 2) {
+            using Bits = std::make_unsigned_t<Sample>;
+            for (int bits = 0; bits <= std::numeric_limits<Bits>::max(); ++bits)
+                table.push_back(at(static_cast<Sample>(static_cast<Bits>(bits))));
+        }
+    });
+    return table;
 }
 
 } // namespace zd::movietools

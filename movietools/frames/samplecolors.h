@@ -1,5 +1,7 @@
 #pragma once
 
+#include <libdataio/pixeltypes.h>
+
 #include <QRgb>
 
 #include <vector>
@@ -23,6 +25,8 @@ public:
 
     /// The colour of a value; that of values below the range for what is no number.
     QRgb at(double value) const;
+    /// The colour of every bit pattern of a type of 8 or 16 bits; nothing for wider types.
+    std::vector<QRgb> table(ZDImagePixelType type) const;
     bool areGrey() const { return m_grey; }
 
 private:

@@ -3,7 +3,6 @@
 #include <movietools/job/joberror.h>
 
 #include <QFile>
-#include <QRegularExpression>
 
 #include <cerrno>
 #include <cmath>
@@ -49,26 +48,6 @@ void forEachNumber(const QString& path, Take take)
 std::int64_t microseconds(const timeval& time)
 {
     return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_usec;
-}
-
-std::optional<std::int64_t> parseDuration(const QString& text)
-{
-    static const QRegularExpression form(QStringLiteral("^(-?[0-9.]+)(us|ms|s|min|h|)$"));
-    const QRegularExpressionMatch match = form.match(text);
-    bool isNumber = false;
-    double value = match.captured(1).toDouble(&isNumber);
-    if (!isNumber)
-        return std::nullopt;
-    const QString unit = match.captured(2);
-    if (unit == QLatin1StringView("ms"))
-        value *= 1e3;
-    else if (unit == QLatin1StringView("min"))
-        value *= 60e6;
-    else if (unit == QLatin1StringView("h"))
-        value *= 3600e6;
-    else if (unit != QLatin1StringView("us"))
-        value *= 1e6;
-    return std::fabs(value) < 3e16 ? std::optional<std::int64_t>(std::llround(value)) : std::nullopt;
 }
 
 std::optional<timeval> timeAfter(const timeval& start, double seconds)

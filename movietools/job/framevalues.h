@@ -22,10 +22,6 @@ std::vector<float> readLaserPowers(const QString& path);
 /// Microseconds since 1970. Stored microseconds beyond a second carry over.
 std::int64_t microseconds(const timeval& time);
 
-/// Microseconds of a length of time: "1.5s", "250ms", "-2" (seconds); units are us, ms, s, min and h. Nothing for text of
-/// another form and for more than a thousand years.
-std::optional<std::int64_t> parseDuration(const QString& text);
-
 /// The time `seconds` after `start`, to the nearest microsecond; nothing when a movie cannot hold it.
 std::optional<timeval> timeAfter(const timeval& start, double seconds);
 

@@ -75,4 +75,24 @@ std::optional<timeval> parseTime(const QString& text)
     return timeOfMicroseconds(date.toSecsSinceEpoch() * microsecondsPerSecond + std::llround(rest * 1e6));
 }
 
+std::optional<std::int64_t> parseDuration(const QString& text)
+{
+    static const QRegularExpression form(QStringLiteral("^(-?[0-9.]+)(us|ms|s|min|h|)$"));
+    const QRegularExpressionMatch match = form.match(text);
+    bool isNumber = false;
+    double value = match.captured(1).toDouble(&isNumber);
+    if (!isNumber)
+        return std::nullopt;
+    const QString unit = match.captured(2);
+    if (unit == QLatin1StringView("ms"))
+        value *= 1e3;
+    else if (unit == QLatin1StringView("min"))
+        value *= 60e6;
+    else if (unit == QLatin1StringView("h"))
+        value *= 3600e6;
+    else if (unit != QLatin1StringView("us"))
+        value *= 1e6;
+    return std::fabs(value) < 3e16 ? std::optional<std::int64_t>(std::llround(value)) : std::nullopt;
+}
+
 } // namespace zd::movietools

@@ -1,24 +1,18 @@
 #include <movietools/movie/chosenframes_p.h>
 
 #include <common/iofileexception.h>
-#include <movietools/files/bytesource.h>
 #include <movietools/frames/framelayout.h>
 #include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/movieedit.h>
 #include <movietools/movie/movieindex.h>
 
-#include <QtEndian>
-
 namespace zd::movietools {
 
 ChosenFrames::ChosenFrames(const QString& path, const FrameSelection& selection) : m_path(path)
 {
     openMovie(m_movie, path);
-    m_info = readMovieInfo(path);
-    m_records = recordsOf(m_info, ZD_FRAME_CHUNK);
-    if (m_records.size() != static_cast<std::size_t>(m_movie.nbFrames()))
-        refuse(m_path, QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
+    m_records = recordsOf(m_movie.index(), ZD_FRAME_CHUNK);
     readFormat();
     QString problem;
     m_frames = selection.resolve(static_cast<unsigned>(m_movie.nbFrames()), m_movie.getFrameTimer(), problem);
@@ -57,28 +51,13 @@ MovieDescription ChosenFrames::describe(bool withFiberCenters)
 // As they were given to the writer: the reader's own positions are rounded once more.
 std::vector<float> ChosenFrames::readFiberCenters()
 {
-    std::vector<float> centers;
+    std::vector<std::uint32_t> words;
     try {
-        m_movie.getRasterFiberContinuousIndexes(centers, ImageReader::NoFiberFiltering);
+        m_movie.getFiberWords(words);
     } catch (const IOFileException& failure) {
         throw jobError(failure, m_path);
     }
-    if (centers.empty())
-        return centers;
-    const ChunkRecord& record = recordsOf(m_info, ZD_FIBER_CENTERS_CHUNK).front();
-    const QByteArray words =
-        FileBytes(m_path).bytes(std::int64_t{record.offset} + layout::headerBytes,
-                                static_cast<std::int64_t>(centers.size()) * layout::fiberWordBytes);
-    if (static_cast<std::size_t>(words.size()) != centers.size() * std::size_t{layout::fiberWordBytes})
-        refuse(m_path, QStringLiteral("changed while it was read"), QStringLiteral("wait until it is complete"));
-    const bool isTurned = layout::needsSwapping(m_movie.endian());
-    for (std::size_t i = 0; i < centers.size(); ++i) {
-        const char* at = words.constData() + i * std::size_t{layout::fiberWordBytes};
-        const auto word = isTurned ? qFromBigEndian<quint32>(at) : qFromLittleEndian<quint32>(at);
-        const std::uint32_t extent = i % 2 == 0 ? m_format.width : m_format.height;
-        centers[i] = layout::decodeFiberWord(word, static_cast<int>(extent));
-    }
-    return centers;
+    return layout::decodeFiberCenters(words, static_cast<int>(m_format.width), static_cast<int>(m_format.height));
 }
 
 const void* ChosenFrames::read(unsigned frame)

@@ -41,7 +41,6 @@ private:
 
     QString m_path;
     ImageReader m_movie;
-    ChunkInfo m_info;
     std::vector<ChunkRecord> m_records;
     PageFormat m_format;
     std::vector<unsigned> m_frames;

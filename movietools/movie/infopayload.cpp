@@ -12,6 +12,7 @@ namespace {
 
 constexpr std::int64_t countBytes = layout::indexCountBytes;
 constexpr std::int64_t recordBytes = layout::indexRecordBytes;
+constexpr std::int64_t wordBytes = recordBytes / 3; // type, offset, length
 
 std::uint32_t wordAt(const QByteArray& bytes, std::int64_t offset)
 {
@@ -25,7 +26,8 @@ InfoPayload withRecords(const QByteArray& payload, std::int64_t records)
     info.holdsDeclaredRecords = countBytes + info.declaredRecords * recordBytes <= payload.size();
     info.entries.reserve(static_cast<std::size_t>(records));
     for (std::int64_t at = countBytes; at < countBytes + records * recordBytes; at += recordBytes)
-        info.entries.push_back({wordAt(payload, at), wordAt(payload, at + 4), wordAt(payload, at + 8)});
+        info.entries.push_back(
+            {wordAt(payload, at), wordAt(payload, at + wordBytes), wordAt(payload, at + 2 * wordBytes)});
     info.textOffset = countBytes + records * recordBytes;
     info.text = payload.mid(info.textOffset);
     return info;

@@ -5,8 +5,6 @@
 #include <movietools/frames/sampletype.h>
 #include <movietools/movie/attributerules.h>
 
-#include <QtEndian>
-
 #include <algorithm>
 
 namespace zd::movietools {
@@ -73,17 +71,6 @@ void applyDescription(const MovieDescription& description, ImageWriter& movie)
             header.set(name, value.text());
     if (!description.fiberCenters.empty())
         movie.addRasterFiberContinuousIndexes(description.fiberCenters);
-}
-
-QByteArray fiberCenterPayload(const std::vector<float>& centers, int width, int height)
-{
-    QByteArray words;
-    for (std::size_t i = 0; i < centers.size(); ++i) {
-        char word[layout::fiberWordBytes];
-        qToLittleEndian(layout::encodeFiberWord(centers[i], i % 2 == 0 ? width : height), word);
-        words.append(word, sizeof word);
-    }
-    return words;
 }
 
 } // namespace zd::movietools

@@ -3,8 +3,6 @@
 #include <libdataio/attributechunk.h>
 #include <libdataio/frametimer.h>
 
-#include <QByteArray>
-
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -33,8 +31,5 @@ bool hasLaserPowers(const MovieDescription& description);
 /// Hands attributes and fibre centres to an open movie of which size and type are set. The attributes that describe its
 /// frames stay, but the pixel type's words become those of the description when they mean the same samples.
 void applyDescription(const MovieDescription& description, ImageWriter& movie);
-
-/// The payload of a fibre-centre chunk that holds these centres, in a movie of that frame size.
-QByteArray fiberCenterPayload(const std::vector<float>& centers, int width, int height);
 
 } // namespace zd::movietools

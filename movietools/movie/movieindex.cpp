@@ -25,11 +25,11 @@ ChunkInfo readMovieInfo(const QString& path)
     return info;
 }
 
-const std::vector<ChunkRecord>& recordsOf(const ChunkInfo& info, int type)
+const std::vector<ChunkRecord>& recordsOf(const ChunkIndex& index, int type)
 {
     static const std::vector<ChunkRecord> none;
-    const auto found = info.find(type);
-    return found == info.end() ? none : found->second;
+    const auto found = index.find(type);
+    return found == index.end() ? none : found->second;
 }
 
 } // namespace zd::movietools

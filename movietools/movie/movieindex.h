@@ -12,6 +12,6 @@ namespace zd::movietools {
 ChunkInfo readMovieInfo(const QString& path);
 
 /// The records of one chunk type, in frame order for frames; empty when the index lists none.
-const std::vector<ChunkRecord>& recordsOf(const ChunkInfo& info, int type);
+const std::vector<ChunkRecord>& recordsOf(const ChunkIndex& index, int type);
 
 } // namespace zd::movietools

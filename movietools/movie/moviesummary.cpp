@@ -73,6 +73,9 @@ void summarizeMovie(ImageReader& movie, MovieSummary& summary)
     summarizeLaserPowers(movie, summary);
     summarizePalette(movie, summary);
     listAttributes(movie.attributeChunk(), summary);
+    const std::vector<ChunkRecord>& centers = recordsOf(movie.index(), ZD_FIBER_CENTERS_CHUNK);
+    if (!centers.empty())
+        summary.fibers = centers.front().length / (2 * layout::fiberWordBytes);
 }
 
 } // namespace
@@ -103,10 +106,6 @@ MovieSummary summarize(const QString& path)
     } catch (const IOFileException& report) {
         throw jobError(report, path);
     }
-    const ChunkInfo info = readMovieInfo(path);
-    const std::vector<ChunkRecord>& centers = recordsOf(info, ZD_FIBER_CENTERS_CHUNK);
-    if (!centers.empty())
-        summary.fibers = centers.front().length / (2 * layout::fiberWordBytes);
     return summary;
 }
 

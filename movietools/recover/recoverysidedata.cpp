@@ -3,7 +3,6 @@
 #include <libdataio/chunkinfo.h>
 #include <libdataio/frametimer.h>
 #include <libdataio/imagefilelayout.h>
-#include <movietools/movie/moviedescription.h>
 
 #include <algorithm>
 
@@ -181,7 +180,7 @@ void SideDataRecovery::recoverFibers()
     if (m_log.fiberCenters.empty() || !m_header.get(layout::key::width, width) ||
         !m_header.get(layout::key::height, height))
         return;
-    m_result.fibers = fiberCenterPayload(m_log.fiberCenters, width, height);
+    m_result.fibers = layout::encodeFiberCenters(m_log.fiberCenters, width, height);
 }
 
 } // namespace

@@ -14,6 +14,10 @@ namespace zd::tool {
 
 namespace {
 
+// The exit codes of this command, as those of other programs that compare.
+constexpr ExitCode different{1};
+constexpr ExitCode trouble{2};
+
 using movietools::DifferingSample;
 using movietools::MovieDifferences;
 using movietools::ValueDifferences;
@@ -173,7 +177,7 @@ ExitCode runDiff(const DiffArguments& arguments)
         printJson(QStringLiteral("vqf.diff"), 1, json(a, b, differences));
     else
         tellDifferences(a, b, differences);
-    return differences.none() ? ExitCode::Done : ExitCode::Different;
+    return differences.none() ? ExitCode::Done : different;
 }
 
 } // namespace
@@ -186,7 +190,7 @@ Command addDiffCommand(const Syntax& program)
     syntax.option("B", arguments->b, "Another one").required();
     syntax.flag("--json", arguments->json, "One JSON object");
     syntax.footer(notes);
-    return {syntax, [arguments] { return runDiff(*arguments); }, ExitCode::Trouble};
+    return {syntax, [arguments] { return runDiff(*arguments); }, trouble};
 }
 
 } // namespace zd::tool

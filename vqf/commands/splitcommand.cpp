@@ -1,6 +1,6 @@
 #include <vqf/commands/command.h>
 
-#include <movietools/job/framevalues.h>
+#include <movietools/job/timetext.h>
 #include <movietools/splice/moviecut.h>
 #include <vqf/arguments/outputargument.h>
 #include <vqf/console/madetext.h>

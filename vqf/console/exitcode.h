@@ -9,8 +9,6 @@ enum class ExitCode : int {
     WrongUsage = 2,
     SomethingLost = 3, ///< done, but something was lost or damaged
     Interrupted = 130,
-    Different = 1, ///< of diff
-    Trouble = 2,   ///< of diff
 };
 
 } // namespace zd::tool

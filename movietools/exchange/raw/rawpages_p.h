@@ -1,6 +1,7 @@
 #pragma once
 
 #include <movietools/exchange/framepages_p.h>
+#include <movietools/files/bytesource.h>
 
 #include <cstdint>
 
@@ -13,7 +14,6 @@ public:
     RawPages(const QString& path, const RawLayout& layout);
     /// A NumPy file.
     explicit RawPages(const QString& path);
-    ~RawPages() override;
 
     const QString& path() const override { return m_path; }
     unsigned page() const override { return m_page + 1; }
@@ -22,13 +22,11 @@ public:
     void readPixels(char* pixels) override;
 
 private:
-    void open();
     void checkLength();
-    std::size_t readAt(char* bytes, std::size_t size, std::uint64_t offset) const;
 
+    FileBytes m_bytes;
     QString m_path;
     RawLayout m_layout;
-    int m_fd = -1;
     unsigned m_page = 0;
 };
 
