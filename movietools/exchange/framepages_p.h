@@ -1,6 +1,6 @@
 #pragma once
 
-#include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/pageformat.h>
 #include <movietools/movie/moviedescription.h>
 
 #include <QString>

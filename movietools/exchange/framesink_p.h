@@ -1,7 +1,7 @@
 #pragma once
 
 #include <movietools/exchange/exportoptions.h>
-#include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/pageformat.h>
 #include <movietools/movie/moviedescription.h>
 
 #include <cstdint>

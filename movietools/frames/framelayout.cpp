@@ -3,6 +3,8 @@
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/pixeltypes.h>
+#include <movietools/frames/sampletype.h>
+#include <movietools/job/joberror.h>
 
 #include <cmath>
 #include <vector>
@@ -162,6 +164,21 @@ ZDImagePixelType sampleType(ImageReader& movie)
         return type;
     const ZDImagePixelType holding = GuessPixelType(ZD_GROUP_UNSIGNED_BITS, bits);
     return bits > 0 && GetPixBits(holding) == 8 * movie.pixBytes() ? holding : ZD_UNKNOWN;
+}
+
+PageFormat frameFormat(ImageReader& movie, const QString& path, const QString& advice)
+{
+    int width = 0;
+    int height = 0;
+    if (!movie.width(width) || !movie.height(height) || width <= 0 || height <= 0)
+        refuse(path, QStringLiteral("does not say how large its frames are"), advice);
+    const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+    if (pixels > layout::largestSizeLimit)
+        refuse(path, QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(width).arg(height), advice);
+    const ZDImagePixelType type = sampleType(movie);
+    if (sampleFormat(type).channels == 0)
+        refuse(path, QStringLiteral("does not say what its pixels are"), advice);
+    return {static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height), type, false};
 }
 
 } // namespace zd::movietools

@@ -2,6 +2,7 @@
 
 #include <libdataio/attributechunk.h>
 #include <libdataio/pixeltypes.h>
+#include <movietools/frames/pageformat.h>
 
 #include <QStringList>
 
@@ -27,5 +28,9 @@ QStringList guessFrameLayout(AttributeChunk& header, std::int64_t bytes);
 /// The type of a movie's samples; sample depths without a type of their own give the type that holds them. `ZD_UNKNOWN`
 /// when the header does not tell.
 ZDImagePixelType sampleType(ImageReader& movie);
+
+/// Size and type of the frames of the movie at `path`, as its header tells. Throws JobError, with that advice, when it does
+/// not, or claims frames larger than any movie.
+PageFormat frameFormat(ImageReader& movie, const QString& path, const QString& advice);
 
 } // namespace zd::movietools

@@ -1,4 +1,4 @@
-#include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/pageformat.h>
 
 #include <movietools/frames/sampletype.h>
 #include <movietools/job/wording.h>

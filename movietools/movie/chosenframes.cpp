@@ -2,7 +2,6 @@
 
 #include <common/iofileexception.h>
 #include <movietools/frames/framelayout.h>
-#include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/movieedit.h>
 #include <movietools/movie/movieindex.h>
@@ -13,31 +12,13 @@ ChosenFrames::ChosenFrames(const QString& path, const FrameSelection& selection)
 {
     openMovie(m_movie, path);
     m_records = recordsOf(m_movie.index(), ZD_FRAME_CHUNK);
-    readFormat();
+    m_format = frameFormat(m_movie, path, QStringLiteral("other programs need frames of a known size and type"));
     QString problem;
     m_frames = selection.resolve(static_cast<unsigned>(m_movie.nbFrames()), m_movie.getFrameTimer(), problem);
     if (m_frames.empty())
         refuse(m_path, problem, QStringLiteral("see the frames with vqf info"));
     m_noted.resize(m_records.size());
     m_missing.resize(m_records.size());
-}
-
-void ChosenFrames::readFormat()
-{
-    const QString advice = QStringLiteral("other programs need frames of a known size and type");
-    int width = 0;
-    int height = 0;
-    if (!m_movie.width(width) || !m_movie.height(height) || width <= 0 || height <= 0)
-        refuse(m_path, QStringLiteral("does not say how large its frames are"), advice);
-    const std::uint64_t pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
-    if (pixels > layout::largestSizeLimit)
-        refuse(m_path, QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(width).arg(height),
-               advice);
-    m_format.width = static_cast<std::uint32_t>(width);
-    m_format.height = static_cast<std::uint32_t>(height);
-    m_format.type = sampleType(m_movie);
-    if (sampleFormat(m_format.type).channels == 0)
-        refuse(m_path, QStringLiteral("does not say what its pixels are"), advice);
 }
 
 MovieDescription ChosenFrames::describe(bool withFiberCenters)

@@ -2,7 +2,7 @@
 
 #include <libdataio/imagereader.h>
 #include <movietools/frames/frameselection.h>
-#include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/pageformat.h>
 #include <movietools/job/lostframe.h>
 #include <movietools/movie/moviedescription.h>
 
@@ -34,7 +34,6 @@ public:
     const std::vector<LostFrame>& lost() const { return m_lost; }
 
 private:
-    void readFormat();
     std::vector<float> readFiberCenters();
     const void* lose(unsigned frame, const QString& reason);
     void note(unsigned frame, const QString& reason);

@@ -2,25 +2,14 @@
 
 #include <libdataio/imagereader.h>
 #include <movietools/frames/framelayout.h>
-#include <movietools/job/joberror.h>
 
 namespace zd::python {
 
 FrameFormat frameFormat(ImageReader& movie, const QString& path)
 {
-    FrameFormat format;
-    if (!movie.width(format.width) || !movie.height(format.height) || format.width <= 0 || format.height <= 0)
-        movietools::refuse(path, QStringLiteral("does not say how large its frames are"), {});
-    const std::int64_t pixels = std::int64_t{format.width} * format.height;
-    if (pixels > static_cast<std::int64_t>(layout::largestSizeLimit))
-        movietools::refuse(
-            path,
-            QStringLiteral("claims frames of %1 x %2, larger than any movie").arg(format.width).arg(format.height), {});
-    format.type = movietools::sampleType(movie);
-    if (GetPixBits(format.type) == 0)
-        movietools::refuse(path, QStringLiteral("does not say what its pixels are"), {});
-    format.swapped = layout::needsSwapping(movie.endian());
-    return format;
+    const movietools::PageFormat format = movietools::frameFormat(movie, path, {});
+    return {static_cast<int>(format.width), static_cast<int>(format.height), format.type,
+            layout::needsSwapping(movie.endian())};
 }
 
 std::vector<std::int64_t> heldTimes(ImageReader& movie)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <movietools/exchange/tiff/tifffile_p.h>
-#include <movietools/frames/pageformat_p.h>
+#include <movietools/frames/pageformat.h>
 #include <movietools/frames/sampletype.h>
 
 #include <QByteArray>
