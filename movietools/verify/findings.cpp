@@ -10,6 +10,12 @@ void Findings::add(Finding finding)
         m_list.push_back(std::move(finding));
 }
 
+void Findings::add(const char* name, Severity severity, std::int64_t offset, const QString& expected,
+                   const QString& found, const char* advice)
+{
+    add({QString::fromLatin1(name), severity, offset, expected, found, QString::fromLatin1(advice)});
+}
+
 bool Findings::has(Severity severity) const
 {
     return std::any_of(m_list.begin(), m_list.end(),

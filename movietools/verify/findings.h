@@ -34,6 +34,8 @@ public:
     static constexpr std::uint64_t mostOfOneName = 100;
 
     void add(Finding finding);
+    void add(const char* name, Severity severity, std::int64_t offset, const QString& expected, const QString& found,
+             const char* advice);
 
     const std::vector<Finding>& list() const { return m_list; }
     /// How many there were of a name, kept or not.

@@ -66,8 +66,8 @@ void checkLeftovers(const QString& path, Findings& findings)
     const RecordingRemains remains = RecordingRemains::of(path);
     const auto add = [&](bool found, const char* name, const char* what, const char* advice) {
         if (found)
-            findings.add({QString::fromLatin1(name), Severity::Note, Finding::nowhere, QStringLiteral("nothing"),
-                          QString::fromLatin1(what), QString::fromLatin1(advice)});
+            findings.add(name, Severity::Note, Finding::nowhere, QStringLiteral("nothing"), QString::fromLatin1(what),
+                         advice);
     };
     add(remains.editGoesOn, "edit-going-on", "an edit that another program has begun", "verify again when it is done");
     add(remains.hasJournal && !remains.editGoesOn, "left-over-journal", "the journal of an edit beside the movie",

@@ -66,7 +66,7 @@ void HeaderCheck::run()
 void HeaderCheck::add(const char* name, Severity severity, const QString& expected, const QString& found,
                       const char* advice, std::int64_t offset)
 {
-    m_findings.add({QString::fromLatin1(name), severity, offset, expected, found, QString::fromLatin1(advice)});
+    m_findings.add(name, severity, offset, expected, found, advice);
 }
 
 QString HeaderCheck::valueText(const QString& name) const

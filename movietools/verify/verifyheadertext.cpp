@@ -63,8 +63,7 @@ void HeaderTextCheck::run()
 void HeaderTextCheck::add(const char* name, Severity severity, qsizetype at, const QString& expected,
                           const QByteArray& found, const char* advice)
 {
-    m_findings.add(
-        {QString::fromLatin1(name), severity, m_offset + at, expected, quoted(found), QString::fromLatin1(advice)});
+    m_findings.add(name, severity, m_offset + at, expected, quoted(found), advice);
 }
 
 void HeaderTextCheck::checkLine(qsizetype begin, const QByteArray& line)

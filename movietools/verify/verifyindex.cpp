@@ -58,7 +58,7 @@ void IndexCheck::run()
 void IndexCheck::add(const char* name, Severity severity, std::int64_t offset, const QString& expected,
                      const QString& found, const char* advice)
 {
-    m_findings.add({QString::fromLatin1(name), severity, offset, expected, found, QString::fromLatin1(advice)});
+    m_findings.add(name, severity, offset, expected, found, advice);
 }
 
 std::int64_t IndexCheck::recordOffset(std::size_t record) const

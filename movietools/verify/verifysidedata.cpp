@@ -24,8 +24,6 @@ public:
     void run();
 
 private:
-    void add(const char* name, Severity severity, std::int64_t offset, const QString& expected, const QString& found,
-             const char* advice);
     void checkTimes();
     void checkTimeCount(std::int64_t times, std::int64_t offset);
     void checkTimeValues(const FrameTimer& times, std::int64_t offset);
@@ -44,12 +42,6 @@ void SideDataCheck::run()
     checkFibers();
 }
 
-void SideDataCheck::add(const char* name, Severity severity, std::int64_t offset, const QString& expected,
-                        const QString& found, const char* advice)
-{
-    m_findings.add({QString::fromLatin1(name), severity, offset, expected, found, QString::fromLatin1(advice)});
-}
-
 void SideDataCheck::checkTimes()
 {
     FrameTimer times;
@@ -59,9 +51,9 @@ void SideDataCheck::checkTimes()
         info.merge(m_movie.header);
         int hasTimes = 0;
         if (!times.readFromChunkInfo(info) && info.get(key::frameTimer, hasTimes))
-            add("times-incomplete", Severity::Warning, Finding::nowhere,
-                QStringLiteral("microseconds for every frame_timer attribute of seconds"),
-                QStringLiteral("none after time %1").arg(times.size()), "later frames have no time");
+            m_findings.add("times-incomplete", Severity::Warning, Finding::nowhere,
+                           QStringLiteral("microseconds for every frame_timer attribute of seconds"),
+                           QStringLiteral("none after time %1").arg(times.size()), "later frames have no time");
         if (hasTimes != 0)
             checkTimeCount(static_cast<std::int64_t>(times.size()), Finding::nowhere);
         checkTimeValues(times, Finding::nowhere);
@@ -69,8 +61,8 @@ void SideDataCheck::checkTimes()
     }
     const QByteArray payload = m_movie.bytes.bytes(chunk->payload(), chunk->size);
     if (!times.readFromRawBuffer(payload.constData(), static_cast<unsigned int>(payload.size()))) {
-        add("times-length", Severity::Warning, chunk->offset, QStringLiteral("8 bytes for each time"),
-            QStringLiteral("%1 bytes").arg(chunk->size), "readers find no times");
+        m_findings.add("times-length", Severity::Warning, chunk->offset, QStringLiteral("8 bytes for each time"),
+                       QStringLiteral("%1 bytes").arg(chunk->size), "readers find no times");
         return;
     }
     checkTimeCount(static_cast<std::int64_t>(times.size()), chunk->offset);
@@ -82,9 +74,9 @@ void SideDataCheck::checkTimeCount(std::int64_t times, std::int64_t offset)
 {
     if (times == m_frames)
         return;
-    add("times-count", times < m_frames ? Severity::Note : Severity::Warning, offset,
-        QStringLiteral("%1 times, one for each frame").arg(m_frames), QStringLiteral("%1").arg(times),
-        times < m_frames ? "the last frames have no time" : "a time may stand beside the wrong frame");
+    m_findings.add("times-count", times < m_frames ? Severity::Note : Severity::Warning, offset,
+                   QStringLiteral("%1 times, one for each frame").arg(m_frames), QStringLiteral("%1").arg(times),
+                   times < m_frames ? "the last frames have no time" : "a time may stand beside the wrong frame");
 }
 
 void SideDataCheck::checkTimeValues(const FrameTimer& times, std::int64_t offset)
@@ -97,25 +89,26 @@ void SideDataCheck::checkTimeValues(const FrameTimer& times, std::int64_t offset
     };
     const auto unsorted = std::is_sorted_until(times.begin(), times.end());
     if (unsorted != times.end())
-        add("times-order", Severity::Warning, offsetOf(unsorted),
-            QStringLiteral("not before %1").arg(textOf(*(unsorted - 1))), textOf(*unsorted),
-            "compare the times with another copy");
+        m_findings.add("times-order", Severity::Warning, offsetOf(unsorted),
+                       QStringLiteral("not before %1").arg(textOf(*(unsorted - 1))), textOf(*unsorted),
+                       "compare the times with another copy");
     constexpr std::int32_t microsecondsOfSecond = 1'000'000;
     const auto invalid = std::find_if(times.begin(), times.end(), [](const timeval& time) {
         return time.tv_usec < 0 || time.tv_usec >= microsecondsOfSecond;
     });
     if (invalid != times.end())
-        add("times-microseconds", Severity::Warning, offsetOf(invalid), QStringLiteral("0 to 999999 microseconds"),
-            textOf(*invalid), "compare the times with another copy");
+        m_findings.add("times-microseconds", Severity::Warning, offsetOf(invalid),
+                       QStringLiteral("0 to 999999 microseconds"), textOf(*invalid),
+                       "compare the times with another copy");
 }
 
 void SideDataCheck::checkLaserPowers()
 {
     const WalkedPiece* chunk = m_movie.lastOf(ZD_LASER_POWER_CHUNK);
     if (chunk && chunk->size != m_frames * layout::laserPowerBytes)
-        add("laser-powers-count", Severity::Warning, chunk->offset,
-            QStringLiteral("%1 laser powers, one for each frame").arg(m_frames), QStringLiteral("%1").arg(chunk->size),
-            "readers ignore them all");
+        m_findings.add("laser-powers-count", Severity::Warning, chunk->offset,
+                       QStringLiteral("%1 laser powers, one for each frame").arg(m_frames),
+                       QStringLiteral("%1").arg(chunk->size), "readers ignore them all");
 }
 
 void SideDataCheck::checkFibers()
@@ -124,12 +117,14 @@ void SideDataCheck::checkFibers()
     if (!chunk)
         return;
     if (chunk->size % (2 * layout::fiberWordBytes) != 0)
-        add("fibers-odd", Severity::Warning, chunk->offset, QStringLiteral("two 4-byte words for each fibre"),
-            QStringLiteral("%1 bytes").arg(chunk->size), "readers ignore what is left over");
+        m_findings.add("fibers-odd", Severity::Warning, chunk->offset,
+                       QStringLiteral("two 4-byte words for each fibre"), QStringLiteral("%1 bytes").arg(chunk->size),
+                       "readers ignore what is left over");
     int extent = 0;
     if (!m_movie.header.get(key::width, extent) || !m_movie.header.get(key::height, extent))
-        add("fibers-without-frame-size", Severity::Warning, chunk->offset, QStringLiteral("width and height"),
-            QStringLiteral("not both"), "fibre centres are fractions of the frame: set width and height");
+        m_findings.add("fibers-without-frame-size", Severity::Warning, chunk->offset,
+                       QStringLiteral("width and height"), QStringLiteral("not both"),
+                       "fibre centres are fractions of the frame: set width and height");
 }
 
 /// Compares what the movie holds with its own checksums.
