@@ -47,6 +47,7 @@ void ImageReader::Private::forget()
     header.clear();
     frameTimer.clear();
     laserPowers.clear();
+    lacksSideData = false;
     frameCount = 0;
     frame.clear();
 }
@@ -149,18 +150,26 @@ void ImageReader::_reportMissingInfo(const LocationInfo& location) const
 
 void ImageReader::_loadFrameTimerChunk()
 {
-    if (!_seekChunk(ZD_FRAME_TIMER_CHUNK, 0))
-        return;
-    const std::unique_ptr<PayloadReader> times = m_d->file.nextPayload(ZD_FRAME_TIMER_CHUNK);
+    std::unique_ptr<PayloadReader> times;
+    if (_seekChunk(ZD_FRAME_TIMER_CHUNK, 0))
+        times = m_d->file.nextPayload(ZD_FRAME_TIMER_CHUNK);
+    bool isCutShort = times == nullptr;
     if (times)
-        m_d->frameTimer.readFromRawBuffer(
-            static_cast<unsigned int>(times->left()),
-            [&times](void* target, std::size_t size) { return times->next(target, size); });
+        m_d->frameTimer.readFromRawBuffer(static_cast<unsigned int>(times->left()),
+                                          [&times, &isCutShort](void* target, std::size_t size) {
+                                              isCutShort = !times->next(target, size);
+                                              return !isCutShort;
+                                          });
+    m_d->lacksSideData = m_d->lacksSideData || isCutShort;
 }
 
 void ImageReader::_loadLaserPowerChunk()
 {
-    if (!_readChunk(ZD_LASER_POWER_CHUNK, 0) || m_d->file.chunkSize() != m_d->frameCount)
+    if (!_readChunk(ZD_LASER_POWER_CHUNK, 0)) {
+        m_d->lacksSideData = true;
+        return;
+    }
+    if (m_d->file.chunkSize() != m_d->frameCount)
         return;
     const auto* bytes = static_cast<const std::uint8_t*>(m_d->file.data());
     m_d->laserPowers.assign(bytes, bytes + m_d->frameCount);

@@ -90,6 +90,9 @@ public:
     /// `open` and `reloadHeader` load, empty before, and stays when the file is closed. Nothing in it has been compared with
     /// the file: offsets and lengths may lie beyond its end.
     const ChunkIndex& index() const;
+    /// Whether the movie has times or laser powers that `open` could not read, so that the reader goes without: the index
+    /// lists them and the file does not give them. A program that passes them on asks, lest they be lost unnoticed.
+    bool lacksSideData() const;
     void dumpDebug();
 
     // Attributes in memory; nothing is written to the file.

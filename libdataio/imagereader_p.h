@@ -22,6 +22,7 @@ struct ImageReader::Private {
     MovieHeader header;
     FrameTimer frameTimer;
     std::vector<std::uint8_t> laserPowers; // as stored
+    bool lacksSideData = false;
     std::int32_t frameCount = 0;
     std::int32_t cursor = 0;
     StoredFrame frame;

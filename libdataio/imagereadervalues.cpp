@@ -114,6 +114,11 @@ const ChunkIndex& ImageReader::index() const
     return m_d->header;
 }
 
+bool ImageReader::lacksSideData() const
+{
+    return m_d->lacksSideData;
+}
+
 void ImageReader::dumpDebug()
 {
     m_d->header.dumpDebug();

@@ -7,6 +7,10 @@
 
 #include <QFileInfo>
 
+#include <cerrno>
+
+#include <sys/stat.h>
+
 namespace zd::movietools {
 
 namespace {
@@ -33,12 +37,12 @@ std::unique_ptr<FramePages> openRaw(const QString& path, const std::optional<Sid
     return openRawPages(path, RawLayout{sidecar->format, sidecar->frames, sidecar->offset, false});
 }
 
-std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<Sidecar>& sidecar,
+std::unique_ptr<FramePages> openPixels(const QString& path, bool isFolder, const std::optional<Sidecar>& sidecar,
                                        const ImportOptions& options)
 {
     const ZDImagePixelType signedType = sidecar && sidecar->zero != 0 ? sidecar->format.type : ZD_UNKNOWN;
     const std::optional<ExchangeForm> form = formOfFile(path);
-    if (QFileInfo(path).isDir())
+    if (isFolder)
         return openPictures(path, signedType);
     if (options.rawFormat || form == ExchangeForm::Raw || (sidecar && sidecar->form == ExchangeForm::Raw))
         return openRaw(path, sidecar, options);
@@ -52,6 +56,14 @@ std::unique_ptr<FramePages> openPixels(const QString& path, const std::optional<
     if (isVideoName(path))
         return openVideoPages(path, signedType);
     return openTiffPages(path);
+}
+
+bool isFolderAt(const QString& path)
+{
+    struct stat status {};
+    if (::stat(path.toUtf8().constData(), &status) != 0)
+        throw systemError(path, QStringLiteral("read"), errno);
+    return S_ISDIR(status.st_mode);
 }
 
 /// For pixels alone it need not be right.
@@ -70,9 +82,10 @@ std::optional<Sidecar> sidecarAt(const QString& path, const ImportOptions& optio
 
 std::unique_ptr<FramePages> openPages(const QString& path, const ImportOptions& options)
 {
-    const QString sidecarPath = sidecarOf(path, QFileInfo(path).isDir());
+    const bool isFolder = isFolderAt(path);
+    const QString sidecarPath = sidecarOf(path, isFolder);
     const std::optional<Sidecar> sidecar = sidecarAt(sidecarPath, options);
-    std::unique_ptr<FramePages> pages = openPixels(path, sidecar, options);
+    std::unique_ptr<FramePages> pages = openPixels(path, isFolder, sidecar, options);
     if (options.pixelsOnly)
         return pixelsAlone(std::move(pages));
     return sidecar ? describedPages(std::move(pages), *sidecar, sidecarPath) : std::move(pages);

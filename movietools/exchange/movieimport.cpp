@@ -321,6 +321,9 @@ void MovieImport::writeFrames(ImageWriter& writer)
             report(m_progress, m_done);
         } while (pages->next());
     }
+    if (m_done.framesDone != m_done.framesTotal)
+        refuse(m_options.stacks.back(),
+               QStringLiteral("gave %1 of %2 frames").arg(m_done.framesDone).arg(m_done.framesTotal), changedAdvice());
 }
 
 void MovieImport::addFrame(ImageWriter& writer, const char* pixels)

@@ -2,8 +2,6 @@
 
 #include <movietools/job/joberror.h>
 
-#include <QFileInfo>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -41,7 +39,7 @@ QByteArray ByteSource::bytes(std::int64_t offset, std::int64_t size) const
 FileBytes::FileBytes(const QString& path, const QString& advice)
     : m_path(path),
       // A pipe must not make the program wait for somebody at its other end.
-      m_file(::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
+      m_file(Descriptor::openFile(path.toUtf8(), O_RDONLY | O_NONBLOCK | O_NOCTTY))
 {
     if (m_file.get() < 0)
         throw systemError(path, QStringLiteral("read"), errno);
@@ -84,7 +82,10 @@ std::int64_t MemoryBytes::read(std::int64_t offset, char* buffer, std::int64_t s
 
 std::uint64_t lengthOfFile(const QString& path)
 {
-    return static_cast<std::uint64_t>(QFileInfo(path).size());
+    struct stat status {};
+    if (::stat(path.toUtf8().constData(), &status) != 0)
+        throw systemError(path, QStringLiteral("read"), errno);
+    return static_cast<std::uint64_t>(status.st_size);
 }
 
 } // namespace zd::movietools

@@ -59,7 +59,7 @@ private:
     QByteArray m_bytes;
 };
 
-/// The length of the file of that name in bytes; 0 when the system does not tell.
+/// The length of the file of that name in bytes. Throws JobError.
 std::uint64_t lengthOfFile(const QString& path);
 
 } // namespace zd::movietools

@@ -2,9 +2,19 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace zd::movietools {
+
+int Descriptor::openFile(const QByteArray& path, int flags, unsigned mode)
+{
+    for (;;) {
+        const int fd = ::open(path.constData(), flags | O_CLOEXEC, mode);
+        if (fd >= 0 || errno != EINTR)
+            return fd;
+    }
+}
 
 bool Descriptor::writeTo(int fd, const void* data, std::size_t size)
 {

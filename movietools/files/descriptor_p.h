@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QByteArray>
+
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -22,6 +24,8 @@ public:
     /// False, with `errno` set, when the system fails.
     bool close();
 
+    /// What the system's `open` gives, close-on-exec.
+    static int openFile(const QByteArray& path, int flags, unsigned mode = 0);
     /// The same as `write` on a descriptor that somebody else owns.
     static bool writeTo(int fd, const void* data, std::size_t size);
 

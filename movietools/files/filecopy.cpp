@@ -18,7 +18,7 @@ constexpr std::int64_t blockBytes = std::int64_t{1} << 20;
 } // namespace
 
 FileCopy::FileCopy(const QString& workPath, const QString& path)
-    : m_path(path), m_file(::open(workPath.toUtf8().constData(), O_WRONLY | O_CLOEXEC))
+    : m_path(path), m_file(Descriptor::openFile(workPath.toUtf8(), O_WRONLY))
 {
     if (m_file.get() < 0)
         throw systemError(path, QStringLiteral("written"), errno);

@@ -1,6 +1,9 @@
 #include <movietools/files/outputfile.h>
 
 #include <movietools/files/descriptor_p.h>
+#include <movietools/files/renaming_p.h>
+#include <movietools/files/sameowner_p.h>
+#include <movietools/files/workname_p.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/wording.h>
 
@@ -101,7 +104,6 @@ void OutputFile::checkTarget(Existing existing, const QStringList& inputs)
         return;
     }
     m_targetExists = true;
-    m_targetPermissions = status.st_mode & 07777;
     for (const QString& input : inputs) {
         if (isSameFile(input, status))
             refuse(m_path, QStringLiteral("is the input itself"), QStringLiteral("name another output"));
@@ -117,13 +119,14 @@ void OutputFile::openWorkFile(unsigned permissions, Work work)
 {
     if (work == Work::Named || !openUnnamed())
         openNamed();
-    ::fchmod(m_fd, m_targetExists ? m_targetPermissions : permissions & ~processMask());
+    if (!m_targetExists && ::fchmod(m_fd, permissions & ~processMask()) != 0)
+        throw systemError(m_path, QStringLiteral("written"), errno);
 }
 
 // False where the file system has no files without a name, or no way to open them a second time.
 bool OutputFile::openUnnamed()
 {
-    m_fd = ::open(m_folder.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    m_fd = Descriptor::openFile(m_folder, O_TMPFILE | O_RDWR, S_IRUSR | S_IWUSR);
     if (m_fd < 0)
         return false;
     if (isReachedByDescriptor())
@@ -145,17 +148,13 @@ bool OutputFile::isReachedByDescriptor()
 
 void OutputFile::openNamed()
 {
-    QByteArray name = temporaryName();
+    sweepWorkNames(m_folder);
+    QByteArray name = workName(m_folder);
     m_fd = ::mkostemp(name.data(), O_CLOEXEC);
     if (m_fd < 0)
         throw systemError(m_path, QStringLiteral("written"), errno);
     m_temporary = name;
     m_workPath = QString::fromUtf8(name);
-}
-
-QByteArray OutputFile::temporaryName() const
-{
-    return m_folder + "/.vqf-XXXXXX";
 }
 
 void OutputFile::requireRoom(std::uint64_t bytes) const
@@ -169,9 +168,12 @@ void OutputFile::commit()
         sendToStandardOutput();
         return;
     }
-    // The old file goes only when the new one is on the storage device.
-    if (m_targetExists && ::fdatasync(m_fd) != 0)
-        throw systemError(m_path, QStringLiteral("written"), errno);
+    if (m_targetExists) {
+        keepOwnerAndRights(m_fd, m_target, m_path);
+        // The old file goes only when the new one is on the storage device.
+        if (::fdatasync(m_fd) != 0)
+            throw systemError(m_path, QStringLiteral("written"), errno);
+    }
     if (m_temporary.isEmpty())
         nameUnnamedFile();
     else
@@ -182,13 +184,15 @@ void OutputFile::commit()
 void OutputFile::sendToStandardOutput() const
 {
     std::vector<char> block(std::size_t{1} << 20);
-    off_t offset = 0;
-    for (;;) {
+    struct stat status {};
+    if (::fstat(m_fd, &status) != 0)
+        throw systemError(m_path, QStringLiteral("read back"), errno);
+    for (off_t offset = 0; offset < status.st_size;) {
         const ssize_t got = ::pread(m_fd, block.data(), block.size(), offset);
-        if (got < 0)
-            throw systemError(m_path, QStringLiteral("read back"), errno);
-        if (got == 0)
-            return;
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            throw systemError(m_path, QStringLiteral("read back"), got < 0 ? errno : EIO);
         if (!Descriptor::writeTo(STDOUT_FILENO, block.data(), static_cast<std::size_t>(got)))
             throw systemError(m_path, QStringLiteral("written"), errno);
         offset += got;
@@ -204,7 +208,8 @@ void OutputFile::nameUnnamedFile()
         throw systemError(m_path, QStringLiteral("named"), errno);
 
     // A link never replaces a file, a renamed one does. The unused name comes from a file made for it.
-    QByteArray name = temporaryName();
+    sweepWorkNames(m_folder);
+    QByteArray name = workName(m_folder);
     const int placeholder = ::mkostemp(name.data(), O_CLOEXEC);
     if (placeholder < 0)
         throw systemError(m_path, QStringLiteral("named"), errno);
@@ -218,13 +223,9 @@ void OutputFile::nameUnnamedFile()
 
 void OutputFile::takeTarget(const QByteArray& from)
 {
-    if (!m_targetExists) {
-        if (::renameat2(AT_FDCWD, from.constData(), AT_FDCWD, m_target.constData(), RENAME_NOREPLACE) == 0)
-            return;
-        if (errno != EINVAL && errno != ENOSYS)
-            throw systemError(m_path, QStringLiteral("named"), errno);
-    }
-    if (::rename(from.constData(), m_target.constData()) != 0)
+    const bool isNamed =
+        m_targetExists ? ::rename(from.constData(), m_target.constData()) == 0 : renameToFreeName(from, m_target);
+    if (!isNamed)
         throw systemError(m_path, QStringLiteral("named"), errno);
 }
 

@@ -16,15 +16,18 @@ void requireRoom(const QString& path, const QString& place, std::uint64_t bytes)
 /// A file that appears under its name only when it is complete.
 ///
 /// It is written beside its target: without a name where the file system can do that, so that even a killed
-/// program leaves nothing behind, else under a hidden temporary name. `commit` gives it its name; without that,
-/// the destructor removes it. Never copied.
+/// program leaves nothing behind, else under a hidden temporary name (".vqf-...", which the next job that makes such a
+/// name removes when the process is dead). `commit` gives it its name; without that, the destructor removes it. Never
+/// copied.
 ///
 /// The path "-" stands for standard output: the file is made in the folder for temporary files, and `commit` sends it.
 class OutputFile {
 public:
     enum class Existing {
-        Refuse,  ///< a file that exists is an error, also when it appears while this one is written
-        Replace, ///< a regular file that exists is replaced by `commit`, and keeps its permissions
+        Refuse, ///< a file that exists is an error, also when it appears while this one is written
+        /// A regular file that exists is replaced by `commit`: the new one gets its owner, permissions and extended
+        /// attributes. Other names of the old one (hard links) keep the old one.
+        Replace,
     };
     enum class Work {
         Unnamed, ///< without a name where the file system can
@@ -58,7 +61,6 @@ private:
     bool openUnnamed();
     bool isReachedByDescriptor();
     void openNamed();
-    QByteArray temporaryName() const;
     void nameUnnamedFile();
     void sendToStandardOutput() const;
     void takeTarget(const QByteArray& from);
@@ -71,7 +73,6 @@ private:
     int m_fd = -1;
     bool m_isStandardOutput = false;
     bool m_targetExists = false;
-    unsigned m_targetPermissions = 0;
 };
 
 } // namespace zd::movietools

@@ -1,14 +1,15 @@
 #include <movietools/files/outputfolder.h>
 
+#include <movietools/files/descriptor_p.h>
 #include <movietools/files/outputfile.h>
+#include <movietools/files/renaming_p.h>
+#include <movietools/files/workname_p.h>
 #include <movietools/job/joberror.h>
 
 #include <QDir>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -18,16 +19,6 @@
 namespace zd::movietools {
 
 namespace {
-
-// What was exported before, and nothing of anybody else's.
-bool isExported(const QString& folder)
-{
-    static const QRegularExpression names(QStringLiteral("^(frame-\\d+\\.(png|tif)|movie\\.json)$"));
-    const QStringList entries =
-        QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    return std::all_of(entries.begin(), entries.end(),
-                       [](const QString& name) { return names.match(name).hasMatch(); });
-}
 
 mode_t folderPermissions()
 {
@@ -41,33 +32,39 @@ mode_t folderPermissions()
 OutputFolder::OutputFolder(const QString& path, bool replace) : m_path(path)
 {
     checkTarget(replace);
-    QByteArray name = (QFileInfo(QDir::cleanPath(path)).path() + QStringLiteral("/.vqf-XXXXXX")).toUtf8();
+    const QByteArray parent = QFileInfo(QDir::cleanPath(path)).path().toUtf8();
+    sweepWorkNames(parent);
+    QByteArray name = workName(parent);
     if (::mkdtemp(name.data()) == nullptr)
         throw systemError(m_path, QStringLiteral("made"), errno);
     m_workPath = QString::fromUtf8(name);
-    ::chmod(name.constData(), folderPermissions());
+    if (::chmod(name.constData(), folderPermissions()) != 0)
+        throw systemError(m_path, QStringLiteral("made"), errno);
 }
 
 OutputFolder::~OutputFolder()
 {
     if (!m_workPath.isEmpty())
-        QDir(m_workPath).removeRecursively();
+        removeExport(m_workPath.toUtf8());
 }
 
 void OutputFolder::checkTarget(bool replace)
 {
-    const QFileInfo target(m_path);
-    if (QDir::cleanPath(m_path).isEmpty() || m_path.contains(QChar(0)))
+    const QByteArray target = QDir::cleanPath(m_path).toUtf8();
+    if (target.isEmpty() || target.contains('\0'))
         refuse(m_path, QStringLiteral("is no name for a folder"), QStringLiteral("name the output"));
-    m_targetExists = target.exists() || target.isSymLink();
+    struct stat status {};
+    m_targetExists = ::lstat(target.constData(), &status) == 0;
+    if (!m_targetExists && errno != ENOENT)
+        throw systemError(m_path, QStringLiteral("written"), errno);
     if (!m_targetExists)
         return;
-    if (!target.isDir() || target.isSymLink())
+    if (!S_ISDIR(status.st_mode))
         refuse(m_path, QStringLiteral("is no folder"), QStringLiteral("name another output"));
     if (!replace)
         refuse(m_path, QStringLiteral("exists already"),
                QStringLiteral("name another output, or add --force to replace it"));
-    if (!isExported(m_path))
+    if (!holdsExportAlone(m_path))
         refuse(m_path, QStringLiteral("holds files that no export wrote"),
                QStringLiteral("name another output: these files would be lost"));
 }
@@ -81,11 +78,26 @@ void OutputFolder::commit()
 {
     const QByteArray work = m_workPath.toUtf8();
     const QByteArray target = QDir::cleanPath(m_path).toUtf8();
-    const unsigned how = m_targetExists ? RENAME_EXCHANGE : RENAME_NOREPLACE;
-    if (::renameat2(AT_FDCWD, work.constData(), AT_FDCWD, target.constData(), how) != 0)
+    if (m_targetExists)
+        replaceTarget(work, target);
+    else if (!renameToFreeName(work, target))
         throw systemError(m_path, QStringLiteral("named"), errno);
-    if (!m_targetExists)
-        m_workPath.clear(); // else it is now the old folder's name
+    m_workPath.clear();
+}
+
+// The old pictures go only when the new ones are on the storage device.
+void OutputFolder::replaceTarget(const QByteArray& work, const QByteArray& target)
+{
+    const Descriptor folder(Descriptor::openFile(work, O_RDONLY | O_DIRECTORY));
+    if (folder.get() < 0 || ::syncfs(folder.get()) != 0)
+        throw systemError(m_path, QStringLiteral("written"), errno);
+    if (!exchangeNames(work, target))
+        throw systemError(m_path, QStringLiteral("named"), errno);
+    if (removeExport(work))
+        return;
+    m_workPath.clear();
+    refuse(m_path, QStringLiteral("is the new one, but the old pictures could not all be removed"),
+           QStringLiteral("remove the folder %1").arg(QString::fromUtf8(work)));
 }
 
 } // namespace zd::movietools

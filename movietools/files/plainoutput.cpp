@@ -11,7 +11,7 @@ namespace zd::movietools {
 
 PlainOutput::PlainOutput(const QString& path, bool replace, const QStringList& inputs)
     : m_file(path, replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, inputs),
-      m_descriptor(::open(m_file.workPath().toUtf8().constData(), O_WRONLY | O_CLOEXEC))
+      m_descriptor(Descriptor::openFile(m_file.workPath().toUtf8(), O_WRONLY))
 {
     if (m_descriptor.get() < 0)
         throw systemError(path, QStringLiteral("written"), errno);

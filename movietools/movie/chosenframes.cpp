@@ -38,6 +38,7 @@ std::vector<float> ChosenFrames::readFiberCenters()
     } catch (const IOFileException& failure) {
         throw jobError(failure, m_path);
     }
+    requireFibers(m_movie, m_path, !words.empty());
     return layout::decodeFiberCenters(words, static_cast<int>(m_format.width), static_cast<int>(m_format.height));
 }
 

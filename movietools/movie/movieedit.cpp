@@ -27,7 +27,7 @@ void run(const QString& path, Step step)
 void requireExists(const QString& path)
 {
     ImageReader movie;
-    openMovie(movie, path);
+    openHeader(movie, path);
 }
 
 QString textOf(const AttributeChunk& header)
@@ -64,7 +64,23 @@ void MovieEdit::commit()
 
 void openMovie(ImageReader& movie, const QString& path)
 {
+    openHeader(movie, path);
+    if (movie.lacksSideData())
+        refuse(path, QStringLiteral("has acquisition times or laser powers that cannot be read"),
+               QStringLiteral("try again; if vqf verify finds the movie damaged, vqf recover saves its frames"));
+}
+
+void openHeader(ImageReader& movie, const QString& path)
+{
     run(path, [&] { movie.open(path); });
+}
+
+void requireFibers(const ImageReader& movie, const QString& path, bool wereRead)
+{
+    const std::vector<ChunkRecord>& records = recordsOf(movie.index(), ZD_FIBER_CENTERS_CHUNK);
+    if (!wereRead && !records.empty() && records.front().length >= 2 * layout::fiberWordBytes)
+        refuse(path, QStringLiteral("has fibre centres that cannot be read"),
+               QStringLiteral("try again; vqf verify tells whether the movie is damaged"));
 }
 
 AttributeChunk readHeader(const QString& path)

@@ -32,8 +32,14 @@ private:
     ImageWriter m_writer;
 };
 
-/// Opens a movie for reading.
+/// Opens a movie for reading. Throws JobError, also when it has times or laser powers that cannot
+/// be read.
 void openMovie(ImageReader& movie, const QString& path);
+
+/// The same for jobs that need neither. Throws JobError.
+void openHeader(ImageReader& movie, const QString& path);
+/// Throws JobError when the index lists fibre centres and they were not read.
+void requireFibers(const ImageReader& movie, const QString& path, bool wereRead);
 
 /// The header of a movie.
 AttributeChunk readHeader(const QString& path);

@@ -69,6 +69,7 @@ void summarizeMovie(ImageReader& movie, MovieSummary& summary)
     summary.dataType = movie.dataType();
     summary.comment = movie.getComment();
     summary.specificComment = movie.getSpecificComment();
+    summary.lacksSideData = movie.lacksSideData();
     summarizeTimes(movie.getFrameTimer(), summary);
     summarizeLaserPowers(movie, summary);
     summarizePalette(movie, summary);
@@ -99,13 +100,13 @@ MovieSummary summarize(const QString& path)
 {
     MovieSummary summary;
     summary.path = path;
-    summary.bytes = lengthOfFile(path);
     try {
         ImageReader movie(path);
         summarizeMovie(movie, summary);
     } catch (const IOFileException& report) {
         throw jobError(report, path);
     }
+    summary.bytes = lengthOfFile(path);
     return summary;
 }
 

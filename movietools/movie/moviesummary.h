@@ -31,7 +31,8 @@ struct MovieSummary {
     std::optional<int> bits; ///< of a pixel
     std::optional<timeval> firstTime;
     std::optional<timeval> lastTime;
-    unsigned times = 0; ///< number of frame times, which may differ from the number of frames
+    bool lacksSideData = false; ///< whether the movie has times or laser powers that cannot be read
+    unsigned times = 0;         ///< number of frame times, which may differ from the number of frames
     std::optional<int> frameDelay;
     unsigned knownLaserPowers = 0; ///< number of frames with one
     float lowestLaserPower = 0;    ///< of those

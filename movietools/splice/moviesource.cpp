@@ -89,7 +89,11 @@ std::vector<ChunkExtent> MovieSource::otherChunks() const
 
 QByteArray MovieSource::payload(const ChunkExtent& chunk) const
 {
-    return m_bytes.bytes(chunk.offset() + layout::headerBytes, chunk.record.length);
+    const QByteArray bytes = m_bytes.bytes(chunk.offset() + layout::headerBytes, chunk.record.length);
+    if (bytes.size() != chunk.record.length)
+        refuse(m_path, QStringLiteral("cannot be read whole at byte %1").arg(chunk.offset()),
+               QStringLiteral("try again; vqf verify tells whether the movie is damaged"));
+    return bytes;
 }
 
 std::optional<std::uint32_t> MovieSource::checksum(unsigned frame) const

@@ -110,7 +110,7 @@ Command addAnonymizeCommand(const Syntax& program)
     syntax.flag("--list", arguments->listOnly, "Only list what would go and what would stay");
     addNames(syntax, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
     addNames(syntax, "--remove", arguments->remove, "Another attribute to remove; may be given several times");
-    syntax.flag("--times", arguments->shiftTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
+    syntax.flag("--times,--relative-times", arguments->shiftTimes, "Let the times begin at 1970-01-01 00:00:00 UTC");
     arguments->format.addTo(syntax);
     syntax.footer(notes);
     return {syntax, [arguments] { return runAnonymize(*arguments); }};

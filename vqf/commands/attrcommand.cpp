@@ -1,7 +1,7 @@
 #include <vqf/commands/command.h>
 
 #include <libdataio/imagefilelayout.h>
-#include <movietools/files/outputfile.h>
+#include <movietools/files/plainoutput.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/attributerules.h>
 #include <movietools/movie/movieedit.h>
@@ -143,15 +143,9 @@ ExitCode runExport(const AttrArguments& arguments)
         print(text);
         return ExitCode::Done;
     }
-    using movietools::OutputFile;
-    const QString path = QString::fromStdString(arguments.file);
-    OutputFile output(path, arguments.force ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, {movie});
-    QFile file(output.workPath());
-    const QByteArray bytes = text.toUtf8();
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())
-        movietools::refuse(path, QStringLiteral("cannot be written: ") + file.errorString(),
-                           QStringLiteral("free some space or write elsewhere"));
-    file.close();
+    movietools::PlainOutput output(QString::fromStdString(arguments.file), arguments.force, {movie});
+    output.write(text.toUtf8());
+    output.close();
     output.commit();
     return ExitCode::Done;
 }
@@ -162,7 +156,10 @@ QString readText(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         movietools::refuse(path, QStringLiteral("cannot be read: ") + file.errorString(),
                            QStringLiteral("check the name and the folder"));
-    return QString::fromUtf8(file.readAll());
+    const QByteArray text = file.readAll();
+    if (file.error() != QFileDevice::NoError || (!file.isSequential() && text.size() < file.size()))
+        movietools::refuse(path, QStringLiteral("cannot be read whole"), QStringLiteral("try again"));
+    return QString::fromUtf8(text);
 }
 
 ExitCode runImport(const AttrArguments& arguments)

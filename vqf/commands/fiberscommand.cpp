@@ -109,10 +109,12 @@ ExitCode runFibers(const FibersArguments& arguments)
 {
     const QString path = QString::fromStdString(arguments.movie);
     ImageReader movie;
-    movietools::openMovie(movie, path);
+    movietools::openHeader(movie, path);
     Fibers fibers;
     try {
         fibers = query(movie, arguments);
+        // Only the bundle's outline can leave none over.
+        movietools::requireFibers(movie, path, !fibers.values.empty() || arguments.mode == "bundle");
     } catch (const IOFileException& report) {
         throw movietools::jobError(report, path);
     }

@@ -6,6 +6,7 @@
 #include <movietools/movie/moviesummary.h>
 #include <vqf/arguments/moviefields.h>
 #include <vqf/console/console.h>
+#include <vqf/console/lostframes.h>
 #include <vqf/console/settings.h>
 
 #include <QStringList>
@@ -180,6 +181,8 @@ ExitCode runInfo(const InfoArguments& arguments)
                 printJson(QStringLiteral("vqf.info"), 1, summaryJson(movie));
             else
                 printSummary(movie);
+            if (movie.lacksSideData && code == ExitCode::Done)
+                code = tellLostSideData(movie.path);
         } catch (const movietools::JobError& error) {
             complain(error);
             code = ExitCode::Failed;

@@ -1,5 +1,6 @@
 #include <vqf/commands/command.h>
 
+#include <movietools/files/folderentries.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/progress.h>
 #include <movietools/job/wording.h>
@@ -7,9 +8,10 @@
 #include <vqf/arguments/moviefields.h>
 #include <vqf/console/console.h>
 #include <vqf/console/interruption.h>
+#include <vqf/console/lostframes.h>
 #include <vqf/console/table.h>
 
-#include <QDirIterator>
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -39,20 +41,6 @@ struct LsArguments {
     TableFormatArgument format;
 };
 
-QStringList moviesIn(const QString& place, bool recursive)
-{
-    const QFileInfo info(place);
-    if (!info.isDir()) // also what is not there: opening it tells why
-        return {place};
-    QStringList movies;
-    QDirIterator files(place, {QStringLiteral("*.vqf")}, QDir::Files,
-                       recursive ? QDirIterator::Subdirectories : QDirIterator::NoIteratorFlags);
-    while (files.hasNext())
-        movies.append(QDir::cleanPath(files.next()));
-    movies.sort();
-    return movies;
-}
-
 /// The movies that hold the conditions, and whether all could be read.
 struct Listing {
     std::vector<QJsonObject> movies;
@@ -60,10 +48,43 @@ struct Listing {
     bool isComplete = true;
 };
 
+/// Adds the movies of a folder; one that cannot be listed whole is told.
+void collect(const QString& folder, bool recursive, QStringList& movies, Listing& listing)
+{
+    try {
+        for (const QString& name : movietools::folderEntries(folder)) {
+            const QFileInfo entry(QDir(folder), name);
+            const bool isHidden = name.startsWith(QLatin1Char('.'));
+            if (recursive && !isHidden && entry.isDir() && !entry.isSymLink())
+                collect(entry.filePath(), recursive, movies, listing);
+            else if (!isHidden && name.endsWith(QLatin1StringView(".vqf"), Qt::CaseInsensitive) && !entry.isDir())
+                movies.append(QDir::cleanPath(entry.filePath()));
+        }
+    } catch (const movietools::JobError& error) {
+        complain(error);
+        listing.isComplete = false;
+    }
+}
+
+QStringList moviesIn(const QString& place, bool recursive, Listing& listing)
+{
+    if (!QFileInfo(place).isDir()) // also what is not there: opening it tells why
+        return {place};
+    QStringList movies;
+    collect(place, recursive, movies, listing);
+    movies.sort();
+    return movies;
+}
+
 void list(const QString& path, const std::vector<MovieCondition>& conditions, Listing& listing)
 {
     try {
-        const QJsonObject movie = summaryJson(movietools::summarize(path));
+        const movietools::MovieSummary summary = movietools::summarize(path);
+        if (summary.lacksSideData) {
+            tellLostSideData(path);
+            listing.isComplete = false;
+        }
+        const QJsonObject movie = summaryJson(summary);
         listing.someRead = true;
         if (std::all_of(conditions.begin(), conditions.end(),
                         [&movie](const MovieCondition& condition) { return condition.holds(movie); }))
@@ -132,7 +153,7 @@ ExitCode runLs(const LsArguments& arguments)
     const std::vector<MovieCondition> conditions(arguments.conditions.begin(), arguments.conditions.end());
     Listing listing;
     for (const std::string& place : arguments.places.empty() ? std::vector<std::string>{"."} : arguments.places) {
-        for (const QString& path : moviesIn(QString::fromStdString(place), arguments.recursive)) {
+        for (const QString& path : moviesIn(QString::fromStdString(place), arguments.recursive, listing)) {
             if (interruption() != 0)
                 throw movietools::JobCancelled{};
             list(path, conditions, listing);

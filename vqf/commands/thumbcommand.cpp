@@ -48,7 +48,7 @@ void limitWork()
 void open(ImageReader& movie, const QString& path, bool untrusted)
 {
     if (!untrusted)
-        return movietools::openMovie(movie, path);
+        return movietools::openHeader(movie, path);
     limitWork();
     try {
         movietools::openForPreview(movie, path);

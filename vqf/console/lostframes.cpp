@@ -21,4 +21,11 @@ ExitCode tellLostFrames(const QString& movie, const std::vector<movietools::Lost
     return lost.empty() ? ExitCode::Done : ExitCode::SomethingLost;
 }
 
+ExitCode tellLostSideData(const QString& movie)
+{
+    complain(movie +
+             QStringLiteral(": has acquisition times or laser powers that cannot be read; vqf verify tells more"));
+    return ExitCode::SomethingLost;
+}
+
 } // namespace zd::tool

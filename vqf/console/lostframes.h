@@ -11,4 +11,7 @@ namespace zd::tool {
 /// something lost.
 ExitCode tellLostFrames(const QString& movie, const std::vector<movietools::LostFrame>& lost);
 
+/// The same of a movie that has times or laser powers which cannot be read.
+ExitCode tellLostSideData(const QString& movie);
+
 } // namespace zd::tool

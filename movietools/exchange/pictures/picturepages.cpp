@@ -1,5 +1,6 @@
 #include <movietools/exchange/pictures/picturepages_p.h>
 
+#include <movietools/files/folderentries.h>
 #include <movietools/frames/sampletype.h>
 #include <movietools/frames/signedsamples_p.h>
 #include <movietools/job/joberror.h>
@@ -23,8 +24,12 @@ bool isTiff(const QString& name)
 
 QStringList picturesIn(const QString& folder)
 {
-    QStringList names = QDir(folder).entryList(
-        {QStringLiteral("*.png"), QStringLiteral("*.tif"), QStringLiteral("*.tiff")}, QDir::Files);
+    QStringList names = folderEntries(folder);
+    const auto end = std::remove_if(names.begin(), names.end(), [&folder](const QString& name) {
+        const bool isPicture = isTiff(name) || name.endsWith(QLatin1StringView(".png"), Qt::CaseInsensitive);
+        return !isPicture || name.startsWith(QLatin1Char('.')) || QFileInfo(QDir(folder), name).isDir();
+    });
+    names.erase(end, names.end());
     std::sort(names.begin(), names.end(), isBefore);
     for (QString& name : names)
         name = QDir(folder).filePath(name);

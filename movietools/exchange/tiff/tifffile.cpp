@@ -1,5 +1,6 @@
 #include <movietools/exchange/tiff/tifffile_p.h>
 
+#include <movietools/files/descriptor_p.h>
 #include <movietools/job/joberror.h>
 
 #include <algorithm>
@@ -32,12 +33,59 @@ QString formatted(const char* format, va_list arguments)
     return message.isEmpty() ? QStringLiteral("it is damaged") : message;
 }
 
+thandle_t handleOf(int fd)
+{
+    return reinterpret_cast<thandle_t>(static_cast<std::intptr_t>(fd));
+}
+
+int fdOf(thandle_t handle)
+{
+    return static_cast<int>(reinterpret_cast<std::intptr_t>(handle));
+}
+
+tmsize_t readBytes(thandle_t file, void* bytes, tmsize_t size)
+{
+    tmsize_t done = 0;
+    while (done < size) {
+        const ssize_t got = ::read(fdOf(file), static_cast<char*>(bytes) + done, static_cast<std::size_t>(size - done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return -1;
+        if (got == 0)
+            break;
+        done += got;
+    }
+    return done;
+}
+
+tmsize_t writeBytes(thandle_t file, void* bytes, tmsize_t size)
+{
+    return Descriptor::writeTo(fdOf(file), bytes, static_cast<std::size_t>(size)) ? size : -1;
+}
+
+toff_t seekTo(thandle_t file, toff_t offset, int from)
+{
+    return static_cast<toff_t>(::lseek(fdOf(file), static_cast<off_t>(offset), from));
+}
+
+int closeFile(thandle_t file)
+{
+    return ::close(fdOf(file));
+}
+
+toff_t sizeOf(thandle_t file)
+{
+    struct stat status {};
+    return ::fstat(fdOf(file), &status) == 0 ? static_cast<toff_t>(status.st_size) : 0;
+}
+
 } // namespace
 
 TiffFile TiffFile::open(const QString& path)
 {
     // Opened here: the name of a folder or of a pipe must neither block nor reach the TIFF library.
-    const int fd = ::open(path.toUtf8().constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int fd = Descriptor::openFile(path.toUtf8(), O_RDONLY | O_NONBLOCK);
     if (fd < 0)
         throw systemError(path, QStringLiteral("read"), errno);
     struct stat status {};
@@ -59,7 +107,7 @@ TiffFile TiffFile::open(const QString& path)
 
 TiffFile TiffFile::create(const QString& workPath, const QString& path, bool big)
 {
-    const int fd = ::open(workPath.toUtf8().constData(), O_RDWR | O_CLOEXEC);
+    const int fd = Descriptor::openFile(workPath.toUtf8(), O_RDWR);
     if (fd < 0)
         throw systemError(path, QStringLiteral("written"), errno);
     // Only where there is something to cut: ext4 makes the closing of a file that was cut to nothing wait for the disk.
@@ -83,8 +131,12 @@ void TiffFile::attach(int fd, const char* mode, std::int64_t largestAllocation)
     TIFFOpenOptionsSetErrorHandlerExtR(options.get(), &TiffFile::takeError, m_messages.get());
     TIFFOpenOptionsSetWarningHandlerExtR(options.get(), &TiffFile::takeWarning, m_messages.get());
     TIFFOpenOptionsSetMaxSingleMemAlloc(options.get(), largestAllocation);
-    m_handle.reset(TIFFFdOpenExt(fd, nameForMessages.data(), mode, options.get()));
-    if (!m_handle)
+    // Calls of our own, since the TIFF library's take an interruption for a failure.
+    m_handle.reset(TIFFClientOpenExt(nameForMessages.data(), mode, handleOf(fd), readBytes, writeBytes, seekTo,
+                                     closeFile, sizeOf, nullptr, nullptr, options.get()));
+    if (m_handle)
+        TIFFSetFileno(m_handle.get(), fd);
+    else
         ::close(fd);
 }
 

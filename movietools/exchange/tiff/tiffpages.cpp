@@ -1,6 +1,7 @@
 #include <movietools/exchange/tiff/tiffpages_p.h>
 
 #include <movietools/exchange/tiff/omexml_p.h>
+#include <movietools/exchange/tiff/tiffdirectory_p.h>
 #include <movietools/frames/sampletype.h>
 #include <movietools/job/joberror.h>
 
@@ -86,6 +87,9 @@ TiffPages::TiffPages(const QString& path) : m_path(path), m_file(TiffFile::open(
 std::optional<MovieDescription> TiffPages::description()
 {
     const QString text = descriptionText(m_file.handle());
+    if (text.isEmpty() && hasTag(TIFFTAG_IMAGEDESCRIPTION))
+        refuse(m_path, QStringLiteral("has a description that cannot be read"),
+               QStringLiteral("try again, or import its pixels alone with --pixels-only"));
     if (!isOmeXml(text))
         return std::nullopt;
     try {
@@ -98,14 +102,26 @@ std::optional<MovieDescription> TiffPages::description()
 
 bool TiffPages::next()
 {
-    if (TIFFLastDirectory(m_file.handle()) != 0)
+    if (TIFFLastDirectory(m_file.handle()) != 0) {
+        const std::optional<TiffDirectory> last = TiffDirectory::ofCurrentPage(m_file.handle());
+        if (!last || last->next != 0)
+            refuse(m_path,
+                   QStringLiteral("ends or cannot be read behind page %1, where it says what follows").arg(m_page),
+                   QStringLiteral("the file is damaged or ends early: use another copy"));
         return false;
+    }
     ++m_page;
     m_file.forget();
     if (TIFFReadDirectory(m_file.handle()) == 0)
         reportDamage();
     readFormat();
     return true;
+}
+
+bool TiffPages::hasTag(std::uint16_t tag) const
+{
+    const std::optional<TiffDirectory> directory = TiffDirectory::ofCurrentPage(m_file.handle());
+    return !directory || directory->tags.contains(tag);
 }
 
 void TiffPages::readFormat()

@@ -25,6 +25,7 @@ public:
 private:
     struct Blocks;
 
+    bool hasTag(std::uint16_t tag) const;
     void readFormat();
     void checkStorage();
     void checkForHiddenImages();
