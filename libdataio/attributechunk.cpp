@@ -6,6 +6,7 @@
 #include <QLatin1StringView>
 #include <QStringView>
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -86,6 +87,19 @@ void parseLines(Text text, Map& attributes)
     }
 }
 
+/// Six digits after the point. What lies in the middle between two of these goes to the even one, which Qt's own conversion
+/// does not do: 12345665 is 1.234566e+07.
+QString exponentForm(double value)
+{
+    constexpr int digits = 6;
+    if (value == 0 || !std::isfinite(value))
+        return QString::number(value, 'e', digits);
+    char text[32];
+    const std::to_chars_result end =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, digits);
+    return QString::fromLatin1(text, end.ptr - text);
+}
+
 char* writeLatin1(const QString& text, char* out)
 {
     for (const QChar character : text)
@@ -107,7 +121,7 @@ void Attribute::assign(char value)
 
 void Attribute::assign(float value)
 {
-    m_text = QString::number(static_cast<double>(value), 'e', 6);
+    m_text = exponentForm(static_cast<double>(value));
 }
 
 void Attribute::assign(QString value)

@@ -66,6 +66,11 @@ TEST(AttributeChunk, StoresEveryKindAsText)
     EXPECT_EQ(textOf(text("  as it is = ")), "  as it is = ");
     EXPECT_EQ(textOf(-1234.5678F), "-1.234568e+03");
     EXPECT_EQ(textOf(0.0F), "0.000000e+00");
+    // Halves go to the even neighbour, and these are halves.
+    EXPECT_EQ(textOf(12345665.0F), "1.234566e+07");
+    EXPECT_EQ(textOf(-12345675.0F), "-1.234568e+07");
+    EXPECT_EQ(textOf(1048577.5F), "1.048578e+06");
+    EXPECT_EQ(textOf(1048576.5F), "1.048576e+06");
     EXPECT_EQ(textOf(std::numeric_limits<float>::max()), "3.402823e+38");
     EXPECT_EQ(textOf(std::numeric_limits<float>::denorm_min()), "1.401298e-45");
     EXPECT_EQ(textOf(std::numeric_limits<float>::infinity()), "inf");
