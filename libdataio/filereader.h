@@ -22,7 +22,8 @@ public:
     FileReader& operator=(const FileReader&) = delete;
     ~FileReader(); ///< closes the file
 
-    /// Closes what is open, then opens `path` for reading; there is no position yet. Reports "FR_OF_STAT",
+    /// Closes what is open, then opens `path` for reading; there is no position yet. The path goes to the system as UTF-8,
+    /// whatever the locale. Reports "FR_OF_STAT",
     /// "FR_OF_REGFILE" and "FR_OF_OPEN"; nothing is open then.
     void openFile(const QString& path);
     void closeFile();

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace zd {
@@ -146,6 +147,13 @@ bool makeTimeval(std::int64_t seconds, std::int64_t microseconds, timeval& out)
 }
 
 } // namespace
+
+timeval::timeval(const ::timeval& time)
+    : tv_sec(static_cast<std::int32_t>(time.tv_sec)), tv_usec(static_cast<std::int32_t>(time.tv_usec))
+{
+    if (tv_sec != time.tv_sec || tv_usec != time.tv_usec)
+        throw std::out_of_range("a time that does not fit the 32 bits of a movie");
+}
 
 bool toTimeval(std::chrono::system_clock::time_point time, timeval& out)
 {

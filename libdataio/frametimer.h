@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <type_traits>
 #include <vector>
 
 #include <sys/time.h>
@@ -16,14 +17,21 @@ namespace zd {
 class AttributeChunk;
 class ChunkInfo;
 
-/// An acquisition time as movies store it: seconds since 1970-01-01 00:00:00 UTC and microseconds, both 32-bit.
-struct timeval {
+/// An acquisition time as movies store it: seconds since 1970-01-01 00:00:00 UTC and microseconds, both 32-bit. The system's
+/// own type converts to it, so that every operation that takes a time takes either. Programs that use both should not
+/// import the namespace `zd` as a whole: plain `timeval` would be ambiguous.
+struct DATAIO_EXPORT timeval {
+    constexpr timeval() = default;
+    constexpr timeval(std::int32_t seconds, std::int32_t microseconds) : tv_sec(seconds), tv_usec(microseconds) {}
+    /// Throws `std::out_of_range` for numbers that do not fit 32 bits; otherwise they are taken as they are.
+    timeval(const ::timeval& time);
+
     std::int32_t tv_sec = 0;
     std::int32_t tv_usec = 0; ///< 0 to 999999
 
     friend auto operator<=>(const timeval&, const timeval&) = default;
 };
-static_assert(sizeof(timeval) == 8, "movies store a time in 8 bytes");
+static_assert(sizeof(timeval) == 8 && std::is_trivially_copyable_v<timeval>, "movies store a time in 8 bytes");
 
 /// Conversions from and to the clocks of the standard library and of the system. Those that return bool
 /// give false, with `out` untouched, for a time whose seconds do not fit 32 bits (after 2038-01-19) or whose

@@ -51,7 +51,7 @@ public:
     ImageReader& operator=(const ImageReader&) = delete;
     ~ImageReader(); ///< closes the file; a failure is dropped
 
-    /// Opens a movie; what was open is closed first. Reports "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN",
+    /// Opens a movie; what was open is closed first. The path goes to the system as UTF-8, whatever the locale. Reports "FR_OF_STAT", "FR_OF_REGFILE", "FR_OF_OPEN",
     /// "IR_MISSINFO" when the last chunk is no info chunk, and the damage that the layers below find. While another
     /// program edits the movie "IR_MISSINFO" and "CHB_LFD_PARSE" mean that it is worth trying again.
     void open(const QString& path);
@@ -64,8 +64,8 @@ public:
     /// Closes the file; what was loaded from the header keeps answering.
     void close();
 
-    // Header values, read from the attributes at each call. Those that return bool leave `out` alone when the
-    // attribute is absent; `pixType` always writes.
+    // Header values, read from the attributes at each call, also when the movie is closed. Those that return bool leave `out`
+    // alone when the attribute is absent; `pixType` always writes. No value is checked: a width may be 0 or negative.
     bool width(int& out);
     bool height(int& out);
     bool frameDelay(int& out);
@@ -107,7 +107,9 @@ public:
     /// Delivers frame `index`: its samples as stored, or a copy in this machine's byte order. False, with `data`
     /// untouched, for an index out of range, a frame that is cut short or not where the index says, and a
     /// closed reader. The pointer is null when the samples need turning and the header does not say how many there
-    /// are, or claims more than 64 MiB that the file does not hold. Reports "IR_RC_BOUND" and damaged headers.
+    /// are, or claims a frame of more than 64 MiB that the file does not hold. Small frames in sequence may come from what was
+    /// read ahead, half a MiB at most, as the file was then; an index out of sequence looks at the file. Reports
+    /// "IR_RC_BOUND" and damaged headers.
     bool getFrame(const void*& data, unsigned int index);
     /// Reads frame `index` into the caller's memory, without another buffer: its first `size` bytes, turned as by
     /// `getFrame`; bytes of `out` behind the frame become 0. False, with `out` not defined, for a negative
@@ -115,7 +117,7 @@ public:
     /// how many bytes of the frame there are. `out` needs no alignment, and may be null for a `size` of 0, which only
     /// looks whether the frame is there. Reports as `getFrame`.
     bool readFrame(unsigned int index, void* out, std::int64_t size);
-    /// Delivers the frame at the cursor and moves the cursor on, also when that fails.
+    /// Delivers the frame at the cursor, as `getFrame` does, and moves the cursor on, also when that fails.
     bool nextFrame(const void*& data);
     bool rewind(); ///< sets the cursor to 0; always true
     /// Bytes at the pointer that was delivered last; 0 before any frame and for a null pointer. Behind a frame that
@@ -126,6 +128,8 @@ public:
     /// The time of the frame at the cursor, or of a given frame.
     bool frameTiming(timeval& out);
     bool getFrameTiming(unsigned int index, timeval& out);
+    bool frameTiming(::timeval& out);
+    bool getFrameTiming(unsigned int index, ::timeval& out);
     /// The laser power of the frame at the cursor, or of a given frame, 0 to 1; false when it is not known.
     bool laserPower(float& out);
     bool getLaserPower(unsigned int index, float& out);
@@ -134,7 +138,9 @@ public:
     bool getBundleBoundingBox(std::vector<float>& box);
 
     // Fibre geometry. Each query reads the chunk again. Reports "IR_GRFI_NOSIZE", "IR_GRFI_UMODE" and
-    // "IR_GRFI_UDTYPE"; a movie without fibre centres gives an empty list.
+    // "IR_GRFI_UDTYPE"; a movie without fibre centres, or one that is closed, gives an empty list (where a size is asked for
+    // first, that is reported all the same). A word that is left over makes no fibre. A side of 0 or less gives positions
+    // outside of every frame, and one of 1 the first column or row alone; filters drop what is no number.
 
     /// Raster positions: column and row of each fibre, in pixels.
     void getRasterFiberContinuousIndexes(std::vector<float>& out, FiberFilteringMode mode);
@@ -151,7 +157,7 @@ public:
 
     /// Renders frame `frame` for a box of pixels, keeping its aspect ratio, through the movie's palette. Returns
     /// false, with `image` untouched, when there is no such frame or its type has no thumbnail (8 and 16-bit
-    /// integers have), for a box below 1, for a picture over 256 MiB, and when a side rounds to 0. A 16-bit movie of
+    /// integers have; 16-bit samples count as signed), for a box below 1, for a picture over 256 MiB, and when a side rounds to 0. A 16-bit movie of
     /// "datadimension" 1 gets a stock picture of 160 x 120 pixels, whatever the box.
     bool thumbnail(QImage& image, int maxWidth, int maxHeight, int frame);
 

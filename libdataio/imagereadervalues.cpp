@@ -172,6 +172,20 @@ bool ImageReader::getFrameTiming(unsigned int index, timeval& out)
     return true;
 }
 
+bool ImageReader::frameTiming(::timeval& out)
+{
+    return getFrameTiming(static_cast<unsigned int>(m_d->cursor), out);
+}
+
+bool ImageReader::getFrameTiming(unsigned int index, ::timeval& out)
+{
+    timeval time;
+    if (!getFrameTiming(index, time))
+        return false;
+    out = toSystemTimeval(time);
+    return true;
+}
+
 bool ImageReader::laserPower(float& out)
 {
     return getLaserPower(static_cast<unsigned int>(m_d->cursor), out);

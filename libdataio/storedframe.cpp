@@ -80,9 +80,9 @@ const void* StoredFrame::_padded(const char* stored, std::int64_t claimed)
 {
     if (claimed <= m_size || claimed > largestPaddedFrame)
         return stored;
-    m_buffer.assign(static_cast<std::size_t>(claimed), '\0');
-    std::copy_n(stored, m_size, m_buffer.begin());
-    return m_buffer.data();
+    m_padded.assign(static_cast<std::size_t>(claimed), '\0');
+    std::copy_n(stored, m_size, m_padded.begin());
+    return m_padded.data();
 }
 
 const void* StoredFrame::_turned(const char* stored, std::int64_t held, int sampleBytes)

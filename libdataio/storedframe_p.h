@@ -29,7 +29,8 @@ private:
     const void* _padded(const char* stored, std::int64_t claimed);
     const void* _turned(const char* stored, std::int64_t held, int sampleBytes);
 
-    std::vector<char> m_buffer;
+    std::vector<char> m_buffer; // of what is turned: valid until something is turned again
+    std::vector<char> m_padded; // of a short frame, valid until the next chunk is read
     std::int64_t m_size = 0;
 };
 

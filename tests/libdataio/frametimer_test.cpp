@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -141,6 +142,20 @@ TEST(FrameTimer, ReadsAndRemovesManyTimes)
     EXPECT_EQ(read, times);
     FrameTimer::removeFromAttChunk(info);
     EXPECT_EQ(info.attributes().size(), 1U) << "utc_offset_seconds stays";
+}
+
+TEST(FrameTimer, TakesTheSystemsTimes)
+{
+    const ::timeval system{5, 7};
+    const auto taken = [](timeval time) { return time; };
+    EXPECT_EQ(taken(system), taken({5, 7}));
+    EXPECT_TRUE(timeval(6, 0) > system);
+    EXPECT_EQ(taken(::timeval{largest, -1}), timeval(largest, -1)) << "as they are";
+    EXPECT_THROW(taken(::timeval{1LL + largest, 0}), std::out_of_range);
+    EXPECT_THROW(taken(::timeval{0, 1LL << 32}), std::out_of_range);
+    FrameTimer times{{1, 2}};
+    times.push_back(system);
+    EXPECT_THAT(times, ElementsAre(timeval{1, 2}, timeval{5, 7}));
 }
 
 TEST(FrameTimer, ConvertsOnlyTimesThatFit)

@@ -392,6 +392,14 @@ TEST_F(Reading, ZerosFollowAFrameThatIsTooShort)
     EXPECT_EQ(m_reader.frameSize(), 3) << "zeros are not counted";
     m_reader.attributeChunk().set(text("height"), 4);
     EXPECT_EQ(bytesAt(1, 32), frames[1] + std::string(16, '\0'));
+    // A frame that was turned stays until another one is, whatever is filled up meanwhile.
+    open(MovieBuilder().frame(frames[1]).frame("abc").frameFormat(4, 2, 5, 16).attribute("endian", "1"));
+    const std::string turned = frame(0);
+    const void* kept = nullptr;
+    m_reader.getFrame(kept, 0);
+    m_reader.attributeChunk().set(text("endian"), 2);
+    EXPECT_EQ(bytesAt(1, 16), "abc" + std::string(13, '\0'));
+    EXPECT_EQ(std::string(static_cast<const char*>(kept), 16), turned);
     const Allocations allocations;
     open(MovieBuilder().frame("abc").frameFormat(8192, 8193, 3, 8));
     EXPECT_EQ(bytesAt(0, 3), "abc");
@@ -418,6 +426,11 @@ TEST_F(Reading, DeliversTimesAndLaserPowers)
     EXPECT_FALSE(m_reader.frameTiming(time));
     EXPECT_TRUE(m_reader.getFrameTiming(2, time));
     EXPECT_EQ(time, (timeval{-5, 6}));
+    ::timeval system{9, 9};
+    EXPECT_FALSE(m_reader.frameTiming(system) || m_reader.getFrameTiming(3, system));
+    EXPECT_EQ(time = system, (timeval{9, 9})) << "the system's own type";
+    EXPECT_TRUE(m_reader.getFrameTiming(2, system));
+    EXPECT_EQ(time = system, (timeval{-5, 6}));
     EXPECT_FALSE(m_reader.getFrameTiming(3, time) || m_reader.getFrameTiming(0xFFFFFFFF, time));
     EXPECT_FALSE(m_reader.getLaserPower(2, power) || m_reader.getLaserPower(3, power));
     EXPECT_EQ(time, (timeval{-5, 6}));
