@@ -43,6 +43,7 @@ struct FDChunkWriter::Private {
     int fd = -1;
     FileLock lock;
     bool offsetShared = true;
+    bool payloadWhole = true;
     FileReserve reserve;
     std::vector<char> buffer;
     std::uint32_t size = 0;
@@ -210,6 +211,11 @@ int FDChunkWriter::chunkSize() const
     return static_cast<int>(m_d->size);
 }
 
+bool FDChunkWriter::isPayloadWhole() const
+{
+    return m_d->payloadWhole;
+}
+
 int FDChunkWriter::descriptor() const
 {
     return m_d->fd;
@@ -267,6 +273,12 @@ void FDChunkWriter::reportWriteFailure(int error)
                  report::translated("Could not write all data: ") + report::systemText(error), DATAIO_HERE_IN(adding));
 }
 
+void FDChunkWriter::reportShortPayload()
+{
+    reportStepFailure("FDCW_PC_READ", "Could not read previous chunk data: ", EIO,
+                      DATAIO_HERE_IN("virtual bool zd::FDChunkWriter::prevChunk(unsigned int)"));
+}
+
 /// Fills the buffer with `size` bytes from `position`, zeros for what the file does not hold, and makes
 /// them current. Returns the error that prevents it, else 0. The descriptor stands at `position`.
 int FDChunkWriter::_readPayload(std::int64_t position, std::uint32_t size)
@@ -286,6 +298,7 @@ int FDChunkWriter::_readPayload(std::int64_t position, std::uint32_t size)
     m_d->size = size;
     const Transfer transfer = readWhole(m_d->fd, m_d->buffer.data(), size);
     std::fill(m_d->buffer.begin() + transfer.bytes, m_d->buffer.begin() + size, '\0');
+    m_d->payloadWhole = transfer.bytes == size;
     return transfer.error;
 }
 

@@ -38,6 +38,8 @@ public:
     void truncateFile();
 
     int descriptor() const;
+    /// Whether all bytes of the payload last read have come; what is missing reads as zeros.
+    bool isPayloadWhole() const;
     /// Reports "CHB_LFD_PARSE" unless a chunk of that type and payload size starts at `position`.
     void requireChunk(unsigned int position, unsigned int type, unsigned int size);
     /// Reports "FDCW_AC_WRITE" when the system says that `bytes` more at the position do not fit on the disk.
@@ -52,6 +54,8 @@ public:
     [[noreturn]] static void reportNotOpen();
     [[noreturn]] static void reportSeekFailure();
     [[noreturn]] static void reportWriteFailure(int error);
+    /// "FDCW_PC_READ", for callers that do not accept a payload that came short.
+    [[noreturn]] static void reportShortPayload();
 
 private:
     friend FileWriter;

@@ -142,6 +142,11 @@ int FileWriter::chunkSize() const
     return m_writer ? m_writer->chunkSize() : 0;
 }
 
+bool FileWriter::isPayloadWhole() const
+{
+    return !m_writer || m_writer->isPayloadWhole();
+}
+
 void FileWriter::dumpDebug() const
 {
     if (m_writer)

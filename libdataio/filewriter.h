@@ -30,7 +30,7 @@ public:
     FileWriter& operator=(const FileWriter&) = delete;
     ~FileWriter(); ///< closes the file; it is neither cut nor completed
 
-    /// Closes what is open, then opens `path`; the position is 0. Reports "FW_OF_OPEN" (create) and
+    /// Closes what is open, then opens `path`, which goes to the system as UTF-8; the position is 0. Reports "FW_OF_OPEN" (create) and
     /// "FW_OF_OPEN2" (modify); nothing is open then. With `locked` a file that another writer has opened so is refused as
     /// well ("Device or resource busy") and stays as it is; without, the file is neither locked nor are locks heeded.
     void openFile(const QString& path, FileWriterMode mode, bool locked = false);
@@ -48,7 +48,8 @@ public:
     bool seekPrev();
     const void* data() const;
     int chunkSize() const;
-    void dumpDebug() const; ///< prints the state to standard output
+    bool isPayloadWhole() const; ///< whether all bytes of the payload last read have come; true before any
+    void dumpDebug() const;      ///< prints the state to standard output
 
     unsigned int offset() const; ///< the position, 0 without an open file
     int descriptor() const;      ///< borrowed, -1 without an open file; its own offset is not defined

@@ -4,6 +4,8 @@
 #include <libdataio/growth_p.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace zd {
@@ -16,9 +18,10 @@ public:
     void clear(bool autotime);
     void setAutotime(bool on) { m_autotime = on; }
     bool autotime() const { return m_autotime; }
-    /// The time of a frame that is recorded now. Seconds beyond 32 bits (after 2038-01-19) are stored modulo 2^32:
-    /// intervals stay right.
-    static timeval clockTime();
+    /// The time of a frame that is recorded now: the wall clock's, but where that has been set back times go on from the
+    /// last one by the steady clock, until the wall clock has caught up. Seconds beyond 32 bits (after 2038-01-19) are
+    /// stored modulo 2^32: intervals stay right.
+    timeval clockTime();
 
     /// Makes room for one more frame, so that `append` cannot fail.
     void makeRoom(bool timed)
@@ -45,6 +48,9 @@ public:
 
 private:
     bool m_autotime = true;
+    std::int64_t m_lastTime = std::numeric_limits<std::int64_t>::min(); // of the clock, in microseconds ...
+    bool m_wallIsBehind = false;
+    std::int64_t m_lastSteady = 0; // ... and what the steady clock showed then
 };
 
 } // namespace zd

@@ -94,7 +94,7 @@ void ImageWriter::close()
 {
     if (!isOpen())
         return;
-    _goToEnd();
+    _goTo(Place::RealEnd);
     m_d->tail.begin();
     _saveFiberCenters();
     _saveTimesAndPowers();
@@ -165,23 +165,23 @@ void ImageWriter::addFrame(const void* data, int size, timeval time, float laser
 
 void ImageWriter::addFrameAtEnd(const void* data, int size, float laserPower)
 {
-    _appendFrame(data, size, nullptr, laserPower);
+    _appendFrame(data, size, nullptr, laserPower, Place::RealEnd);
 }
 
 void ImageWriter::addFrameAtEnd(const void* data, int size, timeval time, float laserPower)
 {
     if (m_d->lists.autotime())
         fail("IW_AF_AUTOTIME3", timeWithAutotime, DATAIO_HERE);
-    _appendFrame(data, size, &time, laserPower);
+    _appendFrame(data, size, &time, laserPower, Place::RealEnd);
 }
 
-void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time, float laserPower)
+void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time, float laserPower, Place place)
 {
     if (!isOpen())
         FDChunkWriter::reportNotOpen();
     if (size < 0)
         FDChunkWriter::reportWriteFailure(EINVAL);
-    _goToEnd();
+    _goTo(place);
     _requireRoom(size);
     m_d->aids.keep(m_d->file.descriptor(), m_d->name, m_d->header, m_d->lists.fiberCenters);
 
@@ -195,11 +195,12 @@ void ImageWriter::_appendFrame(const void* data, Size size, const timeval* time,
 }
 
 /// Goes behind the last complete chunk, having removed what a failed write or a failed `close` left there.
-void ImageWriter::_goToEnd()
+void ImageWriter::_goTo(Place place)
 {
     if (m_d->tail.takeBack())
         m_d->header.removeTailRecords();
-    if (!m_d->tail.moveTo(m_d->file))
+    MovieTail& tail = m_d->tail;
+    if (!(place == Place::RealEnd ? tail.moveToRealEnd(m_d->file) : tail.moveTo(m_d->file)))
         FDChunkWriter::reportSeekFailure();
 }
 
@@ -307,10 +308,25 @@ void ImageWriter::_loadFiberCenters(const void* data, int size)
 
 void ImageWriter::_saveTimesAndPowers()
 {
+    if (!std::is_sorted(m_d->lists.times.begin(), m_d->lists.times.end()))
+        _warnOfSorting();
     if (m_d->lists.autotime() || !m_d->lists.times.empty())
         _addTailChunk(ZD_FRAME_TIMER_CHUNK, sidedata::encodeTimes(m_d->lists.times));
     if (!m_d->lists.laserPowers.empty())
         _addTailChunk(ZD_LASER_POWER_CHUNK, sidedata::encodeLaserPowers(m_d->lists.laserPowers));
+}
+
+void ImageWriter::_warnOfSorting() const
+{
+    report::note(
+        logger, LogLevel::getWarning(), "IW_C_TIMES",
+        [this] {
+            return QStringLiteral(
+                       "Frame times are not in order. They are stored in ascending order, so that some belong "
+                       "to other frames than they were given for. fileName=[%1]")
+                .arg(m_d->name);
+        },
+        DATAIO_HERE_IN("void zd::ImageWriter::close()"));
 }
 
 void ImageWriter::_saveInfo()
@@ -468,7 +484,7 @@ void ImageWriter::replaceFrame(const void* data, unsigned int index, float laser
     _requireFrame(index, "IW_RF_FIND", "IW_RF_BOUND", DATAIO_HERE);
     _replaceFrameChunk(data, index);
     if (m_d->lists.autotime() && index < m_d->lists.times.size())
-        m_d->lists.times[index] = FrameLists::clockTime();
+        m_d->lists.times[index] = m_d->lists.clockTime();
     m_d->lists.laserPowers[index] = laserPower;
 }
 

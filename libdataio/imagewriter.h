@@ -37,12 +37,14 @@ public:
     ~ImageWriter();
 
     /// Starts a new movie, replacing any file of that name; an open movie is closed first. With `autotime` the
-    /// frame operations that take no time record the clock's. Reports "FW_OF_OPEN".
+    /// frame operations that take no time record the clock's; when that is set back, times go on by a steady clock until
+    /// it has caught up. The name goes to the system as UTF-8, whatever the locale. Reports "FW_OF_OPEN".
     void create(const QString& name, bool autotime);
     bool isOpen();
     /// Writes side data and header and closes the file; nothing when no movie is open. After a failure the movie
-    /// stays open, and another `close` starts its end again. Reports "IW_ARFCI_INFO" for fibre centres without
-    /// a frame size, and the failures of writing.
+    /// stays open, and another `close` starts its end again. What another program has appended to the file stays. Times are
+    /// stored in ascending order; the warning "IW_C_TIMES" tells when that gives them to other frames. Reports
+    /// "IW_ARFCI_INFO" for fibre centres without a frame size, and the failures of writing.
     void close();
     /// Waits until the movie, as far as it has been written, is on the storage device under its name; false when the
     /// system does not confirm it.
@@ -87,7 +89,8 @@ public:
     void addFrame(const void* data, int size, float laserPower);
     /// The same with its time. Reports "IW_AF_AUTOTIME2".
     void addFrame(const void* data, int size, timeval time, float laserPower);
-    /// As `addFrame` of a size. Reports "IW_AF_AUTOTIME3".
+    /// As `addFrame` of a size, but behind the real end of the file: a chunk that another program has appended meanwhile
+    /// stays, where `addFrame` goes over it. Reports "IW_AF_AUTOTIME3".
     void addFrameAtEnd(const void* data, int size, float laserPower);
     void addFrameAtEnd(const void* data, int size, timeval time, float laserPower);
 
@@ -103,7 +106,8 @@ public:
     /// Makes the frame at `firstFrame` the first of the whole, circular movie. Reports "IW_SFF_BOUND".
     void setFirstFrame(unsigned int firstFrame);
 
-    /// Replaces the fibre centres: x0, y0, x1, y1, ... in pixel columns and rows, stored limited to the frame.
+    /// Replaces the fibre centres: x0, y0, x1, y1, ... in pixel columns and rows, stored limited to the frame. A list of odd
+    /// length ends in a column without its row, which readers leave out.
     void addRasterFiberContinuousIndexes(const std::vector<float>& centers);
     const std::vector<float>& getRasterFiberContinuousIndexes() const;
     /// Sets the rectangle that the fibre bundle covers, in pixels.
@@ -111,7 +115,10 @@ public:
 
     /// Reopens a closed movie for changes; an open one is closed first. The writer is then as it was before
     /// that movie's `close`, with autotime off. Any failure leaves the file as it was, byte for byte, and the
-    /// writer closed. Reports "FW_OF_OPEN2", "FDCW_MODIFY" to "FDCW_MODIFY4", "IW_ARFCI_INFO2" and damage.
+    /// writer closed. Reports "FW_OF_OPEN2", "FDCW_MODIFY" to "FDCW_MODIFY4", "IW_ARFCI_INFO2", damage, and "FDCW_PC_READ" for
+    /// a payload that cannot be read whole. A movie whose info chunk has a damaged start header opens in a reader, but is
+    /// refused here and by `modifyAttribute` ("CHB_LFD_PARSE"): nothing is cut by a header that lies. `vqf recover` makes a
+    /// movie of it that can be edited.
     /// A missing file is created empty before "FDCW_MODIFY" is reported.
     void modify(const QString& name);
     /// Replaces all attributes of a closed movie by `attributes`, which may be this writer's own set; an open
@@ -169,15 +176,22 @@ public:
 private:
     struct DATAIO_HIDDEN Private;
     using Size = std::int64_t;
+    /// Behind what this writer has written, or where the file ends now.
+    enum class Place {
+        Behind,
+        RealEnd
+    };
 
-    DATAIO_HIDDEN void _goToEnd();
+    DATAIO_HIDDEN void _goTo(Place place);
     DATAIO_HIDDEN void _settleCut();
     DATAIO_HIDDEN void _settleEdit();
-    DATAIO_HIDDEN void _appendFrame(const void* data, Size size, const timeval* time, float laserPower);
+    DATAIO_HIDDEN void _appendFrame(const void* data, Size size, const timeval* time, float laserPower,
+                                    Place place = Place::Behind);
     DATAIO_HIDDEN void _requireRoom(Size size);
     DATAIO_HIDDEN void _addTailChunk(int type, const QByteArray& payload);
     DATAIO_HIDDEN void _saveFiberCenters();
     DATAIO_HIDDEN void _saveTimesAndPowers();
+    DATAIO_HIDDEN void _warnOfSorting() const;
     DATAIO_HIDDEN void _saveInfo();
     DATAIO_HIDDEN void _loadInfo(const LocationInfo& location);
     DATAIO_HIDDEN void _takeTailBack();

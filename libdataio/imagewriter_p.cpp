@@ -1,6 +1,7 @@
 #include <libdataio/imagewriter_p.h>
 
 #include <libdataio/editjournal_p.h>
+#include <libdataio/fdchunkwriter.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/report_p.h>
 
@@ -66,6 +67,8 @@ bool ImageWriter::Private::stepBackOver(int type)
     const auto typeWord = static_cast<unsigned int>(type);
     if (!file.prevChunk(typeWord))
         return false;
+    if (!file.isPayloadWhole())
+        FDChunkWriter::reportShortPayload();
     file.requireChunk(file.offset(), typeWord, static_cast<unsigned int>(file.chunkSize()));
     return true;
 }

@@ -30,7 +30,7 @@ struct ImageWriter::Private {
     /// Bytes of the payload last stepped over.
     std::size_t payloadSize() const { return static_cast<unsigned int>(file.chunkSize()); }
     /// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk: one
-    /// whose headers do not agree is reported.
+    /// whose headers do not agree is reported, and so is a payload that comes short.
     bool stepBackOver(int type);
     /// Undoes an edit of the open movie that died. One that is going on makes the movie busy.
     void undoDeadEdit(const QString& movie);

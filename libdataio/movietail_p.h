@@ -10,8 +10,8 @@ namespace zd {
 
 class FileWriter;
 
-/// Where a movie that is being written ends, and which bytes behind that are not its own: those of a write that failed, or of
-/// a `close` that did.
+/// Where a movie that is being written ends, and which bytes behind that a failed attempt has left: a write that failed, or a
+/// `close` that did.
 class MovieTail {
 public:
     /// The movie ends at `end`, and nothing lies behind it.
@@ -28,15 +28,18 @@ public:
     /// Gives up what a `close` that failed has written; false when there is no such thing.
     bool takeBack();
 
-    /// Goes behind the last complete chunk, having cut what lies there; false when the system refuses to go there.
+    /// Goes behind the last complete chunk, having cut what a failed attempt has left there; false when the system refuses to
+    /// go there.
     bool moveTo(FileWriter& file);
+    /// The same, but looks where the file really ends: behind a chunk that somebody else has appended.
+    bool moveToRealEnd(FileWriter& file);
     /// Appends a chunk. `size` must fit the file.
     ChunkRecord append(FileWriter& file, int type, const void* data, std::size_t size);
 
 private:
     std::int64_t m_chunksEnd = 0;
-    std::optional<std::int64_t> m_start; // where a `close` began to write
-    bool m_partialChunk = false;         // bytes of a failed write may lie behind the end
+    std::optional<std::int64_t> m_start;      // where a `close` began to write
+    std::optional<std::int64_t> m_remainsEnd; // up to here, the bytes behind the end are those of a failed attempt
 };
 
 } // namespace zd

@@ -15,6 +15,7 @@
 #include <QFile>
 
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <optional>
 
@@ -416,6 +417,50 @@ TEST_F(Editing, RefusesAttributesOfWhatIsNoMovie)
     EXPECT_EQ(refusal(withBytes(whole, whole.size() - 3, "\x01"), replace), "CHB_LFD_PARSE") << "the chunk's size";
     EXPECT_EQ(codeOf([&] { ImageWriter().modifyAttribute(m_directory.path("no/folder"), AttributeChunk()); }),
               "FW_OF_OPEN2");
+}
+
+TEST_F(Editing, RefusesWhatCannotBeReadWhole)
+{
+    const auto replace = [this](ImageWriter& writer) { writer.modifyAttribute(m_path, AttributeChunk()); };
+    const auto modify = [this](ImageWriter& writer) { writer.modify(m_path); };
+    const std::string shortRead = described("FDCW_PC_READ", EIO);
+    // Reads of an info chunk: end header, payload, start header; the laser powers' follow.
+    const std::pair<int, std::function<void(ImageWriter&)>> edits[] = {{2, modify}, {2, replace}, {5, modify}};
+    for (const auto& [payloadRead, edit] : edits) {
+        put(fullMovie().movie());
+        ImageWriter writer;
+        const auto run = [&, at = payloadRead, &edit = edit] {
+            const Faults nothingComes({.at = at, .error = 0, .lasting = true, .among = call::read});
+            edit(writer);
+        };
+        EXPECT_EQ(reportOf(run), shortRead) << payloadRead;
+        EXPECT_FALSE(writer.isOpen());
+        EXPECT_EQ(file(), fullMovie().movie());
+    }
+
+    const Faults none({.at = 1, .error = EMFILE, .lasting = true, .among = call::open});
+    put(fullMovie().movie());
+    EXPECT_EQ(reportOf([&] { ImageWriter().modify(m_path); }),
+              "FW_OF_OPEN2: File " + m_path.toStdString() + " : " + std::strerror(EMFILE));
+}
+
+TEST_F(Editing, AFileThatMayNotGrowCanBeCut)
+{
+    const std::string bytes = fullMovie().movie();
+    put(bytes);
+    ImageWriter writer;
+    {
+        const FileSizeLimit lessThanThereIs(bytes.size() - 1);
+        EXPECT_EQ(codeOf([&] { writer.modify(m_path); }), "");
+        EXPECT_EQ(file(), bareMovie().unfinished());
+    }
+    writer.close();
+    EXPECT_EQ(file(), bytes);
+    const FileSizeLimit noGrowth(bytes.size());
+    AttributeChunk shorter;
+    shorter.set(QStringLiteral("endian"), 2);
+    EXPECT_EQ(codeOf([&] { writer.modifyAttribute(m_path, shorter); }), "");
+    EXPECT_LT(file().size(), bytes.size());
 }
 
 TEST_F(Editing, AFullDiskIsNoticedBeforeTheHeaderChanges)

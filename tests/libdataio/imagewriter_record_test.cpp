@@ -1,8 +1,10 @@
 #include <libdataio/imagewriter.h>
 
 #include <common/zdpalette.h>
+#include <libdataio/clocks_p.h>
 #include <libdataio/imagereader.h>
 #include <tests/support/allocations.h>
+#include <tests/support/descriptor.h>
 #include <tests/support/everyfault.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/moviewalk.h>
@@ -106,6 +108,117 @@ TEST_F(Recording, StampsFramesWithTheClock)
         EXPECT_GE(toTimePoint(time), before);
         EXPECT_LE(toTimePoint(time), after);
         EXPECT_LT(time.tv_usec, 1'000'000);
+    }
+}
+
+/// Clocks that show what a test sets, while it lives.
+class SetClocks {
+public:
+    SetClocks()
+    {
+        clocks = {.wall = [] { return wall; }, .steady = [] { return steady; }};
+    }
+    SetClocks(const SetClocks&) = delete;
+    SetClocks& operator=(const SetClocks&) = delete;
+    ~SetClocks() { clocks = m_before; }
+
+    static inline std::int64_t wall = 0;
+    static inline std::int64_t steady = 0;
+
+private:
+    const Clocks m_before = clocks;
+};
+
+TEST_F(Recording, AutomaticTimesNeverRunBackwards)
+{
+    struct Step {
+        std::int64_t wall, steady;
+        timeval time;
+    };
+    const Step steps[] = {
+        {100'000'000, 5'000'000, {100, 0}},       {101'500'000, 6'500'000, {101, 500'000}},
+        {41'700'000, 6'700'000, {101, 700'000}}, // set back a minute: on by the steady clock
+        {43'000'001, 8'000'001, {103, 1}},       // that has not caught up
+        {103'000'001, 68'000'001, {163, 1}},     // nor has this
+        {170'000'000, 70'000'000, {170, 0}},     // set forward again
+        {170'000'000, 71'000'000, {170, 0}},     // stands still
+        {-1'500'000, 71'250'000, {170, 250'000}},
+    };
+    const SetClocks set;
+    ImageWriter writer;
+    writer.create(m_path, true);
+    FrameTimer expected;
+    for (const Step& step : steps) {
+        set.wall = step.wall;
+        set.steady = step.steady;
+        writer.addFrame(pixels0.data(), 16, -1.0F);
+        expected.push_back(step.time);
+    }
+    const LogCapture log;
+    writer.close();
+    EXPECT_TRUE(log.records.empty());
+    EXPECT_EQ(ImageReader(m_path).getFrameTimer(), expected);
+
+    set.wall = -1'500'000;
+    writer.create(m_path, true);
+    writer.addFrame(pixels0.data(), 16, -1.0F);
+    writer.close();
+    EXPECT_EQ(ImageReader(m_path).getFrameTimer(), FrameTimer({{-2, 500'000}})) << "another movie, before 1970";
+}
+
+TEST_F(Recording, SaysThatTimesWereSorted)
+{
+    ImageWriter writer;
+    writer.create(m_path, false);
+    for (const timeval time : {time1, time0})
+        writer.addFrame(pixels0.data(), 16, time, -1.0F);
+    const LogCapture log;
+    writer.close();
+    ASSERT_EQ(log.records.size(), 1U);
+    EXPECT_EQ(log.records[0].code, QStringLiteral("IW_C_TIMES"));
+    EXPECT_EQ(log.records[0].level, 2);
+    EXPECT_THAT(log.records[0].location.function, testing::HasSubstr("zd::ImageWriter::close()"));
+}
+
+TEST_F(Recording, WhatOthersAppendStays)
+{
+    const std::string foreign = chunk(99, "foreign");
+    const auto append = [&] {
+        const Descriptor file(m_path, O_WRONLY);
+        file.put(static_cast<off_t>(readFile(m_path).size()), foreign);
+    };
+    const auto failOnce = [](Share share, const auto& operation) {
+        const Faults full({.at = 1, .error = ENOSPC, .share = share, .among = call::writes});
+        EXPECT_NE(codeOf(operation), "");
+    };
+    for (const Share share : {Share::Nothing, Share::Half, Share::All}) {
+        ImageWriter writer;
+        writer.create(m_path, false);
+        setFormat(writer);
+        writer.addFrame(pixels0.data(), -1.0F);
+        append();
+        writer.addFrameAtEnd(pixels1.data(), 16, -1.0F);
+        failOnce(share, [&] { writer.addFrame(pixels0.data(), -1.0F); });
+        writer.addFrameAtEnd(pixels0.data(), 16, -1.0F); // over the remains of the failed one
+        append();
+        failOnce(share, [&] { writer.close(); });
+        writer.close();
+        EXPECT_EQ(file(), MovieBuilder()
+                              .frame(pixels0)
+                              .bytes(foreign)
+                              .frame(pixels1)
+                              .frame(pixels0)
+                              .bytes(foreign)
+                              .chunk(8, "\xFF\xFF\xFF")
+                              .frameFormat(4, 2, 5, 16)
+                              .movie());
+
+        writer.create(m_path, false);
+        failOnce(Share::Half, [&] { writer.addFrame(pixels0.data(), 16, -1.0F); });
+        const std::string remains = file();
+        append();
+        writer.addFrame(pixels1.data(), 16, -1.0F);
+        EXPECT_EQ(file(), remains + foreign + chunk(2, pixels1)) << "nothing of somebody else's is cut";
     }
 }
 
@@ -248,6 +361,22 @@ TEST_F(Recording, TakesTheFrameSizeFromTheHeader)
             << c.width << " x " << c.height << " x " << c.bits;
     }
     EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), "IW_AF_INFO1");
+
+    // Values that change through references kept from an earlier call count with the next frame.
+    writer.create(m_path, false);
+    setFormat(writer);
+    AttributeChunk::Map& entries = writer.attributeChunk().attributes();
+    Attribute& width = entries.at(QStringLiteral("width"));
+    writer.addFrame(pixels.data(), 1.0F);
+    width.assign(3);
+    writer.addFrame(pixels.data(), 1.0F);
+    entries.at(QStringLiteral("pixbits")).assign(8);
+    writer.addFrame(pixels.data(), 1.0F);
+    entries.erase(QStringLiteral("height"));
+    EXPECT_EQ(codeOf([&] { writer.addFrame(pixels.data(), 1.0F); }), "IW_AF_INFO1");
+    writer.close();
+    EXPECT_EQ(framesOf(file()),
+              (std::vector<std::string>{pixels.substr(0, 16), pixels.substr(0, 12), pixels.substr(0, 6)}));
 }
 
 TEST_F(Recording, RefusesFramesThatCannotBe)
