@@ -1,4 +1,5 @@
 #include <libdataio/chunkinfo.h>
+#include <libdataio/imagereader.h>
 #include <tests/support/moviebytes.h>
 #include <tests/support/printed.h>
 #include <tests/support/report.h>
@@ -185,13 +186,18 @@ TEST(ChunkInfo, PrintsIndexThenAttributes)
     ChunkInfo info = exampleInfo();
     info[2].emplace_back(48U, 1024U);
     info[-2].emplace_back(0xFFFFFFFFU, 1U);
-    EXPECT_EQ(test::standardOutputOf([&] { info.dumpDebug(); }), "Chunk index----------------------\n"
-                                                                 "index[2][0] -> first: off 0 - len 16 \n"
-                                                                 "index[2][1] -> first: off 48 - len 1024 \n"
-                                                                 "index[-2][0] -> first: off -1 - len 1 \n"
-                                                                 "---------------------------------\n"
-                                                                 "Attribute Chunk Dump:\nNumber of items: 2\n"
-                                                                 "height -> 2\nwidth -> 4\n");
+    const std::string printed = test::standardOutputOf([&] { info.dumpDebug(); });
+    EXPECT_EQ(printed, "Chunk index----------------------\n"
+                       "index[2][0] -> first: off 0 - len 16 \n"
+                       "index[2][1] -> first: off 48 - len 1024 \n"
+                       "index[-2][0] -> first: off -1 - len 1 \n"
+                       "---------------------------------\n"
+                       "Attribute Chunk Dump:\nNumber of items: 2\n"
+                       "height -> 2\nwidth -> 4\n");
+    const test::TemporaryDirectory directory;
+    test::writeFile(directory.path("movie"), test::chunk(5, saved(info)));
+    ImageReader reader(directory.path("movie"));
+    EXPECT_EQ(test::standardOutputOf([&] { reader.dumpDebug(); }), printed) << "of the movie that holds it";
 }
 
 TEST(ChunkInfo, LoadsOnTopOfWhatItHolds)

@@ -65,7 +65,9 @@ TEST_F(Remains, ALogTellsTheRest)
     m_writer.height(5);
     m_writer.addFrame("a", 1, {1, 2}, 0.25F);
     EXPECT_FALSE(QFile::exists(m_log));
+    EXPECT_FALSE(m_writer.recordingLog());
     m_writer.setRecordingLog(true);
+    EXPECT_TRUE(m_writer.recordingLog());
     m_writer.addRasterFiberContinuousIndexes({1, 2, 3});
     m_writer.addFrame("b", 1, {3, 4}, 0.5F);
     m_writer.addFrame("c", 1, -1.0F);
