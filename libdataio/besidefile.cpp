@@ -2,13 +2,17 @@
 
 #include <common/iofileexception.h>
 #include <libdataio/chunkheader.h>
+#include <libdataio/filelock_p.h>
+#include <libdataio/report_p.h>
 
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace zd {
 
@@ -21,29 +25,37 @@ QString besidePath(const QString& movie, const QString& suffix)
     return (resolved.isEmpty() ? movie : resolved) + suffix;
 }
 
-bool beginsAs(int fd, const QByteArray& mark)
+bool isOurs(int fd, const QByteArray& mark, const QString& movie)
 {
-    struct stat status {};
-    if (systemCalls.fstat(fd, &status) == -1)
+    struct stat file {};
+    if (systemCalls.fstat(fd, &file) == -1)
         ChunkHeaderBase::reportReadFailure(errno);
-    return S_ISREG(status.st_mode) && mark.startsWith(bytesAt(fd, 0, mark.size()));
+    if (!S_ISREG(file.st_mode) || bytesAt(fd, 0, mark.size()) != mark)
+        return false;
+    struct stat owned {};
+    return file.st_uid == geteuid() ||
+           (systemCalls.stat(report::systemPath(movie).constData(), &owned) == 0 && file.st_uid == owned.st_uid);
 }
 
-void removeBeside(const QByteArray& path, const QByteArray& mark)
+void removeBeside(const QByteArray& path, const QByteArray& mark, const QString& movie)
 {
     const Descriptor file(openFile(path.constData(), O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0));
     try {
-        if (file && beginsAs(file.get(), mark))
-            remove(path, file.get());
+        if (file && isOurs(file.get(), mark, movie))
+            remove(path, file.get(), mark);
     } catch (const IOFileException&) {
         // Whose it is cannot be read: it stays.
     }
 }
 
-void remove(const QByteArray& path, int fd) noexcept
+void remove(const QByteArray& path, int fd, const QByteArray& mark) noexcept
 {
-    if (systemCalls.unlink(path.constData()) == -1)
-        truncateFile(fd, 0);
+    const std::optional<FileIdentity> file = identityOf(fd);
+    if (file && !leadsTo(path.constData(), *file))
+        return;
+    // A second attempt helps where the first one met a passing trouble.
+    if (systemCalls.unlink(path.constData()) == -1 && systemCalls.unlink(path.constData()) == -1)
+        truncateFile(fd, mark.size());
 }
 
 std::int64_t lengthOf(int fd)
@@ -72,6 +84,11 @@ Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes)
 {
     iovec piece{const_cast<char*>(bytes.constData()), static_cast<std::size_t>(bytes.size())};
     return writePieces(fd, &piece, 1, offset);
+}
+
+bool settle(int fd)
+{
+    return syncFile(fd) == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT);
 }
 
 QByteArray folderOf(const QByteArray& path)

@@ -14,14 +14,14 @@ namespace zd {
 /// path with a null character.
 QString besidePath(const QString& movie, const QString& suffix);
 
-/// Whether a regular file begins as `mark` does, however little of it was written: another's file is left alone.
-/// Reports "CHB_LDF_READ".
-bool beginsAs(int fd, const QByteArray& mark);
-/// Removes the file at `path` if it begins as `mark` does; symbolic links are not followed.
-void removeBeside(const QByteArray& path, const QByteArray& mark);
-
-/// Removes the file at `path`, which is open for writing; when the system refuses, nothing is left in it.
-void remove(const QByteArray& path, int fd) noexcept;
+/// Whether a file beside `movie` is the library's: a regular file that begins with the whole mark, and that belongs to the
+/// caller or to the owner of the movie. Nobody else's is believed, changed or removed. Reports "CHB_LDF_READ".
+bool isOurs(int fd, const QByteArray& mark, const QString& movie);
+/// Removes the file at `path` beside `movie` if it is the library's; symbolic links are not followed.
+void removeBeside(const QByteArray& path, const QByteArray& mark, const QString& movie);
+/// Removes the file at `path`, which is open for writing and begins with that mark; when the system refuses, nothing but the
+/// mark is left in it. Another file that took its name stays.
+void remove(const QByteArray& path, int fd, const QByteArray& mark) noexcept;
 
 /// Length of a file. Reports "CHB_LDF_READ".
 std::int64_t lengthOf(int fd);
@@ -30,6 +30,9 @@ QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length);
 /// Writes all the bytes at `offset`; what was moved, and the error that stopped it.
 Transfer writeBytesAt(int fd, std::int64_t offset, const QByteArray& bytes);
 
+/// Waits until a file is on the storage device. False, with errno set, when the system says that data were lost;
+/// a file system that cannot wait is no loss.
+bool settle(int fd);
 /// The directory that holds `path`.
 QByteArray folderOf(const QByteArray& path);
 /// Waits until the directory that holds `path` knows of it on the storage device, where the system can tell.

@@ -80,9 +80,9 @@ void FileWriter::_open(const QString& path, FileWriterMode mode, bool locked,
     m_writer = std::move(writer);
 }
 
-void FileWriter::_reportBusy(const QString& path)
+void FileWriter::_reportBusy(const QString& path, FileWriterMode mode)
 {
-    reportNotOpened(path, false, EBUSY);
+    reportNotOpened(path, mode == FileWriterCreate, EBUSY);
 }
 
 void FileWriter::closeFile()

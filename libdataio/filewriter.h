@@ -68,7 +68,7 @@ private:
     /// As `openFile`; the file that is locked already, if any, is not locked again.
     DATAIO_HIDDEN void _open(const QString& path, FileWriterMode mode, bool locked,
                              const std::optional<FileIdentity>& lockedAlready);
-    [[noreturn]] DATAIO_HIDDEN static void _reportBusy(const QString& path);
+    [[noreturn]] DATAIO_HIDDEN static void _reportBusy(const QString& path, FileWriterMode mode);
     DATAIO_HIDDEN void _requireOpen() const;
 
     std::unique_ptr<FDChunkWriter> m_writer;

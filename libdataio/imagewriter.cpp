@@ -426,7 +426,9 @@ void ImageWriter::modifyAttribute(const QString& name, const AttributeChunk& att
         m_d->abandonEdit();
         throw;
     }
+    const EditProtection protection = m_d->protection;
     m_d->closeFile();
+    m_d->protection = protection;
 }
 
 /// Waits until everything that the edit has written is on the storage device.
@@ -466,12 +468,12 @@ bool ImageWriter::rollBack()
 
 bool ImageWriter::undoInterruptedEdit(const QString& name)
 {
-    return EditJournal::restore(name, std::nullopt) == EditJournal::Restored::Undone;
+    return Private::undoDeadEdit(name, std::nullopt);
 }
 
 bool ImageWriter::undoInterruptedEdit(const QString& name, const MovieLock& held)
 {
-    return EditJournal::restore(name, HeldLock::movieOf(held)) == EditJournal::Restored::Undone;
+    return Private::undoDeadEdit(name, HeldLock::movieOf(held));
 }
 
 EditProtection ImageWriter::editProtectionOf(const QString& movie)

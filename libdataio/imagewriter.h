@@ -145,9 +145,9 @@ public:
     /// locks is not locked once more while `held` lives. When `held` goes while the movie is open, the lock stays until it
     /// is closed.
     void useLock(const MovieLock& held);
-    /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`).
-    /// On at first; where the directory cannot be written the edit goes on without. Without a journal the header
-    /// alone is kept, as that of a recording is.
+    /// Whether edits of closed movies survive a crash by means of a journal beside the movie (`<name>-journal`), which is
+    /// made complete before it appears. On at first. Where none can be made, or another file has its name, the edit goes
+    /// on without, as `editProtection` tells. Without a journal the header alone is kept, as that of a recording is.
     void setJournaled(bool on);
     bool journaled() const;
     /// What protects the edit that is open, or that `modifyAttribute` has made last; `None` when no movie is open for an
@@ -166,9 +166,10 @@ public:
     /// the movie stays open.
     bool rollBack();
     /// Puts a movie back as it was before an edit that never ended, by its journal. Returns false when there
-    /// was nothing to put back: no journal, one of an edit that ended or never began, or one of an edit that is
-    /// going on. Frames that the edit had appended are saved first, as a movie of their own
-    /// (`<name>-rescued`). `modify` and `modifyAttribute` begin with this.
+    /// was nothing to put back: no journal, one of an edit that ended, one of an edit that is going on, or one that is
+    /// left alone because it is another movie's or a stranger's, which is a warning in the log. Frames that the edit had
+    /// appended are saved first, as a movie of their own (`<name>-rescued`). `modify` and `modifyAttribute` begin with
+    /// this, and refuse a movie whose edit is going on as one that is locked.
     static bool undoInterruptedEdit(const QString& name);
     /// The same under a lock that the caller holds.
     static bool undoInterruptedEdit(const QString& name, const MovieLock& held);

@@ -2,8 +2,15 @@
 
 #include <libdataio/editjournal_p.h>
 #include <libdataio/fdchunkwriter.h>
+#include <libdataio/foundjournal_p.h>
 #include <libdataio/imagefilelayout.h>
 #include <libdataio/report_p.h>
+
+#include <common/iofileexception.h>
+
+#include <cerrno>
+
+#include <fcntl.h>
 
 namespace zd {
 
@@ -11,18 +18,34 @@ namespace {
 
 Logger& logger = Logger::logger(QStringLiteral("dataio.imagewriter"));
 
-void warnOfDanger(const QString& movie, EditProtection protection)
+void warn(const char* code, const QString& movie, const char* what)
 {
-    const char* reason = protection == EditProtection::NoFolder
-                             ? "no journal can be made in its folder"
-                             : "what is called like its journal is another file, or cannot be trusted";
-    report::note(
-        logger, LogLevel::getWarning(), "IW_EDIT_UNPROTECTED",
-        [&] {
-            return QStringLiteral("File %1 is edited without protection against a crash: %2.")
-                .arg(movie, QString::fromLatin1(reason));
-        },
-        DATAIO_HERE);
+    const auto message = [&] { return QStringLiteral("File %1 : %2").arg(movie, QString::fromLatin1(what)); };
+    report::note(logger, LogLevel::getWarning(), code, message, DATAIO_HERE);
+}
+
+void warnOfProtection(const QString& movie, EditProtection protection)
+{
+    if (protection == EditProtection::NoFolder)
+        warn("IW_M_UNPROTECTED", movie, "edited without a journal, since none can be made in its folder");
+    if (protection == EditProtection::ForeignJournal)
+        warn("IW_M_UNPROTECTED", movie, "edited without a journal, since another file has its name");
+}
+
+void warnOfForeign(const QString& movie)
+{
+    warn("IW_M_JOURNAL", movie,
+         "the journal beside it is left alone: it is not this library's, of another movie, or a stranger's");
+}
+
+/// Undoes what the journal allows. Nothing when the edit is going on, else whether the movie was changed.
+std::optional<bool> restore(const FoundJournal& found, const QString& movie, int movieFD)
+{
+    if (found.state() == FoundJournal::State::InUse)
+        return std::nullopt;
+    if (found.state() == FoundJournal::State::Foreign)
+        warnOfForeign(movie);
+    return EditJournal::restore(found, movie, movieFD);
 }
 
 } // namespace
@@ -43,6 +66,8 @@ void ImageWriter::Private::openFile(const QString& movie, FileWriterMode mode)
 {
     const std::optional<FileIdentity> lockedAlready = heldLock.keep();
     try {
+        if (mode == FileWriterCreate && isBeingEdited(movie))
+            FileWriter::_reportBusy(movie, mode);
         file._open(movie, mode, locking && processLocks(), lockedAlready);
     } catch (...) {
         heldLock.letGo();
@@ -53,6 +78,7 @@ void ImageWriter::Private::openFile(const QString& movie, FileWriterMode mode)
 void ImageWriter::Private::closeFile()
 {
     file.closeFile();
+    protection = EditProtection::None;
     heldLock.letGo();
 }
 
@@ -73,17 +99,47 @@ bool ImageWriter::Private::stepBackOver(int type)
     return true;
 }
 
-void ImageWriter::Private::undoDeadEdit(const QString& movie)
+bool ImageWriter::Private::undoDeadEdit(const QString& movie)
 {
-    if (EditJournal::restore(movie, file.descriptor()) == EditJournal::Restored::InUse)
-        FileWriter::_reportBusy(movie);
+    std::optional<FoundJournal> found;
+    journalTrouble = nullptr;
+    try {
+        found.emplace(movie, file.descriptor(), FoundJournal::Purpose::Undo);
+    } catch (const IOFileException&) {
+        journalTrouble = std::current_exception();
+        return false;
+    }
+    const std::optional<bool> undone = restore(*found, movie, file.descriptor());
+    if (!undone)
+        FileWriter::_reportBusy(movie, FileWriterModify);
+    return *undone;
+}
+
+bool ImageWriter::Private::undoDeadEdit(const QString& movie, const std::optional<FileIdentity>& lockedAlready)
+{
+    const QByteArray path = report::systemPath(besidePath(movie, QString()));
+    constexpr int flags = O_RDWR | O_NONBLOCK;
+    LockedFile opened = processLocks() ? openLocked(path.constData(), flags, 0, lockedAlready)
+                                       : LockedFile{zd::openFile(path.constData(), flags, 0), {}};
+    const Descriptor descriptor(opened.fd);
+    const FileLock lock(std::move(opened.lock));
+    if (!descriptor) {
+        if (errno != EBUSY)
+            requireAnswer(errno);
+        return false;
+    }
+    const FoundJournal found(movie, descriptor.get(), FoundJournal::Purpose::Undo);
+    return restore(found, movie, descriptor.get()).value_or(false);
 }
 
 void ImageWriter::Private::beginEdit(const QString& movie)
 {
+    if (journalTrouble)
+        std::rethrow_exception(journalTrouble);
     protection = edit.begin(movie, file);
-    if (protection == EditProtection::NoFolder || protection == EditProtection::ForeignJournal)
-        warnOfDanger(movie, protection);
+    if (protection == EditProtection::ForeignJournal && isBeingEdited(movie))
+        FileWriter::_reportBusy(movie, FileWriterModify);
+    warnOfProtection(movie, protection);
     // Without a journal the header is kept at least, as it is while a movie is recorded.
     if (protection != EditProtection::Journal)
         aids.keepHeader(file.descriptor(), header);

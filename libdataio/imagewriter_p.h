@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <optional>
 
 namespace zd {
@@ -32,13 +33,17 @@ struct ImageWriter::Private {
     /// Steps back over a chunk of that type, if one ends here. What is going to be cut off must really be that chunk: one
     /// whose headers do not agree is reported, and so is a payload that comes short.
     bool stepBackOver(int type);
-    /// Undoes an edit of the open movie that died. One that is going on makes the movie busy.
-    void undoDeadEdit(const QString& movie);
+    /// Undoes an edit of the open movie that died; one that is going on makes the movie busy. True when the movie was
+    /// changed. Whatever else is wrong with a journal is told by `beginEdit`: it must not hide what is wrong with the movie.
+    bool undoDeadEdit(const QString& movie);
     /// Starts the edit of the open movie, at whose info chunk or side data the file stands.
     void beginEdit(const QString& movie);
     /// Closes the file of an edit that failed. What was kept of it goes when the movie is whole, else it stays.
     void abandonEdit() noexcept;
     bool endsInInfo() noexcept;
+
+    /// Undoes an edit of a movie that this program has not open; one that somebody holds is left alone.
+    static bool undoDeadEdit(const QString& movie, const std::optional<FileIdentity>& lockedAlready);
 
     MovieHeader header;
     FileWriter file;
@@ -48,6 +53,7 @@ struct ImageWriter::Private {
     RecordingAids aids;
     MovieEdit edit;
     EditProtection protection = EditProtection::None;
+    std::exception_ptr journalTrouble; // it could not be told whether an edit has to be undone
     QString name;
     bool locking = true;
     HeldLock heldLock;

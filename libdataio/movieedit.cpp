@@ -8,7 +8,7 @@
 #include <libdataio/imagefilelayout.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <utility>
 
 namespace zd {
 
@@ -57,15 +57,14 @@ EditProtection MovieEdit::begin(const QString& name, const FileWriter& file)
 {
     if (!m_journaled)
         return EditProtection::Off;
-    m_journal = EditJournal::begin(name, file.descriptor(), file.offset());
-    if (m_journal)
-        return EditProtection::Journal;
-    return errno == EEXIST ? EditProtection::ForeignJournal : EditProtection::NoFolder;
+    EditJournal::Beginning beginning = EditJournal::begin(name, file.descriptor(), file.offset());
+    m_journal = std::move(beginning.journal);
+    return beginning.protection;
 }
 
 bool MovieEdit::settle(const FileWriter& file)
 {
-    return EditJournal::settle(file.descriptor());
+    return zd::settle(file.descriptor());
 }
 
 void MovieEdit::keepChunk(const FileWriter& file, const ChunkRecord& record)

@@ -124,22 +124,13 @@ void dropHeader(int movieFD)
 std::unique_ptr<RecordingLog> RecordingLog::begin(const QString& movie)
 {
     const QByteArray path = logPath(movie);
-    removeBeside(path, mark);
+    removeBeside(path, mark, movie);
     std::unique_ptr<RecordingLog> log(new RecordingLog(path));
-    log->m_fd = openFile(path.constData(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-    if (log->m_fd == -1)
-        return nullptr;
-    log->m_broken = writeBytesAt(log->m_fd, 0, mark).bytes != mark.size();
+    // A log without its mark on the storage device would be taken for another's file, and stay for ever.
+    const bool begun = log->m_file && writeBytesAt(log->m_file.get(), 0, mark).bytes == mark.size() &&
+                       settle(log->m_file.get()) && log->m_file.appearAs(path);
     log->m_length = mark.size();
-    return log;
-}
-
-RecordingLog::RecordingLog(const QByteArray& path) : m_path(path) {}
-
-RecordingLog::~RecordingLog()
-{
-    if (m_fd != -1)
-        systemCalls.close(m_fd);
+    return begun ? std::move(log) : nullptr;
 }
 
 void RecordingLog::header(const AttributeChunk& header)
@@ -169,7 +160,7 @@ void RecordingLog::frame(std::uint32_t offset, const timeval* time, float laserP
 
 void RecordingLog::end() noexcept
 {
-    systemCalls.unlink(m_path.constData());
+    remove(m_path, m_file.get(), mark);
 }
 
 void RecordingLog::_append(char kind, const QByteArray& payload)
@@ -178,7 +169,7 @@ void RecordingLog::_append(char kind, const QByteArray& payload)
         return;
     const QByteArray content = QByteArray(1, kind) + word(static_cast<quint32>(payload.size())) + payload;
     const QByteArray record = content + checksum(content);
-    m_broken = writeBytesAt(m_fd, m_length, record).bytes != record.size();
+    m_broken = writeBytesAt(m_file.get(), m_length, record).bytes != record.size();
     m_length += record.size();
 }
 
@@ -186,11 +177,9 @@ RecordingRemains RecordingLog::contentOf(const QString& movie)
 {
     RecordingRemains remains;
     const Descriptor log(openFile(logPath(movie).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0));
-    if (!log || !beginsAs(log.get(), mark))
+    if (!log || !isOurs(log.get(), mark, movie))
         return remains;
     const QByteArray bytes = bytesAt(log.get(), 0, lengthOf(log.get()));
-    if (!bytes.startsWith(mark))
-        return remains;
     remains.hasLog = true;
     qsizetype at = mark.size();
     while (bytes.size() - at >= recordStartBytes + checksumBytes) {
@@ -206,7 +195,7 @@ RecordingRemains RecordingLog::contentOf(const QString& movie)
 
 void RecordingLog::discard(const QString& movie)
 {
-    removeBeside(logPath(movie), mark);
+    removeBeside(logPath(movie), mark, movie);
 }
 
 } // namespace zd

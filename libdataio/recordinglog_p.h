@@ -1,5 +1,6 @@
 #pragma once
 
+#include <libdataio/comingfile_p.h>
 #include <libdataio/frametimer.h>
 
 #include <QByteArray>
@@ -38,7 +39,7 @@ public:
 
     RecordingLog(const RecordingLog&) = delete;
     RecordingLog& operator=(const RecordingLog&) = delete;
-    ~RecordingLog(); ///< lets go of the log; the file stays
+    ~RecordingLog() = default; ///< lets go of the log; the file stays
 
     void header(const AttributeChunk& header);
     void fiberCenters(const std::vector<float>& centers);
@@ -48,12 +49,12 @@ public:
     void end() noexcept;
 
 private:
-    explicit RecordingLog(const QByteArray& path);
+    explicit RecordingLog(const QByteArray& path) : m_path(path), m_file(path) {}
 
     void _append(char kind, const QByteArray& payload);
 
-    QByteArray m_path;
-    int m_fd = -1;
+    const QByteArray m_path;
+    ComingFile m_file;
     std::int64_t m_length = 0;
     bool m_broken = false; // after a record that could not be written whole, nothing more would be read
 };

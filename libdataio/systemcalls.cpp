@@ -25,6 +25,18 @@ int duplicateAbove(int fd, int lowest)
     return ::fcntl(fd, F_DUPFD_CLOEXEC, lowest);
 }
 
+int linkWhatItLeadsTo(const char* from, const char* to)
+{
+    return ::linkat(AT_FDCWD, from, AT_FDCWD, to, AT_SYMLINK_FOLLOW);
+}
+
+int renameToNew(const char* from, const char* to)
+{
+    const int result = ::renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE);
+    const bool unknown = result == -1 && (errno == EINVAL || errno == ENOSYS);
+    return unknown ? ::rename(from, to) : result;
+}
+
 template <typename Call>
 auto repeatInterrupted(Call call)
 {
@@ -99,7 +111,8 @@ SystemCalls systemCalls = {
     .fdatasync = ::fdatasync,
     .flock = ::flock,
     .close = ::close,
-    .rename = ::rename,
+    .link = linkWhatItLeadsTo,
+    .rename = renameToNew,
     .unlink = ::unlink,
     .fsetxattr = ::fsetxattr,
     .fgetxattr = ::fgetxattr,

@@ -28,7 +28,8 @@ struct SystemCalls {
     int (*fdatasync)(int fd);
     int (*flock)(int fd, int operation);
     int (*close)(int fd);
-    int (*rename)(const char* from, const char* to);
+    int (*link)(const char* from, const char* to);   ///< a second name for what `from` leads to; `to` must be new
+    int (*rename)(const char* from, const char* to); ///< `to` must be new, where the file system can see to that
     int (*unlink)(const char* path);
     int (*fsetxattr)(int fd, const char* name, const void* value, std::size_t size, int flags);
     ssize_t (*fgetxattr)(int fd, const char* name, void* value, std::size_t size);

@@ -468,7 +468,7 @@ TEST_F(Editing, AFullDiskIsNoticedBeforeTheHeaderChanges)
     put(fullMovie().movie());
     Faults full({.at = 1, .error = ENOSPC, .among = call::allocate});
     EXPECT_EQ(codeOf([&] { ImageWriter().modifyAttribute(m_path, AttributeChunk()); }), "FDCW_AC_WRITE");
-    EXPECT_EQ(full.calls(call::writes), 3) << "those of the journal";
+    EXPECT_EQ(full.calls(call::writes), 4) << "those of the journal";
     EXPECT_EQ(file(), fullMovie().movie());
 }
 

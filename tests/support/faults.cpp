@@ -110,6 +110,7 @@ void installAll()
     install<call::sync, &SystemCalls::fdatasync>();
     install<call::lock, &SystemCalls::flock>();
     install<call::close, &SystemCalls::close>();
+    install<call::link, &SystemCalls::link>();
     install<call::rename, &SystemCalls::rename>();
     install<call::unlink, &SystemCalls::unlink>();
     install<call::setAttribute, &SystemCalls::fsetxattr>();

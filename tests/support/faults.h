@@ -36,6 +36,7 @@ inline constexpr Calls setAttribute = 1U << 16;
 inline constexpr Calls getAttribute = 1U << 17;
 inline constexpr Calls removeAttribute = 1U << 18;
 inline constexpr Calls statFileSystem = 1U << 19;
+inline constexpr Calls link = 1U << 20;
 
 inline constexpr Calls reads = read | readPieces;
 inline constexpr Calls writes = write | writePieces;

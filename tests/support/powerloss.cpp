@@ -58,6 +58,14 @@ int syncStandIn(int fd)
     return result;
 }
 
+int linkStandIn(const char* from, const char* to)
+{
+    const int result = active->system().link(from, to);
+    if (result == 0)
+        active->linked(from, to);
+    return result;
+}
+
 int unlinkStandIn(const char* path)
 {
     const int result = active->system().unlink(path);
@@ -98,6 +106,7 @@ PowerLoss::PowerLoss(const QString& directory) : m_directory(directory.toStdStri
     systemCalls.pwritev = writeStandIn;
     systemCalls.ftruncate = truncateStandIn;
     systemCalls.fdatasync = syncStandIn;
+    systemCalls.link = linkStandIn;
     systemCalls.unlink = unlinkStandIn;
     systemCalls.rename = refusedRename;
     systemCalls.close = closeStandIn;
@@ -158,7 +167,8 @@ void PowerLoss::opened(const char* path, int flags, int fd)
 {
     const std::string name = _nameOf(path);
     if ((flags & O_DIRECTORY) != 0 && std::string(path) == m_directory) {
-        m_descriptors[fd] = directoryFile;
+        const bool unnamed = (flags & O_TMPFILE) == O_TMPFILE;
+        m_descriptors[fd] = unnamed ? m_nextFile++ : directoryFile;
         return;
     }
     if (name.empty())
@@ -198,6 +208,15 @@ void PowerLoss::truncated(int fd, std::size_t length)
 {
     m_changes.push_back(
         {.kind = Kind::Truncate, .file = m_descriptors.at(fd), .name = {}, .place = length, .bytes = {}});
+}
+
+/// A file without a name gets one, by way of its descriptor.
+void PowerLoss::linked(const char* from, const char* to)
+{
+    const std::string path = from;
+    const int file = m_descriptors.at(std::stoi(path.substr(path.rfind('/') + 1)));
+    m_names[_nameOf(to)] = file;
+    m_changes.push_back({.kind = Kind::Create, .file = file, .name = _nameOf(to), .place = 0, .bytes = {}});
 }
 
 void PowerLoss::unlinked(const char* path)

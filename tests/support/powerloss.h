@@ -39,6 +39,7 @@ public:
     void duplicated(int fd, int copy);
     void written(int fd, std::size_t offset, const std::string& bytes);
     void truncated(int fd, std::size_t length);
+    void linked(const char* from, const char* to);
     void unlinked(const char* path);
     void synchronised(int fd);
     void closed(int fd) { m_descriptors.erase(fd); }

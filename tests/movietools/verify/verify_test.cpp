@@ -189,7 +189,7 @@ TEST_F(Verify, HoldsSideDataAgainstTheFrames)
 
 TEST_F(Verify, TellsWhatWasLeftBesideTheMovie)
 {
-    test::writeFile(path + QStringLiteral("-journal"), "VQFJRNL1");
+    test::writeFile(path + QStringLiteral("-journal"), "VQFJRNL2");
     test::writeFile(path + QStringLiteral("-log"), "VQFRLOG1");
     EXPECT_THAT(found(test::smallMovie()), ElementsAre("left-over-journal", "left-over-log"));
     EXPECT_EQ(verifyMovie(path).condition, Condition::Sound);
