@@ -64,10 +64,15 @@ void SidecarOutput::write(const Sidecar& sidecar)
     m_file->close();
 }
 
-void SidecarOutput::commit()
+void SidecarOutput::place()
 {
     if (m_file)
-        m_file->commit();
+        m_file->place();
+}
+
+bool SidecarOutput::settle() noexcept
+{
+    return !m_file || m_file->settle();
 }
 
 } // namespace zd::movietools

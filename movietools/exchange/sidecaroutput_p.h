@@ -21,9 +21,11 @@ class SidecarOutput {
 public:
     explicit SidecarOutput(const ExportPlan& plan);
 
-    /// Writes it, to be committed when the pixels are.
+    /// Writes it, to get its name together with the pixels.
     void write(const Sidecar& sidecar);
-    void commit();
+    // As those of OutputFile: both files come, or none.
+    void place();
+    [[nodiscard]] bool settle() noexcept;
 
 private:
     std::optional<PlainOutput> m_file;

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
@@ -59,6 +60,13 @@ void requireRoom(const QString& path, const QString& place, std::uint64_t bytes)
                QStringLiteral("free some space or write elsewhere"));
 }
 
+void requireSettled(const QString& path, bool areAllSettled)
+{
+    if (!areAllSettled)
+        refuse(path, QStringLiteral("is complete, but the file that it replaced stays beside it under a hidden name"),
+               QStringLiteral("remove the file .vqf-..., which the next such job does as well"));
+}
+
 OutputFile::OutputFile(const QString& path, Existing existing, const QStringList& inputs, unsigned permissions,
                        Work work)
     : m_path(path)
@@ -82,6 +90,8 @@ OutputFile::OutputFile(const QString& path, Existing existing, const QStringList
 
 OutputFile::~OutputFile()
 {
+    if (m_isPlaced)
+        takeBack();
     if (m_fd >= 0)
         ::close(m_fd);
     if (!m_temporary.isEmpty())
@@ -168,17 +178,53 @@ void OutputFile::commit()
         sendToStandardOutput();
         return;
     }
-    if (m_targetExists) {
-        keepOwnerAndRights(m_fd, m_target, m_path);
-        // The old file goes only when the new one is on the storage device.
-        if (::fdatasync(m_fd) != 0)
-            throw systemError(m_path, QStringLiteral("written"), errno);
-    }
+    if (m_targetExists)
+        keepTarget();
     if (m_temporary.isEmpty())
         nameUnnamedFile();
     else
         takeTarget(m_temporary);
     m_temporary.clear();
+}
+
+void OutputFile::place()
+{
+    if (m_isStandardOutput || !m_targetExists) {
+        commit();
+        m_isPlaced = !m_isStandardOutput;
+        return;
+    }
+    keepTarget();
+    if (m_temporary.isEmpty())
+        nameTemporarily();
+    if (!exchangeNames(m_temporary, m_target))
+        throw systemError(m_path, QStringLiteral("named"), errno);
+    m_isPlaced = true;
+}
+
+bool OutputFile::settle() noexcept
+{
+    if (!std::exchange(m_isPlaced, false) || !m_targetExists)
+        return true;
+    const bool isRemoved = ::unlink(m_temporary.constData()) == 0;
+    m_temporary.clear();
+    return isRemoved;
+}
+
+void OutputFile::takeBack() noexcept
+{
+    if (!m_targetExists)
+        ::unlink(m_target.constData());
+    else
+        exchangeNames(m_temporary, m_target);
+}
+
+// The old file goes only when the new one is on the storage device.
+void OutputFile::keepTarget()
+{
+    keepOwnerAndRights(m_fd, m_target, m_path);
+    if (::fdatasync(m_fd) != 0)
+        throw systemError(m_path, QStringLiteral("written"), errno);
 }
 
 void OutputFile::sendToStandardOutput() const
@@ -207,7 +253,14 @@ void OutputFile::nameUnnamedFile()
     if (errno != EEXIST || !m_targetExists)
         throw systemError(m_path, QStringLiteral("named"), errno);
 
-    // A link never replaces a file, a renamed one does. The unused name comes from a file made for it.
+    // A link never replaces a file, a renamed one does.
+    nameTemporarily();
+    takeTarget(m_temporary);
+}
+
+// The unused name comes from a file made for it.
+void OutputFile::nameTemporarily()
+{
     sweepWorkNames(m_folder);
     QByteArray name = workName(m_folder);
     const int placeholder = ::mkostemp(name.data(), O_CLOEXEC);
@@ -215,10 +268,9 @@ void OutputFile::nameUnnamedFile()
         throw systemError(m_path, QStringLiteral("named"), errno);
     ::close(placeholder);
     ::unlink(name.constData());
-    if (::linkat(AT_FDCWD, work.constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW) != 0)
+    if (::linkat(AT_FDCWD, m_workPath.toUtf8().constData(), AT_FDCWD, name.constData(), AT_SYMLINK_FOLLOW) != 0)
         throw systemError(m_path, QStringLiteral("named"), errno);
     m_temporary = name;
-    takeTarget(name);
 }
 
 void OutputFile::takeTarget(const QByteArray& from)

@@ -13,6 +13,9 @@ inline constexpr unsigned moviePermissions = 0600;
 /// Throws JobError about `path` when the file system of the existing file or folder `place` has less than `bytes` left.
 void requireRoom(const QString& path, const QString& place, std::uint64_t bytes);
 
+/// Throws JobError about an output that is complete, when files that were replaced with it could not all be removed.
+void requireSettled(const QString& path, bool areAllSettled);
+
 /// A file that appears under its name only when it is complete.
 ///
 /// It is written beside its target: without a name where the file system can do that, so that even a killed
@@ -54,6 +57,11 @@ public:
     /// Gives the file its name. Nobody may have it open for writing any more. Throws JobError. Ends the process by
     /// SIGPIPE when nobody reads standard output any more, unless that signal is ignored.
     void commit();
+    /// The first half of `commit`, for outputs that belong together: the file has its name, and without `settle` the
+    /// destructor takes it back and puts a file that it replaced in its place again. Throws JobError.
+    void place();
+    /// The second half: what was replaced goes. False when it stays, under a hidden name; see `requireSettled`.
+    [[nodiscard]] bool settle() noexcept;
 
 private:
     void checkTarget(Existing existing, const QStringList& inputs);
@@ -63,7 +71,10 @@ private:
     void openNamed();
     void nameUnnamedFile();
     void sendToStandardOutput() const;
+    void nameTemporarily();
+    void keepTarget();
     void takeTarget(const QByteArray& from);
+    void takeBack() noexcept;
 
     QString m_path;
     QByteArray m_target; // m_path with symbolic links followed
@@ -73,6 +84,7 @@ private:
     int m_fd = -1;
     bool m_isStandardOutput = false;
     bool m_targetExists = false;
+    bool m_isPlaced = false; // and not settled; a file that was replaced has the temporary name
 };
 
 } // namespace zd::movietools

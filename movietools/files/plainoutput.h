@@ -23,6 +23,10 @@ public:
     void close();
     /// Gives the closed file its name. Returns its length.
     std::uint64_t commit();
+    // The halves of `commit`, as those of OutputFile.
+    void place() { m_file.place(); }
+    [[nodiscard]] bool settle() noexcept { return m_file.settle(); }
+    std::uint64_t written() const { return m_written; } ///< bytes
 
 private:
     OutputFile m_file;

@@ -28,9 +28,11 @@ public:
         sidecar.offset = static_cast<std::uint64_t>(m_header.size());
         m_sidecar.write(sidecar);
         m_file.close();
-        const std::uint64_t bytes = m_file.commit();
-        m_sidecar.commit();
-        return bytes;
+        m_file.place();
+        m_sidecar.place();
+        const bool areSettled[] = {m_file.settle(), m_sidecar.settle()};
+        requireSettled(m_plan.options.output, areSettled[0] && areSettled[1]);
+        return m_file.written();
     }
 
 private:

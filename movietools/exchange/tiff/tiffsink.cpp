@@ -71,9 +71,11 @@ public:
         if (m_sidecar)
             m_sidecar->write(sidecarFor(m_plan));
         const std::uint64_t bytes = lengthOfFile(m_file.workPath());
-        m_file.commit();
+        m_file.place();
         if (m_sidecar)
-            m_sidecar->commit();
+            m_sidecar->place();
+        const bool areSettled[] = {m_file.settle(), !m_sidecar || m_sidecar->settle()};
+        requireSettled(m_file.path(), areSettled[0] && areSettled[1]);
         return bytes;
     }
 

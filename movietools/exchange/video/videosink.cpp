@@ -105,8 +105,10 @@ public:
             sidecar.checksum = PixelChecksum::ofFile(m_file.workPath());
         m_sidecar.write(sidecar);
         const std::uint64_t bytes = lengthOfFile(m_file.workPath());
-        m_file.commit();
-        m_sidecar.commit();
+        m_file.place();
+        m_sidecar.place();
+        const bool areSettled[] = {m_file.settle(), m_sidecar.settle()};
+        requireSettled(m_plan.options.output, areSettled[0] && areSettled[1]);
         return bytes;
     }
 
