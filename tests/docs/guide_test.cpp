@@ -76,6 +76,12 @@ TEST_F(Guide, EditsAndAnalyses)
     const std::string frame = words16({1, 2, 3, 6});
     snippets::replaceFirst(m_path, frame.data());
     EXPECT_EQ(snippets::meansOverTime(m_path), (Means{{0, 3}, {1.5, 250}}));
+    {
+        const std::optional<MovieLock> other = MovieLock::tryLock(m_path);
+        EXPECT_FALSE(snippets::replaceLast(m_path, frame.data()));
+    }
+    EXPECT_TRUE(snippets::replaceLast(m_path, words16({250, 250, 250, 250}).data()));
+    EXPECT_EQ(snippets::meansOverTime(m_path), (Means{{0, 3}, {1.5, 250}}));
     ImageReader movie(m_path);
     EXPECT_EQ(movie.getComment(), QStringLiteral("before\nframe 0 replaced"));
     EXPECT_EQ(snippets::brightest(movie, 0), 6);

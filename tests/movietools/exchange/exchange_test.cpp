@@ -358,7 +358,8 @@ TEST(Exchange, ASidecarStaysWithItsPixels)
 {
     const TemporaryDirectory directory;
     recordEverything(directory.path("movie.vqf"), ZD_UCHAR);
-    for (const auto& [form, output] : {std::pair{ExchangeForm::Tiff, "s.tif"}, {ExchangeForm::Mp4, "s.mp4"}}) {
+    for (const ExchangeForm form : {ExchangeForm::Tiff, ExchangeForm::Mp4}) {
+        const char* output = form == ExchangeForm::Tiff ? "s.tif" : "s.mp4";
         ExportOptions options = exporting(directory, form, output);
         exportMovie(options, {});
         const QString sidecar = options.output + QStringLiteral(".json");
