@@ -65,6 +65,9 @@ std::int64_t FileBytes::readFile(std::int64_t offset, char* buffer, std::int64_t
     const std::int64_t got = m_file.readAt(offset, buffer, size);
     if (got < 0)
         throw systemError(m_path, QStringLiteral("read"), errno);
+    if (got < std::min(size, m_length - offset))
+        refuse(m_path, QStringLiteral("gave less than the file holds: it was cut short meanwhile, or the disk fails"),
+               QStringLiteral("leave it alone while it is read, and try again"));
     return got;
 }
 

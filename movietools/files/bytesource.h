@@ -26,7 +26,8 @@ public:
     QByteArray bytes(std::int64_t offset, std::int64_t size) const;
 };
 
-/// A file as it lies on disk, whatever it holds, with its length at the moment of opening.
+/// A file as it lies on disk, whatever it holds, with its length at the moment of opening: a read that gives less than
+/// that throws JobError.
 class FileBytes : public ByteSource {
 public:
     /// Opens a regular file for reading. Throws JobError, which advises so when it is none.
