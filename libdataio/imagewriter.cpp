@@ -90,6 +90,16 @@ bool ImageWriter::isOpen()
     return m_d->file.openned();
 }
 
+QString ImageWriter::fileName() const
+{
+    return m_d->name;
+}
+
+bool ImageWriter::autotime() const
+{
+    return m_d->lists.autotime();
+}
+
 void ImageWriter::close()
 {
     if (!isOpen())

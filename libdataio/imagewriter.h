@@ -41,6 +41,10 @@ public:
     /// it has caught up. The name goes to the system as UTF-8, whatever the locale. Reports "FW_OF_OPEN".
     void create(const QString& name, bool autotime);
     bool isOpen();
+    /// The movie that was created or opened last, as it was named.
+    QString fileName() const;
+    /// Whether frames get the clock's time.
+    bool autotime() const;
     /// Writes side data and header and closes the file; nothing when no movie is open. After a failure the movie
     /// stays open, and another `close` starts its end again. What another program has appended to the file stays. Times are
     /// stored in ascending order; the warning "IW_C_TIMES" tells when that gives them to other frames. Reports
