@@ -60,7 +60,7 @@ dataio_debian_package(libraries libdataio1 SECTION libs
 # Programs linked with the libraries depend on this package, and the linker's cache is brought up to date.
 set(control "${PROJECT_BINARY_DIR}/debian/control")
 file(WRITE "${control}/triggers" "activate-noawait ldconfig\n")
-foreach(name IN ITEMS libdataio libdataio-common libdataio-log)
+foreach(name IN ITEMS libdataio libdataio-common libdataio-log libdataio-recording)
   list(APPEND shlibs "${name} ${PROJECT_VERSION_MAJOR} libdataio1 (>= ${PROJECT_VERSION})\n")
 endforeach()
 list(JOIN shlibs "" shlibs)
@@ -70,7 +70,7 @@ dataio_debian_package(development libdataio-dev SECTION libdevel
   DEPENDS "libdataio1 ${same_version}" "qt6-base-dev (>= ${DATAIO_QT_VERSION})"
   SUMMARY "creates, reads and edits VQF movies (development files)"
   DESCRIPTION "${about}This package holds the headers, the CMake package DataIO and the pkg-config
-file dataio.")
+files dataio and dataio-recording.")
 dataio_debian_package(tools vqf-tools SECTION science
   DEPENDS "libdataio1 ${same_version}" RECOMMENDS "ffmpeg" "fonts-dejavu-core"
   SUMMARY "imports, examines, edits, exports and recovers VQF movies"
@@ -113,6 +113,7 @@ set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-  "${PROJECT_BINARY_DIR}/libdataio" "${PROJECT_BINARY_DIR}/common" "${PROJECT_BINARY_DIR}/log")
+  "${PROJECT_BINARY_DIR}/recording" "${PROJECT_BINARY_DIR}/libdataio" "${PROJECT_BINARY_DIR}/common"
+  "${PROJECT_BINARY_DIR}/log")
 set(CPACK_OUTPUT_FILE_PREFIX "${PROJECT_BINARY_DIR}/packages")
 include(CPack)

@@ -14,5 +14,8 @@ file(RELATIVE_PATH pc_prefix "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_I
 cmake_path(APPEND pc_libdir "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 cmake_path(APPEND pc_includedir "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}" dataio)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
-configure_file(cmake/dataio.pc.in dataio.pc @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/dataio.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(name IN ITEMS dataio dataio-recording)
+  configure_file(cmake/${name}.pc.in ${name}.pc @ONLY)
+endforeach()
+install(FILES "${PROJECT_BINARY_DIR}/dataio.pc" "${PROJECT_BINARY_DIR}/dataio-recording.pc"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

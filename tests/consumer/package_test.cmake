@@ -13,7 +13,7 @@ endfunction()
 
 # Exactly the public headers are installed: every header of the three folders that is not private.
 function(check_headers prefix)
-  foreach(folder IN ITEMS log common libdataio)
+  foreach(folder IN ITEMS log common libdataio recording)
     file(GLOB public RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/${folder}/*.h")
     list(FILTER public EXCLUDE REGEX "_p\\.h$")
     list(APPEND expected ${public})
@@ -27,7 +27,7 @@ function(check_headers prefix)
 endfunction()
 
 function(check_libraries libraries)
-  foreach(name IN ITEMS libdataio libdataio-common libdataio-log)
+  foreach(name IN ITEMS libdataio libdataio-common libdataio-log libdataio-recording)
     if(NOT EXISTS "${libraries}/${name}.so.1")
       message(FATAL_ERROR "${name}.so.1 is not installed")
     endif()
@@ -60,6 +60,9 @@ run("${WORK_DIR}/build/by_package" "${WORK_DIR}/by_package.vqf")
 run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${libraries}"
   "${WORK_DIR}/build/by_pkgconfig" "${WORK_DIR}/by_pkgconfig.vqf")
 run("${WORK_DIR}/build/palette")
+run("${WORK_DIR}/build/series" "${WORK_DIR}/series.vqf")
+run("${CMAKE_COMMAND}" -E env "LD_LIBRARY_PATH=${libraries}"
+  "${WORK_DIR}/build/series_by_pkgconfig" "${WORK_DIR}/series_by_pkgconfig.vqf")
 if(TOOLS)
   run("${prefix}/bin/vqf" info "${WORK_DIR}/by_package.vqf")
   foreach(text IN ITEMS man/man1/vqf.1.gz man/man5/vqf.5.gz bash-completion/completions/vqf
