@@ -40,6 +40,27 @@ TEST_F(Guide, RecordsAndReviews)
     EXPECT_EQ(snippets::brightest(movie, 20), -1);
 }
 
+TEST_F(Guide, RecordsAtAnInstrumentsSpeed)
+{
+    std::vector<std::vector<std::uint16_t>> frames;
+    for (std::uint16_t frame = 0; frame < 25; ++frame)
+        frames.emplace_back(64 * 48, frame);
+    EXPECT_EQ(snippets::recordThroughQueue(m_path, frames), 0);
+    EXPECT_EQ(ImageReader(m_path).nbFrames(), 25);
+    EXPECT_EQ(snippets::recordSeries(m_directory.path("night.vqf"), frames), 25);
+    EXPECT_EQ(ImageReader(m_directory.path("night-0003.vqf")).nbFrames(), 5);
+
+    ImageWriter events;
+    events.create(m_path, false);
+    RecordingQueue queue(events, {.frameBytes = 4, .capacityFrames = 100});
+    queue.arm(std::chrono::seconds{2});
+    for (int frame = 0; frame < 20; ++frame)
+        snippets::onFrame(queue, "abcd", 4, frame == 10);
+    snippets::closeOrSave(queue, stderr);
+    events.close();
+    EXPECT_EQ(ImageReader(m_path).nbFrames(), 20) << "all within the seconds";
+}
+
 TEST_F(Guide, RecordsTimesAndFinishesInTime)
 {
     const std::string frame = words16({1, 2, 3, 4});
