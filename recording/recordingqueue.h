@@ -50,8 +50,8 @@ class DATAIO_RECORDING_EXPORT RecordingQueue {
 public:
     /// What `flush` waits for.
     enum FlushTarget : int {
-        File = 0, ///< the frames are in the file
-        Sync = 1, ///< they are on the storage device
+        Written = 0, ///< the frames are in the file
+        Sync = 1,    ///< they are on the storage device
     };
 
     /// Begins to write into a movie that is open. Reports "RQ_FRAME" when nobody says how many bytes a frame has,
@@ -83,7 +83,7 @@ public:
 
     /// Waits until every frame that was taken is where `target` says, kept ones excepted. False when the system does not
     /// confirm that the device has them.
-    bool flush(FlushTarget target = File);
+    bool flush(FlushTarget target = Written);
     /// Waits until every frame is in the file, writes down which were dropped, and ends the thread. Frames kept for a
     /// trigger go. Nothing when the queue is closed. After a failure the queue stays open but takes no more frames, and
     /// `close` can be repeated.

@@ -231,7 +231,7 @@ void RecordingQueue::Private::_publish(int comes)
 bool RecordingQueue::Private::flush(FlushTarget target)
 {
     _drain();
-    if (target == File)
+    if (target == Written)
         return true;
     const std::lock_guard closing(m_closeMutex);
     if (m_closed)

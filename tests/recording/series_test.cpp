@@ -71,7 +71,7 @@ protected:
         return {};
     }
 
-    const TemporaryDirectory m_directory;
+    const TemporaryDirectory m_directory{};
     const QString m_path = m_directory.path("live.vqf");
 };
 

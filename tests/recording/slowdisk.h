@@ -14,10 +14,10 @@ class SlowDisk {
 public:
     SlowDisk() : m_system(systemCalls)
     {
-        s_held = s_failing = 0;
+        s_held = s_failing = s_waiting = 0;
         s_write = m_system.pwritev;
         systemCalls.pwritev = [](int fd, const iovec* pieces, int count, off_t offset) {
-            while (s_held)
+            for (s_waiting = s_held.load(); s_held; s_waiting = 1)
                 std::this_thread::sleep_for(std::chrono::microseconds{100});
             if (s_failing == 0)
                 return s_write(fd, pieces, count, offset);
@@ -35,6 +35,12 @@ public:
 
     void hold() { s_held = 1; }
     void release() { s_held = 0; }
+    /// Returns when a write waits for `release`.
+    void awaitWrite() const
+    {
+        while (!s_waiting)
+            std::this_thread::sleep_for(std::chrono::microseconds{100});
+    }
     /// Writes fail with this error from now on; 0: no more.
     void fail(int error) { s_failing = error; }
 
@@ -42,6 +48,7 @@ private:
     const SystemCalls m_system;
     static inline std::atomic<int> s_held;
     static inline std::atomic<int> s_failing;
+    static inline std::atomic<int> s_waiting;
     static inline ssize_t (*s_write)(int, const iovec*, int, off_t);
 };
 
