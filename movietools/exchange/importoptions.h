@@ -2,6 +2,7 @@
 
 #include <libdataio/frametimer.h>
 #include <libdataio/pixeltypes.h>
+#include <movietools/movie/movieedit.h>
 
 #include <QStringList>
 
@@ -32,9 +33,10 @@ struct ImportOptions {
     std::vector<timeval> times;         ///< instead: one time per frame, in order; empty: none
     std::optional<float> laserPower;    ///< of all frames; without it, not known
     std::vector<float> laserPowers;     ///< instead: one per frame
-    std::vector<std::pair<QString, QString>> attributes; ///< further attributes, as movies keep them
-    QString comment;                                     ///< may have several lines
-    bool checksums = false;                              ///< whether the movie gets checksums, as by `addChecksums`
+    std::vector<std::pair<QString, QString>> attributes;    ///< further attributes, as movies keep them
+    QString comment;                                        ///< may have several lines
+    WithoutJournal withoutJournal = WithoutJournal::Refuse; ///< whether to append all the same
+    bool checksums = false;                                 ///< whether the movie gets checksums, as by `addChecksums`
 };
 
 } // namespace zd::movietools

@@ -4,15 +4,14 @@
 #include <common/zdpalette.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imagewriter.h>
-#include <libdataio/recordingremains.h>
 #include <movietools/exchange/importsource_p.h>
 #include <movietools/files/bytesource.h>
-#include <movietools/files/outputfile.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/wording.h>
 #include <movietools/movie/checksum.h>
 #include <movietools/movie/movieedit.h>
+#include <movietools/movie/movieoutput_p.h>
 
 #include <cmath>
 #include <limits>
@@ -102,33 +101,32 @@ private:
 
 ImportResult MovieImport::run()
 {
-    OutputFile output(m_options.movie, m_options.replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse,
-                      m_options.stacks, moviePermissions);
+    MovieOutput output(m_options.movie, m_options.replace, m_options.stacks);
     survey();
     // Checksums that came along belong to a file of old.
     m_wantsChecksums = m_notes.attributes.erase(checksumAttribute) > 0 || m_options.checksums;
     checkCounts();
-    checkSize(output);
+    checkSize(output.file());
     try {
-        writeMovie(output.workPath());
-        checkMovie(output.workPath());
+        writeMovie(output.file().workPath());
+        checkMovie(output.file().workPath());
     } catch (const IOFileException& failure) {
-        throw jobError(failure, output.path(), output.workPath());
+        throw jobError(failure, output.path(), output.file().workPath());
     }
-    const ImportResult imported = result(output.workPath());
+    const ImportResult imported = result(output.file().workPath());
     output.commit();
-    RecordingRemains::remove(output.path()); // those of a movie that had this name before
     return imported;
 }
 
 ImportResult MovieImport::append()
 {
     const QString& path = m_options.movie;
+    MovieEdit edit(path, m_options.withoutJournal);
     survey();
     checkCounts();
     checkFits(path);
     requireRoom(path, path, movieBytes());
-    MovieEdit edit(path);
+    edit.begin();
     try {
         writeFrames(edit.writer());
     } catch (const IOFileException& failure) {
@@ -420,8 +418,9 @@ ImportResult appendFrames(const ImportOptions& options, const ProgressCallback& 
 }
 
 void replaceFrame(const QString& movie, unsigned index, const QString& stack, const std::optional<timeval>& time,
-                  const std::optional<float>& laserPower)
+                  const std::optional<float>& laserPower, WithoutJournal withoutJournal)
 {
+    MovieEdit edit(movie, withoutJournal);
     const std::unique_ptr<FramePages> pages = openPages(stack, {});
     ImageReader reader;
     openMovie(reader, movie);
@@ -437,7 +436,7 @@ void replaceFrame(const QString& movie, unsigned index, const QString& stack, co
     const std::unique_ptr<char[]> pixels = std::make_unique_for_overwrite<char[]>(pages->format().frameBytes());
     pages->readPixels(pixels.get());
 
-    MovieEdit edit(movie);
+    edit.begin();
     try {
         if (time)
             edit.writer().replaceFrame(pixels.get(), index, *time, power);

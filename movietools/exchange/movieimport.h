@@ -4,6 +4,7 @@
 #include <libdataio/pixeltypes.h>
 #include <movietools/exchange/importoptions.h>
 #include <movietools/job/progress.h>
+#include <movietools/movie/movieedit.h>
 
 #include <optional>
 
@@ -37,6 +38,6 @@ ImportResult appendFrames(const ImportOptions& options, const ProgressCallback& 
 /// Writes the first page of `stack` over frame `index` of a movie, of which it must have the size and type. Without
 /// `time` and `laserPower` the frame keeps those it has. A failure leaves the movie as it was. Throws JobError.
 void replaceFrame(const QString& movie, unsigned index, const QString& stack, const std::optional<timeval>& time,
-                  const std::optional<float>& laserPower);
+                  const std::optional<float>& laserPower, WithoutJournal withoutJournal = WithoutJournal::Refuse);
 
 } // namespace zd::movietools

@@ -46,6 +46,19 @@ QString withoutPath(QString message, const QString& path)
     return message;
 }
 
+// The writer of a movie that another one holds.
+bool tellsOfBusyMovie(const IOFileException& report)
+{
+    const QString busy = QString::fromStdString(std::generic_category().message(EBUSY));
+    return report.code().startsWith(QLatin1StringView("FW_OF_OPEN")) && report.message().contains(busy);
+}
+
+JobError busyError(const QString& path, const QString& code)
+{
+    return {path, QStringLiteral("is being recorded or changed by another program"),
+            QStringLiteral("wait until that has ended"), code, true};
+}
+
 } // namespace
 
 void refuse(const QString& path, const QString& problem, const QString& advice)
@@ -53,8 +66,15 @@ void refuse(const QString& path, const QString& problem, const QString& advice)
     throw JobError{path, problem, advice, {}};
 }
 
+void refuseBusy(const QString& path)
+{
+    throw busyError(path, {});
+}
+
 JobError jobError(const IOFileException& report, const QString& path, const QString& workPath)
 {
+    if (tellsOfBusyMovie(report))
+        return busyError(path, report.code());
     QString problem = withoutPath(report.message(), path);
     if (!workPath.isEmpty())
         problem = withoutPath(problem, workPath);

@@ -3,10 +3,13 @@
 #include <common/iofileexception.h>
 #include <libdataio/imagereader.h>
 #include <libdataio/imageutilities.h>
+#include <libdataio/recordingremains.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/attributerules.h>
 #include <movietools/movie/checksum.h>
 #include <movietools/movie/movieindex.h>
+
+#include <utility>
 
 namespace zd::movietools {
 
@@ -30,6 +33,15 @@ void requireExists(const QString& path)
     openHeader(movie, path);
 }
 
+// What would protect an edit, once there is nothing to undo: a journal that is still there belongs to something else.
+EditProtection protectionOf(const QString& path)
+{
+    const RecordingRemains remains = RecordingRemains::of(path);
+    if (remains.hasJournal && !remains.editGoesOn)
+        return EditProtection::ForeignJournal;
+    return ImageWriter::editProtectionOf(path);
+}
+
 QString textOf(const AttributeChunk& header)
 {
     QString text;
@@ -39,13 +51,19 @@ QString textOf(const AttributeChunk& header)
 
 } // namespace
 
-MovieEdit::MovieEdit(const QString& path) : m_path(path)
+MovieLock lockMovie(const QString& path)
 {
-    run(path, [this] {
-        ImageWriter::undoInterruptedEdit(m_path);
-        requireExists(m_path);
-        m_writer.modify(m_path);
-    });
+    std::optional<MovieLock> lock = MovieLock::tryLock(path);
+    if (!lock)
+        refuseBusy(path);
+    return std::move(*lock);
+}
+
+MovieEdit::MovieEdit(const QString& path, WithoutJournal withoutJournal)
+    : m_path(path), m_withoutJournal(withoutJournal), m_lock(lockMovie(path))
+{
+    run(path, [this] { ImageWriter::undoInterruptedEdit(m_path, *m_lock); });
+    m_writer.useLock(*m_lock);
 }
 
 MovieEdit::~MovieEdit()
@@ -57,9 +75,42 @@ MovieEdit::~MovieEdit()
     }
 }
 
+void MovieEdit::begin()
+{
+    run(m_path, [this] {
+        requireExists(m_path);
+        requireJournal(protectionOf(m_path));
+        m_writer.modify(m_path);
+        m_lock.reset();
+        requireJournal(m_writer.editProtection());
+    });
+}
+
 void MovieEdit::commit()
 {
     run(m_path, [this] { m_writer.close(); });
+}
+
+void MovieEdit::storeHeader(const AttributeChunk& header)
+{
+    run(m_path, [&] {
+        requireJournal(protectionOf(m_path));
+        m_writer.modifyAttribute(m_path, header);
+    });
+    m_lock.reset();
+}
+
+void MovieEdit::requireJournal(EditProtection protection) const
+{
+    if (protection == EditProtection::Journal || m_withoutJournal == WithoutJournal::GoOn)
+        return;
+    const bool isForeign = protection == EditProtection::ForeignJournal;
+    refuse(m_path,
+           isForeign
+               ? QStringLiteral("cannot be protected against a crash: its journal's name is taken by another file")
+               : QStringLiteral("cannot be protected against a crash: no journal can be made in its folder"),
+           isForeign ? QStringLiteral("move %1-journal away, or --force to go on").arg(m_path)
+                     : QStringLiteral("make the folder writable, or --force to go on"));
 }
 
 void openMovie(ImageReader& movie, const QString& path)
@@ -88,19 +139,21 @@ AttributeChunk readHeader(const QString& path)
     return readMovieInfo(path);
 }
 
-void changeHeader(const QString& path, const std::function<void(AttributeChunk&)>& change)
+void changeHeader(const QString& path, WithoutJournal withoutJournal,
+                  const std::function<void(AttributeChunk&)>& change)
 {
-    run(path, [&] { ImageWriter::undoInterruptedEdit(path); });
+    MovieEdit edit(path, withoutJournal);
     AttributeChunk header = readHeader(path);
     const QString before = textOf(header);
     change(header);
     if (textOf(header) != before)
-        run(path, [&] { ImageWriter().modifyAttribute(path, header); });
+        edit.storeHeader(header);
 }
 
-void copyHeader(const QString& from, const QString& to, bool withFrameDescription)
+void copyHeader(const QString& from, const QString& to, bool withFrameDescription, WithoutJournal withoutJournal)
 {
-    MovieEdit edit(to);
+    MovieEdit edit(to, withoutJournal);
+    edit.begin();
     AttributeChunk& header = edit.writer().attributeChunk();
     const AttributeChunk own = header;
     run(from, [&] { ImageUtilities::copyVqfFileAttributes(edit.writer(), from); });
@@ -118,8 +171,10 @@ void copyHeader(const QString& from, const QString& to, bool withFrameDescriptio
     edit.commit();
 }
 
-void putFrameFirst(const QString& path, unsigned first, const std::optional<unsigned>& circularSize)
+void putFrameFirst(const QString& path, unsigned first, const std::optional<unsigned>& circularSize,
+                   WithoutJournal withoutJournal)
 {
+    MovieEdit edit(path, withoutJournal);
     ImageReader movie;
     openMovie(movie, path);
     const auto frames = static_cast<unsigned>(movie.nbFrames());
@@ -127,7 +182,7 @@ void putFrameFirst(const QString& path, unsigned first, const std::optional<unsi
         refuse(path, QStringLiteral("has %1 frames").arg(frames),
                QStringLiteral("the first frame must be one of the circular part, and that fewer than all"));
     movie.close();
-    MovieEdit edit(path);
+    edit.begin();
     run(path, [&] {
         if (circularSize)
             edit.writer().organizeIndex(first, *circularSize);

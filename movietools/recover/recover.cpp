@@ -5,15 +5,23 @@
 #include <libdataio/imagewriter.h>
 #include <libdataio/recordingremains.h>
 #include <movietools/files/bytesource.h>
-#include <movietools/files/outputfile.h>
 #include <movietools/job/joberror.h>
 #include <movietools/job/wording.h>
+#include <movietools/movie/movieedit.h>
+#include <movietools/movie/movieoutput_p.h>
 #include <movietools/recover/recoveryplan_p.h>
 #include <movietools/recover/recoverywriter_p.h>
+
+#include <optional>
 
 namespace zd::movietools {
 
 namespace {
+
+std::optional<MovieLock> lockWhatChanges(const RecoverOptions& options)
+{
+    return options.inPlace ? std::optional(lockMovie(options.movie)) : std::nullopt;
+}
 
 /// One recovery, from the first look at the movie to the verified result.
 class Recovery {
@@ -21,6 +29,7 @@ public:
     Recovery(const RecoverOptions& options, const ProgressCallback& progress)
         : m_options(options),
           m_progress(progress),
+          m_lock(lockWhatChanges(options)),
           m_bytes(options.movie),
           m_remains(RecordingRemains::of(options.movie))
     {
@@ -33,12 +42,14 @@ private:
     void showMovieBeforeEdit();
     RecoverResult intoNewFile(const RecoveryPlan& plan);
     RecoverResult inPlace(const RecoveryPlan& plan);
-    RecoverResult undoneEdit(const RecoveryPlan& plan);
+    bool undoEdit() const;
+    RecoverResult undoneEdit(const RecoveryPlan& plan) const;
     void requireFits(const RecoveryPlan& plan) const;
     void verify(const QString& path, RecoverResult& result) const;
 
     const RecoverOptions& m_options;
     const ProgressCallback& m_progress;
+    const std::optional<MovieLock> m_lock; // of a movie that is changed in place
     FileBytes m_bytes;
     RecordingRemains m_remains;
 };
@@ -112,47 +123,48 @@ RecoverResult Recovery::intoNewFile(const RecoveryPlan& plan)
     QStringList inputs{m_options.movie};
     if (!m_options.like.isEmpty())
         inputs.append(m_options.like);
-    OutputFile output(m_options.output,
-                      m_options.replace ? OutputFile::Existing::Replace : OutputFile::Existing::Refuse, inputs,
-                      moviePermissions);
-    output.requireRoom(static_cast<std::uint64_t>(plan.bytes()));
+    MovieOutput output(m_options.output, m_options.replace, inputs);
+    const QString& workPath = output.file().workPath();
+    output.file().requireRoom(static_cast<std::uint64_t>(plan.bytes()));
     try {
-        writeRecovered(plan, m_bytes, output.workPath(), m_progress);
+        writeRecovered(plan, m_bytes, workPath, m_progress);
     } catch (const IOFileException& failure) {
-        throw jobError(failure, output.path(), output.workPath());
+        throw jobError(failure, output.path(), workPath);
     }
-    verify(output.workPath(), result);
+    verify(workPath, result);
     output.commit();
-    // What lies beside the output belongs to a movie that is no more.
-    RecordingRemains::remove(output.path());
     return result;
 }
 
 RecoverResult Recovery::inPlace(const RecoveryPlan& plan)
 {
-    if (!m_remains.before.empty())
+    if (undoEdit())
         return undoneEdit(plan);
+    if (!m_remains.before.empty())
+        refuse(m_options.movie, QStringLiteral("has the journal of an edit that cannot be undone"),
+               QStringLiteral("recover it into a new file"));
     RecoverResult result = plan.outcome;
-    try {
-        writeRecoveredInPlace(plan, m_bytes, m_options.movie);
-        RecordingRemains::remove(m_options.movie);
-    } catch (const IOFileException& failure) {
-        throw jobError(failure, m_options.movie);
-    }
+    writeRecoveredInPlace(plan, m_bytes, m_options.movie);
+    RecordingRemains::remove(m_options.movie);
     verify(m_options.movie, result);
     return result;
 }
 
-// The library does that before its next edit as well. Frames that the edit had appended go into a movie of their own.
-RecoverResult Recovery::undoneEdit(const RecoveryPlan& plan)
+// The library does that before its next edit as well. Frames that the edit had appended go into a movie of their own. A
+// journal that cannot be read fails here, and stays.
+bool Recovery::undoEdit() const
 {
-    RecoverResult result = plan.outcome;
     try {
-        ImageWriter::undoInterruptedEdit(m_options.movie);
+        return ImageWriter::undoInterruptedEdit(m_options.movie, *m_lock);
     } catch (const IOFileException& failure) {
         throw jobError(failure, m_options.movie);
     }
-    // As before the edit: what the survey has found besides lies in a movie of its own, or belonged to none.
+}
+
+// As before the edit: what the survey has found besides lies in a movie of its own, or belonged to none.
+RecoverResult Recovery::undoneEdit(const RecoveryPlan& plan) const
+{
+    RecoverResult result = plan.outcome;
     result.frames = verifyMovie(m_options.movie).frames;
     verify(m_options.movie, result);
     return result;

@@ -4,6 +4,7 @@
 #include <movietools/movie/moviecontent_p.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <set>
 
@@ -225,9 +226,11 @@ const WalkedPiece* RecoverySurvey::chunkAt(std::int64_t offset) const
 // index lists an info chunk.
 bool RecoverySurvey::wasFrame(const IndexEntry& entry) const
 {
+    if (entry.type != ZD_FRAME_CHUNK)
+        return false;
     const WalkedPiece* chunk = chunkAt(entry.offset);
-    return entry.type == ZD_FRAME_CHUNK &&
-           (!chunk || chunk->type == ZD_INFO_CHUNK || m_records.count(entry.offset) > 1);
+    const auto [first, last] = m_records.equal_range(entry.offset);
+    return !chunk || chunk->type == ZD_INFO_CHUNK || std::next(first) != last;
 }
 
 void RecoverySurvey::orderFrames()
@@ -281,12 +284,15 @@ bool RecoverySurvey::slotsAreInFileOrder() const
 // What is left of records that lead to a chunk that is not theirs says nothing about a frame.
 void RecoverySurvey::dropSlotsOfOtherChunks()
 {
-    for (std::size_t slot = m_slots.size(); slot-- > 0;) {
-        if (m_slots[slot] || !chunkAt(m_slotOffsets[slot]))
+    std::size_t kept = 0;
+    for (std::size_t slot = 0; slot < m_slots.size(); ++slot) {
+        if (!m_slots[slot] && chunkAt(m_slotOffsets[slot]))
             continue;
-        m_slots.erase(m_slots.begin() + static_cast<std::ptrdiff_t>(slot));
-        m_slotOffsets.erase(m_slotOffsets.begin() + static_cast<std::ptrdiff_t>(slot));
+        m_slots[kept] = m_slots[slot];
+        m_slotOffsets[kept++] = m_slotOffsets[slot];
     }
+    m_slots.resize(kept);
+    m_slotOffsets.resize(kept);
 }
 
 std::vector<WalkedPiece> RecoverySurvey::frames() const

@@ -4,7 +4,9 @@
 #include <libdataio/filewriter.h>
 #include <libdataio/imagefilelayout.h>
 #include <movietools/job/joberror.h>
+#include <movietools/recover/movieend_p.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace zd::movietools {
@@ -75,15 +77,33 @@ std::int64_t endOfKept(const RecoveryPlan& plan, const QString& path)
     return end;
 }
 
+QByteArray framed(const NewChunk& chunk)
+{
+    const auto size = static_cast<std::uint32_t>(chunk.payload.size());
+    QByteArray bytes(layout::framingBytes + chunk.payload.size(), '\0');
+    ChunkStartHeader(chunk.type, size).encode(bytes.data());
+    std::copy(chunk.payload.begin(), chunk.payload.end(), bytes.begin() + layout::headerBytes);
+    ChunkEndHeader(chunk.type, size).encode(bytes.data() + layout::headerBytes + chunk.payload.size());
+    return bytes;
+}
+
 // Whether a chunk lies there as it is going to be written.
 bool isThere(const ByteSource& source, std::int64_t offset, const NewChunk& chunk)
 {
-    const auto size = static_cast<std::uint32_t>(chunk.payload.size());
-    QByteArray expected(layout::framingBytes + chunk.payload.size(), '\0');
-    ChunkStartHeader(chunk.type, size).encode(expected.data());
-    std::copy(chunk.payload.begin(), chunk.payload.end(), expected.begin() + layout::headerBytes);
-    ChunkEndHeader(chunk.type, size).encode(expected.data() + layout::headerBytes + chunk.payload.size());
+    const QByteArray expected = framed(chunk);
     return source.bytes(offset, expected.size()) == expected;
+}
+
+// Side data and an info chunk that lists them as well.
+MovieEnd endWith(InfoRecord info, const std::vector<NewChunk>& sideData, std::int64_t offset)
+{
+    MovieEnd end{offset, {}};
+    for (const NewChunk& chunk : sideData) {
+        info.listNew(chunk, static_cast<std::uint32_t>(offset + end.bytes.size()));
+        end.bytes += framed(chunk);
+    }
+    end.bytes += framed({ZD_INFO_CHUNK, info.payload()});
+    return end;
 }
 
 } // namespace
@@ -131,16 +151,10 @@ void writeRecoveredInPlace(const RecoveryPlan& plan, const ByteSource& source, c
         if (source.length() == end + layout::framingBytes + last.payload.size() && isThere(source, end, last))
             return;
     }
-    FileWriter file;
-    file.openFile(path, FileWriterModify);
-    if (!file.seek(static_cast<unsigned int>(end)))
-        refuse(path, QStringLiteral("cannot be changed in place"), QStringLiteral("recover it into a new file"));
-    file.truncate();
-    for (; next != plan.sideData.end(); ++next)
-        info.listNew(*next, addChunk(file, next->type, next->payload));
-    addChunk(file, ZD_INFO_CHUNK, info.payload());
-    file.sync();
-    file.closeFile();
+    const std::vector<NewChunk> missing(next, plan.sideData.end());
+    const MovieEnd newEnd = endWith(info, missing, end);
+    const std::int64_t behindAll = std::max<std::int64_t>(source.length(), end + newEnd.bytes.size());
+    replaceMovieEnd(path, source, newEnd, endWith(info, missing, behindAll));
 }
 
 } // namespace zd::movietools

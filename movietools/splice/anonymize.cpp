@@ -5,8 +5,8 @@
 #include <movietools/job/timetext.h>
 #include <movietools/job/wording.h>
 #include <movietools/movie/moviecontent_p.h>
+#include <movietools/movie/movieoutput_p.h>
 #include <movietools/splice/moviecopy_p.h>
-#include <movietools/splice/movieoutput_p.h>
 
 #include <QRegularExpression>
 
@@ -164,13 +164,14 @@ Anonymized anonymizeMovie(const QString& movie, const AnonymizeChoice& choice, c
     if (choice.shiftTimes)
         copy.makeTimesRelative();
 
-    const std::unique_ptr<OutputFile> output = openMovieOutput(target, {movie});
+    MovieOutput output(target.path, target.replace, {movie});
     Progress done;
     done.framesTotal = copy.frames();
-    copy.write(*output, done, progress);
-    requireGone(*output, bytesToSearch(source, result.items), progress);
+    copy.write(output.file(), done, progress);
+    requireGone(output.file(), bytesToSearch(source, result.items), progress);
     result.searchedBytes = copy.bytes();
-    result.made = finishMovie(*output, copy);
+    output.commit();
+    result.made = {output.path(), copy.frames(), copy.bytes()};
     return result;
 }
 

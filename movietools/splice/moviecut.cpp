@@ -3,8 +3,8 @@
 #include <movietools/job/framevalues.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/attributerules.h>
+#include <movietools/movie/movieoutput_p.h>
 #include <movietools/splice/moviecopy_p.h>
-#include <movietools/splice/movieoutput_p.h>
 
 #include <QFileInfo>
 
@@ -19,11 +19,12 @@ constexpr std::size_t mostParts = 500; // each is an open file until all are com
 
 MadeMovie make(MovieCopy& copy, const MovieTarget& target, const QStringList& inputs, const ProgressCallback& progress)
 {
-    const std::unique_ptr<OutputFile> output = openMovieOutput(target, inputs);
+    MovieOutput output(target.path, target.replace, inputs);
     Progress done;
     done.framesTotal = copy.frames();
-    copy.write(*output, done, progress);
-    return finishMovie(*output, copy);
+    copy.write(output.file(), done, progress);
+    output.commit();
+    return {output.path(), copy.frames(), copy.bytes()};
 }
 
 void requireAscending(const MovieSource& movie, const std::vector<unsigned>& frames)
@@ -227,18 +228,21 @@ std::vector<MadeMovie> splitMovie(const QString& movie, const PartLength& length
     Progress done;
     done.framesTotal = source.frames();
     std::vector<MovieCopy> copies;
-    std::vector<std::unique_ptr<OutputFile>> outputs;
+    std::vector<std::unique_ptr<MovieOutput>> outputs;
     for (std::size_t part = 0; part < parts; ++part)
-        outputs.push_back(openMovieOutput({partPath(target.path, part, parts), target.replace}, {movie}));
+        outputs.push_back(
+            std::make_unique<MovieOutput>(partPath(target.path, part, parts), target.replace, QStringList{movie}));
     for (std::size_t part = 0; part < parts; ++part) {
         MovieCopy& copy = copies.emplace_back(source);
         for (unsigned frame = borders[part]; frame < borders[part + 1]; ++frame)
             copy.add(source, frame);
-        copy.write(*outputs[part], done, progress);
+        copy.write(outputs[part]->file(), done, progress);
     }
     std::vector<MadeMovie> made;
-    for (std::size_t part = 0; part < parts; ++part)
-        made.push_back(finishMovie(*outputs[part], copies[part]));
+    for (std::size_t part = 0; part < parts; ++part) {
+        outputs[part]->commit();
+        made.push_back({outputs[part]->path(), copies[part].frames(), copies[part].bytes()});
+    }
     return made;
 }
 

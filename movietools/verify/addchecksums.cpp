@@ -1,7 +1,5 @@
 #include <movietools/verify/addchecksums.h>
 
-#include <common/iofileexception.h>
-#include <libdataio/imagewriter.h>
 #include <movietools/files/bytesource.h>
 #include <movietools/job/joberror.h>
 #include <movietools/movie/checksum.h>
@@ -41,8 +39,10 @@ void requireSound(const QString& path, const Verification& verification)
 
 } // namespace
 
-ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCallback& progress)
+ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCallback& progress,
+                            WithoutJournal withoutJournal)
 {
+    MovieEdit edit(movie, withoutJournal);
     requireSound(movie, verifyMovie(movie));
     const FileBytes bytes(movie);
     const MovieContent content(bytes);
@@ -57,11 +57,7 @@ ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCa
                QStringLiteral("verify it, and replace them only if it was meant to change"));
     AttributeChunk header = content.header;
     header.set(checksumAttribute, value);
-    try {
-        ImageWriter().modifyAttribute(movie, header);
-    } catch (const IOFileException& failure) {
-        throw jobError(failure, movie);
-    }
+    edit.storeHeader(header);
     return hadOld ? ChecksumsAdded::Replaced : ChecksumsAdded::Added;
 }
 

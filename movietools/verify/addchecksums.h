@@ -1,6 +1,7 @@
 #pragma once
 
 #include <movietools/job/progress.h>
+#include <movietools/movie/movieedit.h>
 
 #include <QString>
 
@@ -15,6 +16,7 @@ enum class ChecksumsAdded : int {
 
 /// Stores checksums in the header of a closed movie that is sound. When the movie has others already, which is what
 /// damage looks like, it is left alone unless `replace` says otherwise. Throws JobError and JobCancelled.
-ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCallback& progress = {});
+ChecksumsAdded addChecksums(const QString& movie, bool replace, const ProgressCallback& progress = {},
+                            WithoutJournal withoutJournal = WithoutJournal::Refuse);
 
 } // namespace zd::movietools

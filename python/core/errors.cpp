@@ -20,8 +20,11 @@ void raise(const QString& message, const QString& code, LogOrigin origin)
 QString messageOf(const movietools::JobError& error)
 {
     QString message = error.path.isEmpty() ? error.problem : error.path + QStringLiteral(": ") + error.problem;
+    // What the tool's option allows, an argument allows here.
     if (!error.advice.isEmpty())
-        message += QStringLiteral("; ") + error.advice;
+        message += QStringLiteral("; ") +
+                   QString(error.advice)
+                       .replace(QLatin1StringView("--force to go on"), QLatin1StringView("unprotected=True to go on"));
     return message;
 }
 

@@ -72,11 +72,12 @@ std::unique_ptr<MovieWriter> MovieWriter::create(const QString& path, const Fram
     return movie;
 }
 
-std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
+std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path, bool unprotected)
 {
     std::unique_ptr<MovieWriter> movie(new MovieWriter(path));
     movie->exclusively([&](ImageWriter&) {
-        ImageWriter::undoInterruptedEdit(path);
+        const auto withoutJournal = unprotected ? movietools::WithoutJournal::GoOn : movietools::WithoutJournal::Refuse;
+        auto edit = std::make_unique<movietools::MovieEdit>(path, withoutJournal);
         ImageReader before;
         movietools::openMovie(before, path);
         movie->m_timesBefore = heldTimes(before);
@@ -90,7 +91,8 @@ std::unique_ptr<MovieWriter> MovieWriter::modify(const QString& path)
             // Without a format the header can be changed all the same.
         }
         before.close();
-        movie->m_edit = std::make_unique<movietools::MovieEdit>(path);
+        edit->begin();
+        movie->m_edit = std::move(edit);
     });
     return movie;
 }
@@ -198,7 +200,7 @@ void MovieWriter::define(py::module_& module)
             },
             py::arg("path"), py::arg("width"), py::arg("height"), py::arg("type"), py::arg("autotime"),
             py::arg("recording_log"))
-        .def_static("modify", &MovieWriter::modify, py::arg("path"))
+        .def_static("modify", &MovieWriter::modify, py::arg("path"), py::arg("unprotected"))
         .def("format",
              [](const MovieWriter& self) -> py::object {
                  if (!self.m_format)

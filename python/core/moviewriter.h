@@ -27,7 +27,7 @@ private:
 
     static std::unique_ptr<MovieWriter> create(const QString& path, const FrameFormat& format, bool autotime,
                                                bool keepLog);
-    static std::unique_ptr<MovieWriter> modify(const QString& path);
+    static std::unique_ptr<MovieWriter> modify(const QString& path, bool unprotected);
 
     template <typename Operation>
     auto exclusively(Operation operation)

@@ -74,7 +74,7 @@ def test_times(tmp_path):
         -1.5, 0, 1.000001, datetime.datetime(1970, 1, 1, 0, 0, 2, 5, utc), np.datetime64("1970-01-01T00:00:03.000007"),
         np.float32(4), START, 2**31 - 1,
     ]  # fmt: skip
-    with vqf.create(path, 4, 4, "u1") as writer:
+    with vqf.create(path, 4, 4, "u1", overwrite=True) as writer:
         for moment in given:
             writer.append(frame, moment)
         for moment in (2**31, -(2**31) - 1, math.nan, math.inf, np.datetime64("NaT"), 5.0, None):
@@ -84,13 +84,13 @@ def test_times(tmp_path):
             writer.append(frame, "noon")
     expected = [-1.5, 0, 1.000001, 2.000005, 3.000007, 4, START, 2**31 - 1]
     assert vqf.open(path).times.tolist() == expected
-    with vqf.create(path, 4, 4, "u1") as writer:
+    with vqf.create(path, 4, 4, "u1", overwrite=True) as writer:
         writer.append(frame)
         with pytest.raises(ValueError, match="all frames"):
             writer.append(frame, 1.0)
     assert np.isnan(vqf.open(path).times).tolist() == [True]
     before = time.time()
-    with vqf.create(path, 4, 4, "u1", autotime=True) as writer:
+    with vqf.create(path, 4, 4, "u1", autotime=True, overwrite=True) as writer:
         writer.append(frame)
         with pytest.raises(ValueError, match="clock"):
             writer.append(frame, 1.0)
@@ -169,6 +169,27 @@ def test_changing_a_movie(path, stack):
     assert np.allclose(movie.times - START, [0, 0.05, 0.08, 0.12, 0.16, 0.2, 0.24, 9], atol=1e-6)
     assert np.allclose(movie.laser_power[[1, 6, 7]], [1, 0.6, 0.5], atol=1 / 254) and np.isnan(movie.laser_power[3])
     assert movie.attributes["operator"] == "Curie"
+
+
+def test_one_writer_at_a_time_and_no_file_replaced_unasked(path, stack):
+    before = path.read_bytes()
+    with pytest.raises(FileExistsError, match="overwrite=True"):
+        vqf.create(path, WIDTH, HEIGHT, "u2")
+    with vqf.modify(path):
+        for second in (vqf.modify, lambda path: vqf.create(path, WIDTH, HEIGHT, "u2", overwrite=True)):
+            with pytest.raises(vqf.MovieError, match="another program|busy"):
+                second(path)
+    foreign = path.with_name(path.name + "-journal")
+    foreign.write_text("notes")
+    with pytest.raises(vqf.MovieError, match="journal.*unprotected=True"):
+        vqf.modify(path)
+    assert path.read_bytes() == before
+    with vqf.modify(path, unprotected=True) as writer:
+        writer.comment = "all the same"
+    assert vqf.open(path).comment == "all the same" and foreign.read_text() == "notes"
+    with vqf.create(path, WIDTH, HEIGHT, "u2", overwrite=True) as writer:
+        writer.append(stack[0])
+    assert len(vqf.open(path)) == 1
 
 
 def test_changing_movies_that_are_odd(tmp_path):

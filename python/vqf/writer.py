@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import math
 import operator
+import os
 from array import array
 from collections.abc import Mapping
 from types import TracebackType
@@ -31,17 +32,19 @@ def create(
     channels: int = 1,
     autotime: bool = False,
     recording_log: bool = False,
+    overwrite: bool = False,
     comment: str = "",
     attributes: Mapping[str, Value] | None = None,
 ) -> Writer:
-    """Starts a new movie of frames of that size and type, replacing any file of that name; see `Writer`.
+    """Starts a new movie of frames of that size and type; see `Writer`. `overwrite` lets it replace a file of that name.
 
     `dtype` is an integer of 8, 16 or 32 bits or a float of 32 or 64; `channels` 3 or 4, with uint8, makes a colour
     movie. With `autotime` every frame gets the clock's time. `recording_log` also keeps times, laser powers and fibres
     in a log beside the movie until it is closed, so that they survive a crash as the frames do.
 
     Raises TypeError for types that movies do not hold, ValueError for sides that are not positive and for attributes
-    that cannot be stored, MovieError when the file cannot be made.
+    that cannot be stored, FileExistsError without `overwrite` when there is a file of that name, MovieError when the
+    file cannot be made, also when another program records or changes the one that it would replace.
     """
     number = pixel_type(dtype, channels)
     width, height = operator.index(width), operator.index(height)
@@ -49,6 +52,8 @@ def create(
         raise ValueError(f"frames of {width} x {height} pixels")
     values = {name: storable(name, value) for name, value in (attributes or {}).items()}
     storable_comment(comment)
+    if not overwrite:
+        _claim(text_of(path))
     core = _core.Writer.create(text_of(path), width, height, number, autotime, recording_log)
     writer = Writer(core, text_of(path), editing=False, autotime=autotime)
     writer.comment = comment
@@ -57,13 +62,28 @@ def create(
     return writer
 
 
-def modify(path: PathLike) -> Writer:
+def _claim(path: str) -> None:
+    """Makes the file, so that no other program can make it as well. What else fails, the recording tells."""
+    try:
+        os.close(os.open(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600))
+    except FileExistsError as error:
+        error.strerror = "exists already; overwrite=True replaces it"
+        raise
+    except (OSError, ValueError):
+        pass
+
+
+def modify(path: PathLike, *, unprotected: bool = False) -> Writer:
     """Opens a closed movie for changes; see `Writer`. An edit of it that died is undone first.
 
     Until `close` the changes are not part of the movie: a crash, `roll_back` and a ``with`` block that ends by an
-    exception leave it as it was. Raises MovieError when the file cannot be changed.
+    exception leave it as it was, by a journal beside it. Where none can be made, or its name is taken by another file,
+    the change is refused; with `unprotected` it is made all the same, and a crash then may leave a movie that has to be
+    recovered.
+
+    Raises MovieError when the file cannot be changed, also when another program records or changes it.
     """
-    return Writer(_core.Writer.modify(text_of(path)), text_of(path), editing=True, autotime=False)
+    return Writer(_core.Writer.modify(text_of(path), unprotected), text_of(path), editing=True, autotime=False)
 
 
 class Writer:
@@ -114,8 +134,7 @@ class Writer:
     def roll_back(self) -> bool:
         """Gives up the changes since `modify`: the movie is again as it was, and closed.
 
-        False, with nothing done, for a recording, and for an edit without a journal, as in a folder that cannot be
-        written.
+        False, with nothing done, for a recording, and for an edit without a journal.
         """
         return self._editing and self._core.roll_back()
 

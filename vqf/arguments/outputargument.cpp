@@ -16,6 +16,13 @@ Option OutputArgument::addTo(const Syntax& syntax, const char* what)
     return output;
 }
 
+Option MovieOutputArgument::addTo(const Syntax& syntax, const char* what)
+{
+    const Option output = OutputArgument::addTo(syntax, what);
+    m_wait.addTo(syntax);
+    return output;
+}
+
 QString OutputArgument::path() const
 {
     if (isStandardOutput() && ::isatty(STDOUT_FILENO) == 1)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <vqf/arguments/waitargument.h>
 #include <vqf/parser/syntax.h>
 
 #include <QString>
@@ -25,6 +26,17 @@ public:
 private:
     std::string m_path;
     bool m_force = false;
+};
+
+/// The same for a movie: --wait waits until nobody records or changes the one that is replaced.
+class MovieOutputArgument : public OutputArgument {
+public:
+    Option addTo(const Syntax& syntax, const char* what = "movie");
+    /// See `WaitArgument`.
+    void whenFree(const std::function<void()>& job) const { m_wait.whenFree(job); }
+
+private:
+    WaitArgument m_wait;
 };
 
 } // namespace zd::tool

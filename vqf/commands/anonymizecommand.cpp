@@ -30,7 +30,7 @@ Examples:
 
 struct AnonymizeArguments {
     std::string movie;
-    OutputArgument output;
+    MovieOutputArgument output;
     bool listOnly = false;
     std::vector<std::string> keep;
     std::vector<std::string> remove;
@@ -80,11 +80,11 @@ ExitCode runAnonymize(const AnonymizeArguments& arguments)
         return ExitCode::Done;
     }
     movietools::Anonymized result;
-    {
+    arguments.output.whenFree([&] {
         ProgressLine progress;
         result = movietools::anonymizeMovie(movie, choice, {arguments.output.path(), arguments.output.replaces()},
                                             progress.callback());
-    }
+    });
     printItems(result.items, movie, format);
     if (format == TableFormat::Table)
         tell(QStringLiteral("%1: %2 frames (%3), searched: nothing of what was removed is left")
@@ -106,7 +106,7 @@ Command addAnonymizeCommand(const Syntax& program)
     const Syntax syntax = program.subcommand("anonymize", "Copy a movie without what identifies people");
     auto arguments = std::make_shared<AnonymizeArguments>();
     syntax.option("MOVIE", arguments->movie, "The movie to read").required();
-    arguments->output.addTo(syntax, "movie");
+    arguments->output.addTo(syntax);
     syntax.flag("--list", arguments->listOnly, "Only list what would go and what would stay");
     addNames(syntax, "--keep", arguments->keep, "An attribute to keep all the same; may be given several times");
     addNames(syntax, "--remove", arguments->remove, "Another attribute to remove; may be given several times");

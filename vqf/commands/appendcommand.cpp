@@ -2,6 +2,7 @@
 
 #include <movietools/exchange/movieimport.h>
 #include <movietools/job/wording.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/arguments/framearguments.h>
 #include <vqf/console/console.h>
 #include <vqf/console/progressline.h>
@@ -24,6 +25,7 @@ struct AppendArguments {
     std::string movie;
     std::vector<std::string> stacks;
     FrameArguments frames;
+    EditArguments edit;
 };
 
 ExitCode runAppend(const AppendArguments& arguments)
@@ -33,11 +35,12 @@ ExitCode runAppend(const AppendArguments& arguments)
     for (const std::string& stack : arguments.stacks)
         options.stacks.append(QString::fromStdString(stack));
     arguments.frames.applyTo(options);
+    options.withoutJournal = arguments.edit.withoutJournal();
     movietools::ImportResult result;
-    {
+    arguments.edit.whenFree([&] {
         ProgressLine progress;
         result = appendFrames(options, progress.callback());
-    }
+    });
     tell(QStringLiteral("%1: %2 frames more (%3)")
              .arg(escaped(options.movie))
              .arg(result.frames)
@@ -54,7 +57,9 @@ Command addAppendCommand(const Syntax& program)
     syntax.option("MOVIE", arguments->movie, "The movie to change").required();
     syntax.option("STACK", arguments->stacks, "TIFF files, one page for each frame").required();
     arguments->frames.addTo(syntax);
+    arguments->edit.addTo(syntax);
     syntax.footer(notes);
+    syntax.addToFooter(editNote);
     return {syntax, [arguments] { return runAppend(*arguments); }};
 }
 

@@ -5,6 +5,7 @@
 #include <movietools/job/joberror.h>
 #include <movietools/movie/attributerules.h>
 #include <movietools/movie/movieedit.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/console/console.h>
 #include <vqf/console/table.h>
 
@@ -19,9 +20,11 @@ namespace zd::tool {
 namespace {
 
 constexpr const char* notes = R"(
-Changes are made in place and survive a crash: the movie has its old header or the new one. Line breaks in values are
-kept. Text is Latin-1. What describes the frames (width, height, pixtype, pixbits, endian) is changed only with
---force, since a wrong value makes the frames unreadable.
+Changes are made in place and survive a crash, by a journal beside the movie: it has its old header or the new one. Where
+that cannot be, they are refused without --force; "vqf attr set --help" says what holds then. A movie that another
+program records or changes is left alone; --wait waits for it. Line breaks in values are kept. Text is Latin-1. What
+describes the frames (width, height, pixtype, pixbits, endian) is changed only with --force, since a wrong value makes
+the frames unreadable.
 
 Examples:
   vqf attr list cells.vqf
@@ -37,7 +40,8 @@ struct AttrArguments {
     std::vector<std::string> words; // names, or names and values
     std::string file;
     TableFormatArgument format;
-    bool force = false;
+    EditArguments edit;
+    bool replaceFile = false;
     bool replace = false;
 };
 
@@ -48,7 +52,7 @@ QString movieOf(const AttrArguments& arguments)
 
 void requireForce(const AttrArguments& arguments, const QString& name)
 {
-    if (!arguments.force && movietools::describesFrames(name))
+    if (!arguments.edit.isForced() && movietools::describesFrames(name))
         movietools::refuse(movieOf(arguments), name + QStringLiteral(" describes the frames"),
                            QStringLiteral("change it with --force if it is really wrong"));
 }
@@ -105,9 +109,15 @@ void store(AttributeChunk& header, const QString& name, const QString& text)
     header.set(name, value);
 }
 
+void changeHeader(const AttrArguments& arguments, const std::function<void(AttributeChunk&)>& change)
+{
+    arguments.edit.whenFree(
+        [&] { movietools::changeHeader(movieOf(arguments), arguments.edit.withoutJournal(), change); });
+}
+
 ExitCode runSet(const AttrArguments& arguments)
 {
-    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+    changeHeader(arguments, [&](AttributeChunk& header) {
         for (const std::string& word : arguments.words) {
             const QString text = QString::fromStdString(word);
             const qsizetype split = text.indexOf(QLatin1Char('='));
@@ -122,7 +132,7 @@ ExitCode runSet(const AttrArguments& arguments)
 
 ExitCode runRemove(const AttrArguments& arguments)
 {
-    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+    changeHeader(arguments, [&](AttributeChunk& header) {
         for (const std::string& word : arguments.words) {
             const QString name = QString::fromStdString(word);
             requireForce(arguments, name);
@@ -143,7 +153,7 @@ ExitCode runExport(const AttrArguments& arguments)
         print(text);
         return ExitCode::Done;
     }
-    movietools::PlainOutput output(QString::fromStdString(arguments.file), arguments.force, {movie});
+    movietools::PlainOutput output(QString::fromStdString(arguments.file), arguments.replaceFile, {movie});
     output.write(text.toUtf8());
     output.close();
     output.commit();
@@ -166,7 +176,7 @@ ExitCode runImport(const AttrArguments& arguments)
 {
     AttributeChunk given;
     given.parse(readText(QString::fromStdString(arguments.file)));
-    movietools::changeHeader(movieOf(arguments), [&](AttributeChunk& header) {
+    changeHeader(arguments, [&](AttributeChunk& header) {
         AttributeChunk wanted;
         for (const auto& [name, value] : header.attributes()) {
             if (!arguments.replace || movietools::describesFrames(name))
@@ -174,7 +184,7 @@ ExitCode runImport(const AttrArguments& arguments)
         }
         for (const auto& [name, value] : given.attributes()) {
             QString own;
-            if (!arguments.force && movietools::describesFrames(name) &&
+            if (!arguments.edit.isForced() && movietools::describesFrames(name) &&
                 !(header.get(name, own) && own == value.text()))
                 requireForce(arguments, name);
             store(wanted, name, layout::decodeComment(value.text()));
@@ -193,9 +203,10 @@ Syntax addAction(const Syntax& syntax, const std::shared_ptr<AttrArguments>& arg
     return action;
 }
 
-void addForce(const Syntax& action, const std::shared_ptr<AttrArguments>& arguments)
+void addEdit(const Syntax& action, const std::shared_ptr<AttrArguments>& arguments)
 {
-    action.flag("-f,--force", arguments->force, "Also change what describes the frames");
+    arguments->edit.addTo(action, "Also change what describes the frames, or where no journal protects the movie");
+    action.footer(editNote);
 }
 
 } // namespace
@@ -218,23 +229,23 @@ Command addAttrCommand(const Syntax& program)
 
     const Syntax set = addAction(syntax, arguments, "set", "Set attributes");
     set.option("NAME=VALUE", arguments->words, "Names and values").required();
-    addForce(set, arguments);
+    addEdit(set, arguments);
     actions.emplace_back(set, runSet);
 
     const Syntax remove = addAction(syntax, arguments, "rm", "Remove attributes");
     remove.option("NAME", arguments->words, "Names").required();
-    addForce(remove, arguments);
+    addEdit(remove, arguments);
     actions.emplace_back(remove, runRemove);
 
     const Syntax write = addAction(syntax, arguments, "export", "Write all attributes as lines of text");
     write.option("-o,--output", arguments->file, "The file to make; standard output without this").typeName("FILE");
-    write.flag("-f,--force", arguments->force, "Replace the file if it exists");
+    write.flag("-f,--force", arguments->replaceFile, "Replace the file if it exists");
     actions.emplace_back(write, runExport);
 
     const Syntax read = addAction(syntax, arguments, "import", "Set attributes from lines of text");
     read.option("FILE", arguments->file, "Lines as export writes them").required();
     read.flag("--replace", arguments->replace, "Remove all other attributes but those that describe the frames");
-    addForce(read, arguments);
+    addEdit(read, arguments);
     actions.emplace_back(read, runImport);
 
     syntax.footer(notes);

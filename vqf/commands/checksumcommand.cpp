@@ -1,6 +1,7 @@
 #include <vqf/commands/command.h>
 
 #include <movietools/verify/addchecksums.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/console/console.h>
 #include <vqf/console/progressline.h>
 
@@ -24,6 +25,7 @@ struct ChecksumArguments {
     std::string action;
     std::vector<std::string> movies;
     bool replace = false;
+    EditArguments edit;
 };
 
 QString outcomeText(movietools::ChecksumsAdded outcome)
@@ -44,8 +46,12 @@ ExitCode runChecksum(const ChecksumArguments& arguments)
     for (const std::string& movie : arguments.movies) {
         const QString path = QString::fromStdString(movie);
         try {
-            ProgressLine progress;
-            const auto outcome = movietools::addChecksums(path, arguments.replace, progress.callback());
+            movietools::ChecksumsAdded outcome{};
+            arguments.edit.whenFree([&] {
+                ProgressLine progress;
+                outcome = movietools::addChecksums(path, arguments.replace, progress.callback(),
+                                                   arguments.edit.withoutJournal());
+            });
             tell(QStringLiteral("%1: %2").arg(escaped(path), outcomeText(outcome)));
         } catch (const movietools::JobError& error) {
             complain(error);
@@ -64,7 +70,9 @@ Command addChecksumCommand(const Syntax& program)
     syntax.option("ACTION", arguments->action, "add").required().oneOf({"add"}).typeName("");
     syntax.option("MOVIE", arguments->movies, "The movies to change").required();
     syntax.flag("--replace", arguments->replace, "Replace checksums that do not agree");
+    arguments->edit.addTo(syntax);
     syntax.footer(notes);
+    syntax.addToFooter(editNote);
     return {syntax, [arguments] { return runChecksum(*arguments); }};
 }
 

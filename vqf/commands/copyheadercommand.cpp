@@ -1,6 +1,7 @@
 #include <vqf/commands/command.h>
 
 #include <movietools/movie/movieedit.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/console/console.h>
 
 #include <memory>
@@ -20,12 +21,16 @@ struct CopyHeaderArguments {
     std::string from;
     std::string to;
     bool all = false;
+    EditArguments edit;
 };
 
 ExitCode runCopyHeader(const CopyHeaderArguments& arguments)
 {
     const QString to = QString::fromStdString(arguments.to);
-    movietools::copyHeader(QString::fromStdString(arguments.from), to, arguments.all);
+    arguments.edit.whenFree([&] {
+        movietools::copyHeader(QString::fromStdString(arguments.from), to, arguments.all,
+                               arguments.edit.withoutJournal());
+    });
     tell(QStringLiteral("%1: has the header of %2").arg(escaped(to), escaped(QString::fromStdString(arguments.from))));
     return ExitCode::Done;
 }
@@ -39,7 +44,9 @@ Command addCopyHeaderCommand(const Syntax& program)
     syntax.option("FROM", arguments->from, "The movie to read").required();
     syntax.option("TO", arguments->to, "The movie to change").required();
     syntax.flag("--all", arguments->all, "Copy frame size, pixel type and byte order as well");
+    arguments->edit.addTo(syntax);
     syntax.footer(notes);
+    syntax.addToFooter(editNote);
     return {syntax, [arguments] { return runCopyHeader(*arguments); }};
 }
 

@@ -23,7 +23,7 @@ Examples:
 
 struct CutArguments {
     std::string movie;
-    OutputArgument output;
+    MovieOutputArgument output;
     FrameChoice frames;
 };
 
@@ -33,11 +33,11 @@ ExitCode runCut(const CutArguments& arguments)
     if (frames.isEverything())
         throw UsageError{"choose frames with --frames or --time"};
     movietools::MadeMovie made;
-    {
+    arguments.output.whenFree([&] {
         ProgressLine progress;
         made = movietools::cutMovie(QString::fromStdString(arguments.movie), frames,
                                     {arguments.output.path(), arguments.output.replaces()}, progress.callback());
-    }
+    });
     tellMade(made);
     return ExitCode::Done;
 }
@@ -49,7 +49,7 @@ Command addCutCommand(const Syntax& program)
     const Syntax syntax = program.subcommand("cut", "Make a movie of some frames of another");
     auto arguments = std::make_shared<CutArguments>();
     syntax.option("MOVIE", arguments->movie, "The movie to read").required();
-    arguments->output.addTo(syntax, "movie").required();
+    arguments->output.addTo(syntax).required();
     arguments->frames.addTo(syntax);
     syntax.footer(notes);
     return {syntax, [arguments] { return runCut(*arguments); }};

@@ -41,7 +41,7 @@ Examples:
 
 struct ImportArguments {
     std::vector<std::string> stacks;
-    OutputArgument movie;
+    MovieOutputArgument movie;
     FrameArguments frames;
     std::vector<std::string> attributes;
     std::string comment;
@@ -105,10 +105,10 @@ ExitCode runImport(const ImportArguments& arguments)
 {
     const movietools::ImportOptions options = optionsOf(arguments);
     movietools::ImportResult result;
-    {
+    arguments.movie.whenFree([&] {
         ProgressLine progress;
         result = importMovie(options, progress.callback());
-    }
+    });
     tell(
         QStringLiteral("%1: %2 frames of %3 (%4)")
             .arg(escaped(options.movie))
@@ -130,7 +130,7 @@ Command addImportCommand(const Syntax& program)
     const Syntax syntax = program.subcommand("import", "Make a movie from pictures of other programs");
     auto arguments = std::make_shared<ImportArguments>();
     syntax.option("SOURCE", arguments->stacks, "Stacks, folders of pictures, arrays, videos").required();
-    arguments->movie.addTo(syntax, "movie").required();
+    arguments->movie.addTo(syntax).required();
     arguments->frames.addTo(syntax);
     syntax.option("--attr", arguments->attributes, "A header attribute; may be given several times")
         .typeName("NAME=VALUE")

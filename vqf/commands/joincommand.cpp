@@ -24,7 +24,7 @@ Examples:
 
 struct JoinArguments {
     std::vector<std::string> movies;
-    OutputArgument output;
+    MovieOutputArgument output;
 };
 
 ExitCode runJoin(const JoinArguments& arguments)
@@ -33,11 +33,11 @@ ExitCode runJoin(const JoinArguments& arguments)
     for (const std::string& movie : arguments.movies)
         movies.append(QString::fromStdString(movie));
     movietools::JoinResult result;
-    {
+    arguments.output.whenFree([&] {
         ProgressLine progress;
         result =
             movietools::joinMovies(movies, {arguments.output.path(), arguments.output.replaces()}, progress.callback());
-    }
+    });
     tellMade(result.made);
     for (const QString& loss : result.losses)
         complain(loss);
@@ -51,7 +51,7 @@ Command addJoinCommand(const Syntax& program)
     const Syntax syntax = program.subcommand("join", "Put movies one behind the other");
     auto arguments = std::make_shared<JoinArguments>();
     syntax.option("MOVIE", arguments->movies, "The movies to read, in order").required();
-    arguments->output.addTo(syntax, "movie").required();
+    arguments->output.addTo(syntax).required();
     syntax.footer(notes);
     return {syntax, [arguments] { return runJoin(*arguments); }};
 }

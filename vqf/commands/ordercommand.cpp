@@ -1,6 +1,7 @@
 #include <vqf/commands/command.h>
 
 #include <movietools/movie/movieedit.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/console/console.h>
 
 #include <memory>
@@ -24,6 +25,7 @@ struct OrderArguments {
     unsigned first = 0;
     unsigned circularSize = 0;
     Option circularOption;
+    EditArguments edit;
 };
 
 ExitCode runOrder(const OrderArguments& arguments)
@@ -32,7 +34,8 @@ ExitCode runOrder(const OrderArguments& arguments)
     std::optional<unsigned> circularSize;
     if (arguments.circularOption.isGiven())
         circularSize = arguments.circularSize;
-    movietools::putFrameFirst(path, arguments.first, circularSize);
+    arguments.edit.whenFree(
+        [&] { movietools::putFrameFirst(path, arguments.first, circularSize, arguments.edit.withoutJournal()); });
     tell(QStringLiteral("%1: begins with what was frame %2").arg(escaped(path)).arg(arguments.first));
     return ExitCode::Done;
 }
@@ -49,7 +52,9 @@ Command addOrderCommand(const Syntax& program)
                                     .option("--circular", arguments->circularSize,
                                             "Frames of the circular part, fewer than all; the whole movie without this")
                                     .typeName("FRAMES");
+    arguments->edit.addTo(syntax);
     syntax.footer(notes);
+    syntax.addToFooter(editNote);
     return {syntax, [arguments] { return runOrder(*arguments); }};
 }
 

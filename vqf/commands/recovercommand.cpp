@@ -40,7 +40,7 @@ Examples:
 
 struct RecoverArguments {
     std::string movie;
-    OutputArgument output;
+    MovieOutputArgument output;
     bool inPlace = false;
     std::string like;
     std::vector<std::string> attributes;
@@ -139,10 +139,10 @@ ExitCode runRecover(const RecoverArguments& arguments)
 {
     const RecoverOptions options = optionsOf(arguments);
     RecoverResult result;
-    {
+    arguments.output.whenFree([&] {
         ProgressLine progress;
         result = recoverMovie(options, progress.callback());
-    }
+    });
     if (arguments.json || settings().json)
         printJson(QStringLiteral("vqf.recover"), 1, json(result));
     else
@@ -157,7 +157,7 @@ Command addRecoverCommand(const Syntax& program)
     const Syntax syntax = program.subcommand("recover", "Put a dead or damaged movie together again");
     auto arguments = std::make_shared<RecoverArguments>();
     syntax.option("MOVIE", arguments->movie, "The movie to recover").required();
-    arguments->output.addTo(syntax, "movie");
+    arguments->output.addTo(syntax);
     syntax.flag("--in-place", arguments->inPlace, "Change the movie itself");
     syntax.option("--like", arguments->like, "A movie of the same kind, for a header that is lost").typeName("MOVIE");
     syntax.option("--attr", arguments->attributes, "A header value that the movie does not tell")

@@ -3,6 +3,7 @@
 #include <movietools/exchange/movieimport.h>
 #include <movietools/job/framevalues.h>
 #include <movietools/job/timetext.h>
+#include <vqf/arguments/editarguments.h>
 #include <vqf/console/console.h>
 
 #include <memory>
@@ -27,6 +28,7 @@ struct ReplaceArguments {
     std::string time;
     double laserPower = 0;
     Option laserPowerOption;
+    EditArguments edit;
 };
 
 ExitCode runReplace(const ReplaceArguments& arguments)
@@ -44,7 +46,10 @@ ExitCode runReplace(const ReplaceArguments& arguments)
         laserPower = static_cast<float>(arguments.laserPower);
     }
     const QString path = QString::fromStdString(arguments.movie);
-    movietools::replaceFrame(path, arguments.frame, QString::fromStdString(arguments.stack), time, laserPower);
+    arguments.edit.whenFree([&] {
+        movietools::replaceFrame(path, arguments.frame, QString::fromStdString(arguments.stack), time, laserPower,
+                                 arguments.edit.withoutJournal());
+    });
     tell(QStringLiteral("%1: frame %2 replaced").arg(escaped(path)).arg(arguments.frame));
     return ExitCode::Done;
 }
@@ -62,7 +67,9 @@ Command addReplaceCommand(const Syntax& program)
     arguments->laserPowerOption =
         syntax.option("--laser-power", arguments->laserPower, "Its laser power, 0 to 1; -1: not known")
             .typeName("POWER");
+    arguments->edit.addTo(syntax);
     syntax.footer(notes);
+    syntax.addToFooter(editNote);
     return {syntax, [arguments] { return runReplace(*arguments); }};
 }
 

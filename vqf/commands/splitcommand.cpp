@@ -25,7 +25,7 @@ Examples:
 
 struct SplitArguments {
     std::string movie;
-    OutputArgument output;
+    MovieOutputArgument output;
     std::string every;
     std::uint64_t maxSize = 0;
     Option maxSizeOption;
@@ -61,11 +61,11 @@ ExitCode runSplit(const SplitArguments& arguments)
     const QString movie = QString::fromStdString(arguments.movie);
     const QString output = arguments.output.isGiven() ? arguments.output.path() : movie;
     std::vector<movietools::MadeMovie> parts;
-    {
+    arguments.output.whenFree([&] {
         ProgressLine progress;
         parts = movietools::splitMovie(movie, partLength(arguments), {output, arguments.output.replaces()},
                                        progress.callback());
-    }
+    });
     for (const movietools::MadeMovie& part : parts)
         tellMade(part);
     return ExitCode::Done;

@@ -161,6 +161,11 @@ Option Syntax::flag(const char* names, bool& value, const std::string& what) con
     return Option(*m_app->add_flag(names, value, what));
 }
 
+Option Syntax::flag(const char* names, std::string& value, const std::string& what) const
+{
+    return Option(*m_app->add_flag(names, value, what));
+}
+
 Option Syntax::flag(const char* names, const std::function<void()>& raised, const std::string& what) const
 {
     return Option(*m_app->add_flag_callback(names, raised, what));

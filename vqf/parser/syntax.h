@@ -71,6 +71,8 @@ public:
     Option choice(const char* names, const std::map<std::string, int>& words, const std::function<void(int)>& choose,
                   const std::string& what) const;
     Option flag(const char* names, bool& value, const std::string& what) const;
+    /// A flag that may have a value, like --name=value; alone it gives "true".
+    Option flag(const char* names, std::string& value, const std::string& what) const;
     Option flag(const char* names, const std::function<void()>& raised, const std::string& what) const;
 
     bool isParsed() const; ///< whether the arguments name it; valid once they were parsed
