@@ -74,9 +74,9 @@ QByteArray bytesAt(int fd, std::int64_t offset, std::int64_t length)
     QByteArray bytes(std::min(length, held - offset), Qt::Uninitialized);
     iovec piece{bytes.data(), static_cast<std::size_t>(bytes.size())};
     const Transfer transfer = readPieces(fd, &piece, 1, offset);
-    if (transfer.error != 0)
-        ChunkHeaderBase::reportReadFailure(transfer.error);
-    bytes.truncate(transfer.bytes);
+    // Less than the file holds is a failure: what is missing would count as never having been there.
+    if (transfer.bytes != bytes.size())
+        ChunkHeaderBase::reportReadFailure(transfer.error == 0 ? EIO : transfer.error);
     return bytes;
 }
 

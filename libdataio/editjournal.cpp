@@ -5,7 +5,7 @@
 #include <libdataio/fdchunkwriter.h>
 #include <libdataio/foundjournal_p.h>
 #include <libdataio/imagefilelayout.h>
-#include <libdataio/recordingremains.h>
+#include <libdataio/recordinglog_p.h>
 #include <libdataio/report_p.h>
 #include <libdataio/rescuedframes_p.h>
 
@@ -173,8 +173,10 @@ bool EditJournal::restore(const FoundJournal& found, const QString& movie, int m
         rescueFrames(movie, movieFD, found.content()->tailStart, found.content()->oldInfo());
         writeBack(movieFD, found.descriptor(), *found.content());
     }
+    // The journal goes last: while it is there, whoever comes after a death here does the rest.
+    RecordingLog::discard(movie);
+    dropHeader(movieFD);
     found.remove();
-    RecordingRemains::remove(movie);
     return torn;
 }
 

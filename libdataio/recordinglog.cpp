@@ -9,6 +9,7 @@
 #include <QtEndian>
 
 #include <bit>
+#include <cerrno>
 
 #include <fcntl.h>
 
@@ -118,7 +119,9 @@ QByteArray keptHeader(int movieFD)
 
 void dropHeader(int movieFD)
 {
-    systemCalls.fremovexattr(movieFD, headerExtendedAttribute);
+    // A second attempt helps where the first one met a passing trouble.
+    if (systemCalls.fremovexattr(movieFD, headerExtendedAttribute) == -1 && errno == EIO)
+        systemCalls.fremovexattr(movieFD, headerExtendedAttribute);
 }
 
 std::unique_ptr<RecordingLog> RecordingLog::begin(const QString& movie)

@@ -209,9 +209,11 @@ TEST_F(DeadEdit, AFailedRestoreIsRepeated)
                 saved = std::max(saved, walkMovie(readFile(QFileInfo(m_path).path() + u'/' + name)).size());
             EXPECT_EQ(saved, left == dead ? 3U : 0U) << "two frames and the header";
         };
-        const int failures = withEveryFault(
-            {.error = EIO, .share = Share::OneByte}, prepare, [&] { ImageWriter::undoInterruptedEdit(m_path); }, check);
+        const auto undo = [&] { ImageWriter::undoInterruptedEdit(m_path); };
+        const int failures = withEveryFault({.error = EIO, .share = Share::OneByte}, prepare, undo, check);
         EXPECT_GT(failures, left == dead ? 20 : 8);
+        const int endings = withEveryFault({.error = 0, .among = call::reads}, prepare, undo, check);
+        EXPECT_GT(endings, left == dead ? 20 : 8) << "a file that ends too early";
     }
 }
 
